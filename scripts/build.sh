@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Builds the addon (node-gyp) and, with CMake, the reference server and the client library.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+jobs=$(nproc 2>/dev/null || echo 2)
+
+if [ ! -f build/Makefile ]; then
+  node-gyp configure
+fi
+node-gyp build -j "$jobs"
+
+cmake -S . -B out -DCMAKE_BUILD_TYPE=Release -DZV_TESTS=OFF >/dev/null
+cmake --build out -j "$jobs" --target zanvo-server

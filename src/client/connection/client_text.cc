@@ -1,0 +1,59 @@
+#include "connection/client_text.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+void* client_alloc(size_t size) { return calloc(1, size ? size : 1); }
+
+void client_print(const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  vprintf(fmt, args);
+  va_end(args);
+  fflush(stdout);
+}
+
+int client_sprintf(char* dst, size_t cap, const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  int n = vsnprintf(dst, cap, fmt, args);
+  va_end(args);
+  return n;
+}
+
+int32_t str_copy_bounded(char* dst, size_t cap, const char* src) {
+  memset(dst, 0, cap);
+  return str_append_bounded(dst, cap, src);
+}
+
+int32_t str_append_bounded(char* dst, size_t cap, const char* src) {
+  size_t used = strnlen(dst, cap);
+  size_t room = cap - used;  // includes the place of the NUL
+  size_t n = strlen(src);
+  if (n < room) {
+    memcpy(dst + used, src, n + 1);
+    return 0;
+  }
+  if (room > 0) {
+    memcpy(dst + used, src, room - 1);
+    dst[cap - 1] = '\0';
+  }
+  return -12;
+}
+
+void set_error_text(char** slot, const char* text) {
+  free(*slot);
+  *slot = text ? strdup(text) : nullptr;
+}
+
+void set_error_textf(char** slot, const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  char* text = nullptr;
+  if (vasprintf(&text, fmt, args) < 0) text = nullptr;
+  va_end(args);
+  free(*slot);
+  *slot = text;
+}

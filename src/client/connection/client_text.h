@@ -1,0 +1,20 @@
+// Small text and memory helpers used throughout the client.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+// Zero-filled heap block; null when memory runs out.
+void* client_alloc(size_t size);
+// Formatted print to standard output, flushed at once so that it interleaves with the host's output.
+void client_print(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+// Formatted print into a caller's buffer of cap bytes (always terminated).
+int client_sprintf(char* dst, size_t cap, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
+
+// Clears cap bytes of dst and copies src; when src with its NUL does not fit, copies cap-1 bytes and returns -12.
+int32_t str_copy_bounded(char* dst, size_t cap, const char* src);
+// The same behind what dst already holds, with what is left of cap.
+int32_t str_append_bounded(char* dst, size_t cap, const char* src);
+
+// Replaces the heap text in *slot (freeing the old one) with a copy of text; a null text just frees.
+void set_error_text(char** slot, const char* text);
+void set_error_textf(char** slot, const char* fmt, ...) __attribute__((format(printf, 2, 3)));

@@ -1,0 +1,62 @@
+// The connection record, the server list and the handle tags shared by every client record.
+#pragma once
+#include <cstdint>
+#include "connection/platform.h"
+
+enum HandleTag : int32_t {
+  HT_CONN = 1,
+  HT_PARAMS = 2,
+  HT_RESULT = 4,
+  HT_LOB = 5,
+  HT_SMART_CURSOR = 6,
+};
+
+enum { CONN_BUF_SIZE = 8192 };
+
+struct ServerList {
+  int32_t count;      // addresses given
+  int32_t current;    // index in addrs of the address in use
+  char** addrs;       // heap copies of the addresses
+  char** tried;       // count+1 entries, addresses that failed, in order of failure
+  int32_t remaining;  // addresses not yet struck out
+};
+
+struct ResultRecord;
+
+struct ConnRecord {
+  int32_t kind;  // HT_CONN
+  char database[128];
+  char server_ip[32];
+  uint16_t port;
+  char user[64];
+  char password[64];
+  char char_set[64];
+  char iso_level[64];
+  char version[64];
+  char current_schema[64];
+  char compatible_mode[64];
+  char keyword_filter[64];
+  int32_t ltimeout;      // receive time-out in milliseconds
+  int32_t lock_timeout;  // sent at login
+  int32_t use_ssl;
+  int32_t auto_commit_off;
+  int32_t return_rowid;
+  int32_t return_cursor_id_off;
+  int32_t lob_ret;
+  int32_t verbose_mode;  // bit 1 all, 2 errors, 4 warnings
+  char pushback;         // one reply letter handed back; 0 means none
+  int64_t socket;        // 0 means not connected
+  Semaphore* semaphore;
+  uint32_t addr;
+  int32_t send_len;
+  uint8_t send_buf[CONN_BUF_SIZE];
+  char* error_text;  // heap copy of the last error text
+  uint8_t ips_given;
+  ServerList* server_list;
+  char last_rowid[32];
+  int32_t rowid_valid;
+  int32_t use_srvcursor_off;
+  uint8_t recv_buf[CONN_BUF_SIZE];
+  int32_t recv_len;
+  int32_t recv_pos;
+};

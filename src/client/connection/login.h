@@ -1,0 +1,9 @@
+// Making the link and telling the server who calls.
+#pragma once
+#include <cstddef>
+#include "connection/conn_record.h"
+
+bool net_connect(ConnRecord* conn);
+bool login_dialogue(ConnRecord* conn);
+// The plain login text into out (cap bytes); false when it does not fit or a value holds a quote.
+bool build_login_text(const ConnRecord* conn, bool enciphered, char* out, size_t cap);

@@ -1,0 +1,59 @@
+// Test peers that play exact bytes to the client and record what it sent.
+#pragma once
+#include <cstdint>
+#include <string>
+#include <thread>
+#include <vector>
+#include "connection/conn_record.h"
+
+// Big-endian builders for scripted replies.
+std::string be16(int16_t n);
+std::string be32(int32_t n);
+std::string be64(int64_t n);
+std::string wire_str(const std::string& s);  // int32 length, then the bytes
+
+// A TCP listener on 127.0.0.1 with an ephemeral port. After start() a thread accepts one
+// connection and plays the steps in order; what the client sent is kept in received().
+class ScriptedPeer {
+ public:
+  ScriptedPeer();
+  ~ScriptedPeer();
+  uint16_t port() const { return port_; }
+  ScriptedPeer& expect(size_t n);               // read exactly n bytes from the client
+  ScriptedPeer& send(const std::string& bytes);  // write bytes to the client
+  ScriptedPeer& close();                        // close the link
+  void start();
+  void join();                      // waits for the script to end
+  const std::string& received();    // joins first
+  std::string conn_string(const std::string& extra = "") const;
+
+ private:
+  struct Step {
+    int kind;
+    size_t count;
+    std::string bytes;
+  };
+  void run();
+  int listen_fd_ = -1;
+  int client_fd_ = -1;
+  uint16_t port_ = 0;
+  std::vector<Step> steps_;
+  std::string received_;
+  std::thread thread_;
+};
+
+// A ConnRecord (as ZVC_OpenConnection would leave it, logged in) whose socket is one end of a
+// socketpair. A thread writes `reply` into the other end and then ends the stream, so a reader
+// that wants more sees a closed link. Release with ZVC_CloseConnection, then sent() tells what
+// the client wrote.
+class StreamPeer {
+ public:
+  explicit StreamPeer(const std::string& reply, bool close_after = true);
+  ~StreamPeer();
+  ConnRecord* conn;
+  std::string sent();  // everything the client wrote so far
+
+ private:
+  int peer_fd_ = -1;
+  std::thread writer_;
+};
