@@ -1,0 +1,126 @@
+#include "connection/login.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "connection/client_text.h"
+#include "connection/wire.h"
+
+namespace {
+
+enum { AUTH_STR_SIZE = 512, REPLY_SIZE = 32 };
+
+struct LoginClause {
+  bool include;
+  const char* head;
+  const char* value;
+  const char* tail;
+};
+
+struct LoginValue {
+  const char* name;
+  size_t offset;
+};
+
+// Every text the login carries; nothing in it is escaped, so a quote would end a value early.
+const LoginValue login_values[] = {
+    {"database", offsetof(ConnRecord, database)},
+    {"user", offsetof(ConnRecord, user)},
+    {"password", offsetof(ConnRecord, password)},
+    {"char_set", offsetof(ConnRecord, char_set)},
+    {"iso_level", offsetof(ConnRecord, iso_level)},
+    {"current_schema", offsetof(ConnRecord, current_schema)},
+    {"compatible_mode", offsetof(ConnRecord, compatible_mode)},
+    {"keyword_filter", offsetof(ConnRecord, keyword_filter)},
+};
+
+// The name of the first login value that holds a quote, or null.
+const char* quoted_login_value(const ConnRecord* conn) {
+  for (const LoginValue& v : login_values) {
+    const char* text = reinterpret_cast<const char*>(conn) + v.offset;
+    if (strchr(text, '\'')) return v.name;
+  }
+  return nullptr;
+}
+
+// A failed login leaves the record disconnected.
+bool fail_login(ConnRecord* conn, const char* text) {
+  set_error_text(&conn->error_text, text);
+  if (conn->socket != 0) plat_socket_close(static_cast<int>(conn->socket));
+  conn->socket = 0;
+  return false;
+}
+
+// The server's answer: "K" for a 201 server, "N", four bytes and "K" for a 301 server,
+// anything else a refusal followed by the server's message, which is dropped.
+bool read_login_reply(ConnRecord* conn, const uint8_t* reply) {
+  if (reply[0] == 'K') {
+    str_copy_bounded(conn->version, sizeof conn->version, "201");
+    return true;
+  }
+  if (reply[0] == 'N') {
+    str_copy_bounded(conn->version, sizeof conn->version, "301");
+    uint8_t rest[REPLY_SIZE] = {};
+    if (recv_bytes(conn, rest, 5) && rest[4] == 'K') return true;
+  }
+  char* message = nullptr;
+  recv_string(conn, &message);
+  free(message);
+  return fail_login(conn, "[EC0196]Error Can't finish build connect ,Receives K failed");
+}
+
+}  // namespace
+
+bool build_login_text(const ConnRecord* conn, bool enciphered, char* out, size_t cap) {
+  memset(out, 0, cap);
+  if (quoted_login_value(conn)) return false;
+  char lock[20];
+  client_sprintf(lock, sizeof lock, "%d", conn->lock_timeout);
+  const LoginClause clauses[] = {
+      {true, "login database = ", conn->database, ""},
+      {true, " user='", conn->user, ""},
+      {true, "' password='", conn->password, "'"},
+      {enciphered || conn->char_set[0] != '\0', " char_set = '", conn->char_set, "'"},
+      {enciphered || conn->iso_level[0] != '\0', " iso_level = '", conn->iso_level, "'"},
+      {conn->current_schema[0] != '\0', " current_schema = '", conn->current_schema, "'"},
+      {conn->compatible_mode[0] != '\0', " compatible_mode = '", conn->compatible_mode, "'"},
+      {conn->keyword_filter[0] != '\0', " keyword_filter='", conn->keyword_filter, "'"},
+      {enciphered ? conn->lock_timeout > 0 : conn->lock_timeout != 0, " lock_timeout = ", lock, ""},
+      {true, conn->auto_commit_off == 1 ? " auto_commit = 'off'" : " auto_commit = 'on'", "", ""},
+      {conn->return_cursor_id_off != 1, " return_cursor_id  = 'on'", "", ""},
+      {conn->lob_ret != 0, enciphered ? " lob_ret=descriptor" : " lob_ret  =descriptor", "", ""},
+      {true, " version = '", conn->version, "'"},
+  };
+  for (const LoginClause& c : clauses) {
+    if (!c.include) continue;
+    if (str_append_bounded(out, cap, c.head) != 0 || str_append_bounded(out, cap, c.value) != 0 ||
+        str_append_bounded(out, cap, c.tail) != 0) {
+      memset(out, 0, cap);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool login_dialogue(ConnRecord* conn) {
+  // The enciphered link needs the link cipher, which this client does not have:
+  // refuse before anything goes out, rather than send the login in the clear.
+  if (conn->use_ssl != 0)
+    return fail_login(conn, "[EC0199]Error in build-database-connect enciphered link not supported");
+  const char* quoted = quoted_login_value(conn);
+  if (quoted) {
+    char text[128];
+    client_sprintf(text, sizeof text, "[EC0194]Error in build-database-connect quote (') not allowed in %s",
+                   quoted);
+    return fail_login(conn, text);
+  }
+  char auth_str[AUTH_STR_SIZE];
+  if (!build_login_text(conn, false, auth_str, sizeof auth_str))
+    return fail_login(conn, "[EC0193]Error in build-database-connect LOGIN text longer than 511 characters");
+  // Straight to the socket, past the send buffer; a failed write shows up as a failed read.
+  send_direct(conn, auth_str, static_cast<int32_t>(strlen(auth_str)));
+  uint8_t reply[REPLY_SIZE] = {};
+  if (!recv_bytes(conn, reply, 1)) return fail_login(conn, "[EC0195]Error when RECIEVING ,Net Recieve Error");
+  return read_login_reply(conn, reply);
+}

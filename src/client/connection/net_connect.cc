@@ -1,0 +1,22 @@
+#include <cstdint>
+
+#include "connection/login.h"
+
+bool net_connect(ConnRecord* conn) {
+  if (conn->socket != 0) {
+    plat_socket_close(static_cast<int>(conn->socket));
+    conn->socket = 0;
+  }
+  // Dotted IPv4 text only: there is no name resolution.
+  conn->addr = plat_inet_addr(conn->server_ip);
+  int fd = plat_socket_open(conn->ltimeout);
+  if (fd < 0) return false;
+  if (!plat_socket_connect(fd, conn->addr, conn->port)) {
+    plat_socket_close(fd);
+    return false;
+  }
+  // Closing then resets the link at once instead of lingering.
+  plat_socket_set_abortive(fd);
+  conn->socket = fd;
+  return true;
+}

@@ -1,0 +1,69 @@
+#include <cstdlib>
+
+#include "connection/client_text.h"
+#include "connection/conn_string.h"
+#include "connection/login.h"
+#include "zvc.h"
+
+namespace {
+
+enum { LOCK_TIMEOUT_DEFAULT = 300, LTIMEOUT_DEFAULT = 1800000 };
+
+}  // namespace
+
+int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out) {
+  if (!conn_string) return -1;  // no record is made
+  ConnRecord* conn = static_cast<ConnRecord*>(client_alloc(sizeof(ConnRecord)));
+  *out = conn;
+  if (!conn) return ZV_NO_MEMORY;
+  // Defaults the connection string may change.
+  conn->kind = HT_CONN;
+  conn->lock_timeout = LOCK_TIMEOUT_DEFAULT;
+  str_copy_bounded(conn->version, sizeof conn->version, "301");
+  conn->verbose_mode = 1;
+  parse_conn_string(conn_string, conn);
+  // Defaults it may not.
+  conn->pushback = 0;
+  conn->ltimeout = LTIMEOUT_DEFAULT;
+  // The lock exists before the socket is tried, so that a failed open leaves a handle to close.
+  conn->semaphore = plat_sem_create(0);
+  if (!conn->semaphore) return ZV_NO_MEMORY;
+  plat_sem_signal(conn->semaphore);
+  conn->socket = 0;
+  if (!net_connect(conn)) {
+    set_error_text(&conn->error_text, "[EC011]Error in build-connect Sock Failure");
+    return ZV_SOCKET_FAILED;
+  }
+  if (!login_dialogue(conn)) {
+    set_error_text(&conn->error_text, "[EC012]Error in build-database-connect LOGIN database Failure");
+    return ZV_LOGIN_FAILED;
+  }
+  return 2;
+}
+
+int32_t ZVC_Reconnect(ConnRecord** handle) {
+  if (!handle || !*handle) return ZV_BAD_HANDLE;
+  ConnRecord* conn = *handle;
+  if (!net_connect(conn)) {
+    set_error_text(&conn->error_text, "[EC0197]Error when RECONNECT Sock Failure");
+    return ZV_SOCKET_FAILED;
+  }
+  if (!login_dialogue(conn)) {
+    set_error_text(&conn->error_text, "[EC0198]Error when LOGIN database Failure");
+    return ZV_LOGIN_FAILED;
+  }
+  return 1;
+}
+
+int32_t ZVC_CloseConnection(ConnRecord** handle) {
+  if (!handle || !*handle) return -1;
+  ConnRecord* conn = *handle;
+  // No farewell goes over the wire: the server sees the link reset.
+  if (conn->socket != 0) plat_socket_close(static_cast<int>(conn->socket));
+  plat_sem_close(conn->semaphore);
+  free(conn->error_text);
+  free_server_list(conn->server_list);
+  free(conn);
+  *handle = nullptr;
+  return 0;
+}

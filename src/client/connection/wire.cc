@@ -1,0 +1,152 @@
+#include "connection/wire.h"
+
+#include <cstdlib>
+
+#include "connection/client_text.h"
+#include "zvc.h"
+
+namespace {
+
+enum { RECV_TRIES = 3 };
+
+// Socket 0 is "not connected": it must never reach the system as descriptor 0.
+int64_t sock_send(ConnRecord* conn, const void* buf, int32_t len) {
+  if (conn->socket == 0) return -1;
+  return plat_socket_send(static_cast<int>(conn->socket), buf, len);
+}
+
+int64_t sock_recv(ConnRecord* conn, void* buf, int32_t len) {
+  if (conn->socket == 0) return -1;
+  return plat_socket_recv(static_cast<int>(conn->socket), buf, len);
+}
+
+// Writes and empties send_buf; what it held is dropped when the write fails.
+int32_t write_send_buf(ConnRecord* conn) {
+  int64_t r = sock_send(conn, conn->send_buf, conn->send_len);
+  conn->send_len = 0;
+  return static_cast<int32_t>(r);
+}
+
+}  // namespace
+
+bool recv_bytes_general(ConnRecord* conn, void* buf, int32_t len) {
+  if (len < 0) return false;
+  if (len == 0) return true;
+  uint8_t* dst = static_cast<uint8_t*>(buf);
+  if (conn->pushback != 0) {
+    *dst++ = static_cast<uint8_t>(conn->pushback);
+    conn->pushback = 0;
+    --len;
+  }
+  while (len > 0) {
+    int32_t got = recv_buffered(conn, dst, len);
+    if (got <= 0) return false;
+    dst += got;
+    len -= got;
+  }
+  return true;
+}
+
+int32_t recv_buffered(ConnRecord* conn, uint8_t* dst, int32_t len) {
+  int32_t waiting = conn->recv_len - conn->recv_pos;
+  if (waiting > len) {
+    memcpy(dst, conn->recv_buf + conn->recv_pos, static_cast<size_t>(len));
+    conn->recv_pos += len;
+    return len;
+  }
+  if (waiting > 0) {
+    memcpy(dst, conn->recv_buf + conn->recv_pos, static_cast<size_t>(waiting));
+    conn->recv_len = conn->recv_pos = 0;
+    return waiting;
+  }
+  int64_t r = 0;
+  for (int tries = 0; tries < RECV_TRIES && r <= 0; ++tries) r = sock_recv(conn, conn->recv_buf, CONN_BUF_SIZE);
+  if (r <= 0) return -1;
+  int32_t got = static_cast<int32_t>(r);
+  if (got <= len) {
+    memcpy(dst, conn->recv_buf, static_cast<size_t>(got));
+    conn->recv_len = conn->recv_pos = 0;
+    return got;
+  }
+  memcpy(dst, conn->recv_buf, static_cast<size_t>(len));
+  conn->recv_len = got;
+  conn->recv_pos = len;
+  return len;
+}
+
+int32_t recv_string(ConnRecord* conn, char** out) {
+  *out = nullptr;
+  int32_t len;
+  if (!recv_int32(conn, &len)) return ZV_NET_ERROR;
+  // The length comes from the peer: refuse what no reply can honestly carry.
+  if (len < 0 || len > WIRE_MAX_STRING) return ZV_NET_ERROR;
+  char* text = static_cast<char*>(client_alloc(static_cast<size_t>(len) + 1));
+  if (!text) return ZV_NO_MEMORY;
+  if (!recv_bytes(conn, text, len)) {
+    free(text);
+    return ZV_NET_ERROR;
+  }
+  *out = text;
+  return 0;
+}
+
+int32_t send_bytes(ConnRecord* conn, const void* buf, int32_t len) {
+  if (len <= 0) return 0;
+  if (len >= WIRE_BYPASS_SIZE) {
+    // Bulk data goes from the caller's memory, after whatever the buffer already holds.
+    if (conn->send_len > 0 && write_send_buf(conn) < 0) return -1;
+    return static_cast<int32_t>(sock_send(conn, buf, len));
+  }
+  if (conn->send_len + len >= CONN_BUF_SIZE) {
+    int32_t r = write_send_buf(conn);
+    memcpy(conn->send_buf, buf, static_cast<size_t>(len));
+    conn->send_len = len;
+    return r;
+  }
+  memcpy(conn->send_buf + conn->send_len, buf, static_cast<size_t>(len));
+  conn->send_len += len;
+  return 0;
+}
+
+int32_t send_int16(ConnRecord* conn, int16_t n) {
+  uint16_t v = wire_order16(static_cast<uint16_t>(n));
+  return send_bytes(conn, &v, 2);
+}
+
+int32_t send_int32(ConnRecord* conn, int32_t n) {
+  uint32_t v = wire_order32(static_cast<uint32_t>(n));
+  return send_bytes(conn, &v, 4);
+}
+
+int32_t send_int64(ConnRecord* conn, int64_t n) {
+  uint64_t v = wire_order64(static_cast<uint64_t>(n));
+  return send_bytes(conn, &v, 8);
+}
+
+int32_t send_flush(ConnRecord* conn) {
+  if (conn->send_len == 0) return 0;
+  return write_send_buf(conn) < 0 ? -1 : 0;
+}
+
+int64_t send_direct(ConnRecord* conn, const void* buf, int32_t len) { return sock_send(conn, buf, len); }
+
+int32_t buf_put_bytes(uint8_t* buf, int32_t* cursor, const void* src, int32_t len) {
+  memcpy(buf + *cursor, src, static_cast<size_t>(len));
+  *cursor += len;
+  return *cursor;
+}
+
+int32_t buf_put_int16(uint8_t* buf, int32_t* cursor, int16_t n) {
+  uint16_t v = wire_order16(static_cast<uint16_t>(n));
+  return buf_put_bytes(buf, cursor, &v, 2);
+}
+
+int32_t buf_put_int32(uint8_t* buf, int32_t* cursor, int32_t n) {
+  uint32_t v = wire_order32(static_cast<uint32_t>(n));
+  return buf_put_bytes(buf, cursor, &v, 4);
+}
+
+int32_t buf_put_int64(uint8_t* buf, int32_t* cursor, int64_t n) {
+  uint64_t v = wire_order64(static_cast<uint64_t>(n));
+  return buf_put_bytes(buf, cursor, &v, 8);
+}
