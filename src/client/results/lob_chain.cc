@@ -1,0 +1,68 @@
+#include "results/lob_chain.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "connection/client_text.h"
+
+namespace {
+LobChunk* new_chunk(int32_t index) {
+  LobChunk* chunk = static_cast<LobChunk*>(client_alloc(sizeof(LobChunk)));
+  if (!chunk) return nullptr;
+  chunk->data = static_cast<uint8_t*>(client_alloc(LOB_CHUNK_SIZE));
+  if (!chunk->data) {
+    free(chunk);
+    return nullptr;
+  }
+  chunk->index = index;
+  return chunk;
+}
+}  // namespace
+
+// Every chunk but the last is full, so the chain's free space is what the last one lacks.
+uint8_t* lob_tail(LobHandle* lob, int32_t* room) {
+  int64_t free_bytes = static_cast<int64_t>(lob->chunk_count) * LOB_CHUNK_SIZE - lob->size;
+  if (free_bytes == 0) {
+    LobChunk* chunk = new_chunk(lob->chunk_count);
+    if (!chunk) return nullptr;
+    if (lob->cur_chunk) {
+      lob->cur_chunk->next = chunk;
+    } else {
+      lob->first_chunk = chunk;
+    }
+    lob->cur_chunk = chunk;
+    lob->chunk_count++;
+    free_bytes = LOB_CHUNK_SIZE;
+  }
+  *room = static_cast<int32_t>(free_bytes);
+  return lob->cur_chunk->data + (LOB_CHUNK_SIZE - free_bytes);
+}
+
+int32_t lob_append(LobHandle* lob, const uint8_t* data, int64_t n) {
+  while (n > 0) {
+    int32_t room = 0;
+    uint8_t* dst = lob_tail(lob, &room);
+    if (!dst) return -5;
+    int32_t part = n < room ? static_cast<int32_t>(n) : room;
+    memcpy(dst, data, static_cast<size_t>(part));
+    lob->size += part;
+    data += part;
+    n -= part;
+  }
+  return 0;
+}
+
+void lob_clear(LobHandle* lob) {
+  LobChunk* chunk = lob->first_chunk;
+  while (chunk) {
+    LobChunk* next = chunk->next;
+    free(chunk->data);
+    free(chunk);
+    chunk = next;
+  }
+  free(lob->desc_text);
+  free(lob->error_text);
+  int32_t kind = lob->kind;
+  memset(lob, 0, sizeof *lob);
+  lob->kind = kind;
+}

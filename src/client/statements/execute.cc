@@ -1,0 +1,73 @@
+// Running a statement text directly: one command and its whole reply per call, under the
+// connection's semaphore, since a reply carries nothing that ties it to its command.
+#include <cstdlib>
+#include <cstring>
+
+#include "connection/wire.h"
+#include "results/reception.h"
+#include "statements/command.h"
+#include "zvc.h"
+
+namespace {
+// The connection behind a handle, or null when there is none to talk to.
+ConnRecord* conn_of(ConnRecord** handle) {
+  if (!handle || !*handle || (*handle)->kind != HT_CONN) return nullptr;
+  return *handle;
+}
+
+// Takes the semaphore and sends the command; the caller reads the reply and then calls
+// end_exchange. The text is sent from a copy of its own, so that the caller's text may
+// change while the exchange runs. Null when the copy cannot be made (nothing is taken then).
+char* begin_exchange(ConnRecord* conn, const char* sql) {
+  char* text = strdup(sql);
+  if (!text) return nullptr;
+  plat_sem_wait(conn->semaphore);
+  send_sql_params(conn, text, 0);
+  send_flush(conn);
+  return text;
+}
+
+void end_exchange(ConnRecord* conn, char* text) {
+  plat_sem_signal(conn->semaphore);
+  free(text);
+}
+}  // namespace
+
+int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql) {
+  ConnRecord* conn = conn_of(handle);
+  if (!conn || !sql) return ZV_BAD_HANDLE;
+  char* text = begin_exchange(conn, sql);
+  if (!text) return ZV_NO_MEMORY;
+  int32_t rc = recv_noQuery(conn);
+  end_exchange(conn, text);
+  return rc;
+}
+
+int32_t ZVC_ExecScalar(ConnRecord** handle, const char* sql, void* value_buf, int32_t* type_out) {
+  ConnRecord* conn = conn_of(handle);
+  if (!conn || !sql || !value_buf) return ZV_BAD_HANDLE;
+  int32_t type_scratch = 0;
+  char* text = begin_exchange(conn, sql);
+  if (!text) return ZV_NO_MEMORY;
+  int32_t rc = recv_scalar(conn, value_buf, type_out ? type_out : &type_scratch);
+  end_exchange(conn, text);
+  return rc;
+}
+
+int32_t ZVC_Execute(ConnRecord** handle, const char* sql, void** result_out, int32_t* field_count_out,
+                    int32_t* row_count_out, int32_t* effect_out) {
+  ConnRecord* conn = conn_of(handle);
+  if (!conn || !sql || !result_out) return ZV_BAD_HANDLE;
+  char* text = begin_exchange(conn, sql);
+  if (!text) return ZV_NO_MEMORY;
+  ResultRecord* head = nullptr;
+  int32_t rc = recv_result(conn, &head);
+  end_exchange(conn, text);
+  *result_out = head;
+  if (head) {
+    if (field_count_out) *field_count_out = head->field_count;
+    if (row_count_out) *row_count_out = static_cast<int32_t>(head->row_count);
+    if (effect_out) *effect_out = head->effect_count;
+  }
+  return rc;
+}
