@@ -6,7 +6,8 @@
         "<!@(ls -1 src/zanvodbjs.cc src/binding/*.cc src/client/*/*.cc)"
       ],
       "include_dirs": ["src", "src/client"],
-      "cflags_cc": ["-std=gnu++17", "-O2", "-Wall", "-Wextra", "-fno-exceptions"],
+      "cflags_cc": ["-std=gnu++17", "-O2", "-Wall", "-Wextra", "-fno-exceptions",
+                    "-isystem", "<(node_root_dir)/include/node"],
       "cflags_cc!": ["-fno-rtti", "-std=gnu++14", "-std=gnu++1y"],
       "libraries": ["-lpthread"]
     }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds the addon (node-gyp) and, with CMake, the reference server and the client library.
+# Builds the addon (node-gyp) and, with CMake, the reference server.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+bash scripts/deps.sh
 
 jobs=$(nproc 2>/dev/null || echo 2)
 

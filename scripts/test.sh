@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds everything and runs every test: the C++ tests of the client library and the server
+# (under AddressSanitizer and UndefinedBehaviorSanitizer) and the script API tests against
+# the reference server.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/build.sh
+
+jobs=$(nproc 2>/dev/null || echo 2)
+cmake -S . -B out-asan -DCMAKE_BUILD_TYPE=Debug -DZV_SANITIZE=ON >/dev/null
+cmake --build out-asan -j "$jobs"
+(cd out-asan && ctest --output-on-failure -j "$jobs")
+
+node --test tests/js/*.test.js

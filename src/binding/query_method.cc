@@ -1,0 +1,250 @@
+// ZVConnection.query: runs one statement by its class and hands the outcome to a callback,
+// or, without one, wraps it in a ZVQuery.
+#include <cstdlib>
+#include <cstring>
+
+#include "binding/row_values.h"
+#include "binding/scalar_exec.h"
+#include "binding/zv_connection.h"
+#include "binding/zv_query.h"
+#include "statements/command.h"
+#include "zvc.h"
+
+namespace zvdbms {
+
+using v8::Array;
+using v8::Function;
+using v8::FunctionCallbackInfo;
+using v8::Isolate;
+using v8::Local;
+using v8::Name;
+using v8::Object;
+using v8::Value;
+
+enum {
+  CLASS_INSERT = 1,
+  CLASS_UPDATE = 2,
+  CLASS_DELETE = 3,
+  CLASS_SELECT = 4,
+  ROW_ID_FIELD = 40,
+  ERROR_TEXT_BUF = 1024,
+};
+
+// What one run of query builds.
+struct QueryRun {
+  Isolate* isolate;
+  Local<v8::Context> context;
+  ConnRecord** handle;
+  Local<Object> obj_err;
+  Local<Array> arr_to;
+  Local<Array> arr_fields;
+  Local<Array> arr_muti_results;
+  Local<Array> arr_muti_fields;
+};
+
+static void append(QueryRun* run, Local<Array> array, Local<Value> value) {
+  array->Set(run->context, array->Length(), value).Check();
+}
+
+// A heap copy of the connection's last error text.
+static char* fetch_error_text(ConnRecord** handle) {
+  char buffer[ERROR_TEXT_BUF] = {0};
+  int32_t length = 0;
+  ZVC_GetErrorText(reinterpret_cast<void**>(handle), buffer, &length);
+  buffer[ERROR_TEXT_BUF - 1] = '\0';
+  return strdup(buffer);
+}
+
+static void set_run_error(QueryRun* run, int32_t ret) {
+  char* text = ret == ZV_NET_ERROR ? strdup("[EJ1024] database connection is closed") : fetch_error_text(run->handle);
+  run->obj_err->Set(run->context, utf8(run->isolate, "Error"), utf8(run->isolate, text)).Check();
+  free(text);
+}
+
+static bool has_error(QueryRun* run) {
+  return run->obj_err->Has(run->context, utf8(run->isolate, "Error")).FromMaybe(false);
+}
+
+static Local<Object> outcome(QueryRun* run, const char* key, Local<Value> value) {
+  Local<Object> obj = Object::New(run->isolate);
+  obj->Set(run->context, utf8(run->isolate, key), value).Check();
+  return obj;
+}
+
+static void run_insert(QueryRun* run, const char* sql) {
+  uint8_t value[SCALAR_BUF];
+  int32_t ret = exec_scalar(run->handle, sql, value);
+  if (ret < 0) {
+    set_run_error(run, ret);
+    value[0] = '\0';
+  }
+  value[ROW_ID_FIELD - 1] = '\0';
+  append(run, run->arr_to, outcome(run, "new RowId", utf8(run->isolate, reinterpret_cast<char*>(value))));
+}
+
+static void run_count(QueryRun* run, const char* sql, const char* key) {
+  uint8_t value[SCALAR_BUF];
+  int32_t ret = exec_scalar(run->handle, sql, value);
+  int32_t effect_num = 0;
+  if (ret < 0)
+    set_run_error(run, ret);
+  else
+    memcpy(&effect_num, value, sizeof effect_num);
+  append(run, run->arr_to, outcome(run, key, v8::Integer::New(run->isolate, effect_num)));
+}
+
+// Reads every result of the chain in *p_res into the run's arrays.
+static void read_results(QueryRun* run, void** p_res) {
+  RowContext ctx;
+  row_context_init(&ctx, run->isolate, p_res, READER_QUERY, run->obj_err);
+  for (;;) {
+    int32_t ret = ZVC_NextRow(p_res);
+    if (ret < 0) {
+      set_error(&ctx, "READ RECORD ERROR");
+      break;
+    }
+    // Each result of a chain is read with its own column count.
+    int32_t field_num = 0;
+    ZVC_GetColumnCount(p_res, &field_num);
+    Local<Name>* names = static_cast<Local<Name>*>(alloca(sizeof(Local<Name>) * (field_num > 0 ? field_num : 1)));
+    Local<Array> fields;
+    if (!column_names(&ctx, field_num, names) || !column_objects(&ctx, field_num).ToLocal(&fields)) {
+      set_error(&ctx, "colulmn NUM overflow");
+      break;
+    }
+    run->arr_fields = fields;
+    uint32_t index = 0;
+    while (ret == 0) {
+      Local<Object> row;
+      if (!row_to_object(&ctx, field_num, names).ToLocal(&row)) break;
+      run->arr_to->Set(run->context, index++, row).Check();
+      ret = ZVC_NextRow(p_res);
+    }
+    if (ret != ZV_NO_MORE) break;
+    bool chained = run->arr_muti_results->Length() > 0;
+    if (ZVC_NextResult(p_res) != 0) {
+      if (chained) {
+        append(run, run->arr_muti_results, run->arr_to);
+        append(run, run->arr_muti_fields, run->arr_fields);
+      }
+      break;
+    }
+    // The step freed the former record; *p_res now holds the next one.
+    append(run, run->arr_muti_results, run->arr_to);
+    append(run, run->arr_muti_fields, run->arr_fields);
+    run->arr_to = Array::New(run->isolate);
+    run->arr_fields = Array::New(run->isolate);
+  }
+  row_context_free(&ctx);
+}
+
+// The pointer of a result handed to a ZVQuery travels as the bits of a double.
+static double pointer_bits(void* p) {
+  double d = 0;
+  static_assert(sizeof d == sizeof p, "pointer and double differ in size");
+  memcpy(&d, &p, sizeof d);
+  return d;
+}
+
+static Local<Value> make_query_object(QueryRun* run, const char* sql, int32_t column_count, double result_bits) {
+  Isolate* isolate = run->isolate;
+  Local<Array> arr_query = Array::New(isolate, 3);
+  arr_query->Set(run->context, 0, v8::Number::New(isolate, column_count)).Check();
+  arr_query->Set(run->context, 1, v8::Number::New(isolate, result_bits)).Check();
+  arr_query->Set(run->context, 2, has_error(run) ? Local<Value>(run->obj_err) : Local<Value>(v8::Null(isolate))).Check();
+  Local<Function> factory = v8::FunctionTemplate::New(isolate, ZVQuery::Factory)->GetFunction(run->context).ToLocalChecked();
+  Local<Value> argv[2] = {utf8(isolate, sql), arr_query};
+  Local<Value> query;
+  if (!factory->Call(run->context, v8::Null(isolate), 2, argv).ToLocal(&query)) return v8::Undefined(isolate);
+  return query;
+}
+
+// Entry checks; on success *sql holds the statement text (owned) and *values the values.
+static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection* conn, char** sql,
+                           Local<Value>* values) {
+  Isolate* isolate = args.GetIsolate();
+  if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;
+  if (args[0]->IsUndefined()) return throw_type_error(isolate, "The first argument undefined."), false;
+  if (conn->state != STATE_UNOPENED && conn->state != STATE_OPEN)
+    return throw_type_error(isolate, "The Connection is Not Open!"), false;
+  if (conn->state == STATE_UNOPENED && conn->open_link() < 0)
+    return throw_type_error(isolate, "Connect to Database failed! connection params error or Server can't reach"), false;
+  if (args[0]->IsFunction()) {
+    Local<Value> arg = v8::Null(isolate);
+    call_back(isolate, args[0].As<Function>(), 1, &arg);
+    return false;
+  }
+  if (args[0]->IsString()) {
+    if (args.Length() == 3 && !args[2]->IsFunction())
+      return throw_type_error(isolate, "The third argument is not callback function"), false;
+    *sql = utf8_copy(isolate, args[0]);
+    *values = args[1];
+    return true;
+  }
+  if (!args[0]->IsObject() || args[0]->IsNull())
+    return throw_type_error(isolate, "Error: The args Query sql is needed "), false;
+  Local<v8::Context> context = isolate->GetCurrentContext();
+  Local<Object> spec = args[0].As<Object>();
+  Local<Value> text = spec->Get(context, utf8(isolate, "sql")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
+  *values = spec->Get(context, utf8(isolate, "values")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
+  if (args.Length() >= 2 && !args[1]->IsFunction()) *values = args[1];
+  *sql = utf8_copy(isolate, text);
+  return true;
+}
+
+void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  char* sql = nullptr;
+  Local<Value> values;
+  if (!read_arguments(args, conn, &sql, &values)) return;
+
+  QueryRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Object::New(isolate), Array::New(isolate),
+               Array::New(isolate), Array::New(isolate), Array::New(isolate)};
+  Local<Value> callback = args[2]->IsFunction() ? args[2] : args[1];
+  bool reads_rows = callback->IsFunction();
+  // Without a callback the ZVQuery gets the result of a SELECT; any other statement leaves it
+  // no result at all rather than a made-up handle.
+  int32_t column_count = 0;
+  double result_bits = pointer_bits(nullptr);
+
+  switch (classify_sql(sql)) {
+    case CLASS_INSERT: run_insert(&run, sql); break;
+    case CLASS_UPDATE: run_count(&run, sql, "UPDATE EFFECTNUM"); break;
+    case CLASS_DELETE: run_count(&run, sql, "DELETE EFFECTNUM"); break;
+    case CLASS_SELECT: {
+      void* p_res = nullptr;
+      int32_t field_num = 0, row_count = 0, effect = 0;
+      int32_t ret = ZVC_Execute(&conn->p_conn, sql, &p_res, &field_num, &row_count, &effect);
+      if (ret < 0) {
+        set_run_error(&run, ret);
+        ZVC_CloseResult(&p_res);
+      } else if (!reads_rows) {
+        result_bits = pointer_bits(p_res);
+        column_count = field_num;
+      } else {
+        conn->hold_result(p_res);
+        read_results(&run, &conn->p_res);
+      }
+      break;
+    }
+    default: {
+      int32_t ret = ZVC_ExecNoQuery(&conn->p_conn, sql);
+      if (ret < 0) set_run_error(&run, ret);
+    }
+  }
+
+  if (reads_rows) {
+    bool chained = run.arr_muti_results->Length() > 0;
+    Local<Value> argv[3] = {has_error(&run) ? Local<Value>(run.obj_err) : Local<Value>(v8::Null(isolate)),
+                            chained ? run.arr_muti_results : run.arr_to,
+                            chained ? run.arr_muti_fields : run.arr_fields};
+    free(sql);
+    call_back(isolate, callback.As<Function>(), 3, argv);
+    return;
+  }
+  args.GetReturnValue().Set(make_query_object(&run, sql, column_count, result_bits));
+  free(sql);
+}
+
+}  // namespace zvdbms

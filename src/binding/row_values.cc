@@ -1,0 +1,234 @@
+#include "binding/row_values.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "binding/script_util.h"
+#include "connection/client_text.h"
+#include "zvc.h"
+
+namespace zvdbms {
+
+using v8::Array;
+using v8::Isolate;
+using v8::Local;
+using v8::MaybeLocal;
+using v8::Name;
+using v8::Object;
+using v8::Value;
+
+enum {
+  NAME_BUF = 128,
+  TEXT_UNSIZED = 64000,
+  CT_BOOL = 1,
+  CT_TINYINT = 3,
+  CT_SMALLINT = 4,
+  CT_INTEGER = 5,
+  CT_BIGINT = 6,
+  CT_FLOAT = 7,
+  CT_DOUBLE = 8,
+  CT_DATE = 10,
+  CT_DATETIME = 13,
+  CT_TEXT = 2,
+  CT_EPOCH_MS = 23,
+  CT_CLOB = 41,
+  CT_BLOB = 42,
+};
+
+void row_context_init(RowContext* ctx, Isolate* isolate, void** p_res, RowReader reader, Local<Object> obj_err) {
+  ctx->isolate = isolate;
+  ctx->context = isolate->GetCurrentContext();
+  ctx->p_res = p_res;
+  ctx->reader = reader;
+  ctx->obj_err = obj_err;
+  ctx->object_proto = Object::New(isolate)->GetPrototype();
+  ctx->distinct_names = true;
+  ctx->scratch = nullptr;
+  ctx->scratch_len = 0;
+}
+
+void row_context_free(RowContext* ctx) {
+  free(ctx->scratch);
+  ctx->scratch = nullptr;
+  ctx->scratch_len = 0;
+}
+
+void set_error(RowContext* ctx, const char* text) {
+  ctx->obj_err->Set(ctx->context, utf8(ctx->isolate, "Error"), utf8(ctx->isolate, text)).Check();
+}
+
+// The words a failed read gets in a script.
+static const char* data_error_text(int32_t code) {
+  switch (code) {
+    case ZV_BAD_HANDLE: return "result error";
+    case ZV_NULL_VALUE: return "data null error";
+    case ZV_BAD_COLUMN: return "column number error";
+    case ZV_TRUNCATED: return "data truncation error";
+    case ZV_NO_CONVERSION: return "data type conversion error";
+    default: return nullptr;
+  }
+}
+
+// In query a failure becomes "Error" (NULL is no failure there); the query object's readers
+// throw every failure, NULL included, and go on with the row.
+static void report_data_error(RowContext* ctx, int32_t code, bool null_is_error) {
+  if (code >= 0 || (code == ZV_NULL_VALUE && !null_is_error)) return;
+  const char* text = data_error_text(code);
+  if (text == nullptr) return;
+  if (ctx->reader == READER_QUERY)
+    set_error(ctx, text);
+  else
+    throw_type_error(ctx->isolate, text);
+}
+
+static Local<Value> number_value(RowContext* ctx, int32_t column, int32_t ctype) {
+  union {
+    int8_t i8;
+    int16_t i16;
+    int32_t i32;
+    int64_t i64;
+    float f32;
+    double f64;
+  } v;
+  memset(&v, 0, sizeof v);
+  static const int32_t widths[] = {0, 0, 0, 1, 2, 4, 8, 4, 8};
+  int32_t data_len = 0;
+  int32_t ret = ZVC_GetData(ctx->p_res, column, ctype, &v, widths[ctype], &data_len);
+  bool query = ctx->reader == READER_QUERY;
+  report_data_error(ctx, ret, !query);
+  if (query && data_len == 0) return v8::Null(ctx->isolate);
+  double n = 0;
+  switch (ctype) {
+    case CT_TINYINT: n = v.i8; break;
+    case CT_SMALLINT: n = v.i16; break;
+    case CT_INTEGER: n = v.i32; break;
+    case CT_BIGINT: n = static_cast<double>(v.i64); break;
+    case CT_FLOAT: n = v.f32; break;
+    default: n = v.f64; break;
+  }
+  return v8::Number::New(ctx->isolate, n);
+}
+
+// Only a datetime column delivers milliseconds; anything else, NULL included, is null.
+static Local<Value> date_value(RowContext* ctx, int32_t column) {
+  int64_t ms = 0;
+  int32_t data_len = 0;
+  ZVC_GetData(ctx->p_res, column, CT_EPOCH_MS, &ms, sizeof ms, &data_len);
+  if (data_len == 0) return v8::Null(ctx->isolate);
+  return v8::Date::New(ctx->context, static_cast<double>(ms)).ToLocalChecked();
+}
+
+// Text buffers are sized from the declared length, three bytes a unit so that UTF-8 fits.
+static int32_t text_buffer_len(RowContext* ctx, int32_t column, int32_t ctype) {
+  if (ctype >= 30 && ctype <= 34) return TEXT_UNSIZED;
+  int32_t size = 0;
+  ZVC_GetColumnSize(ctx->p_res, column, &size);
+  int64_t len = static_cast<int64_t>(size) * 3;
+  if (len < 1 || len > TEXT_UNSIZED) len = TEXT_UNSIZED;
+  return static_cast<int32_t>(len) + 1;
+}
+
+static char* scratch(RowContext* ctx, int32_t len) {
+  if (ctx->scratch_len < len) {
+    free(ctx->scratch);
+    ctx->scratch = static_cast<char*>(malloc(len));
+    ctx->scratch_len = ctx->scratch ? len : 0;
+  }
+  return ctx->scratch;
+}
+
+static Local<Value> text_value(RowContext* ctx, int32_t column, int32_t ctype) {
+  int32_t buff_len = text_buffer_len(ctx, column, ctype);
+  char* buffer = scratch(ctx, buff_len);
+  if (buffer == nullptr) return v8::Null(ctx->isolate);
+  int32_t data_len = 0;
+  int32_t ret = ZVC_GetData(ctx->p_res, column, CT_TEXT, buffer, buff_len, &data_len);
+  bool query = ctx->reader == READER_QUERY;
+  if (query) report_data_error(ctx, ret, false);
+  if (data_len == 0) return query ? Local<Value>(v8::Null(ctx->isolate)) : Local<Value>(v8::String::Empty(ctx->isolate));
+  if (query && ctype == CT_BOOL) return v8::Boolean::New(ctx->isolate, buffer[0] == 'T');
+  return utf8(ctx->isolate, buffer, data_len);
+}
+
+// Large objects arrive as raw bytes, character ones too; a NULL one is an empty buffer.
+static Local<Value> lob_value(RowContext* ctx, int32_t column, int32_t ctype) {
+  LobHandle* lob = nullptr;
+  client_print("Lob read create : %d \n ", ZVC_CreateLob(&lob));
+  int32_t len = 0;
+  ZVC_GetData(ctx->p_res, column, ctype, &lob, 8, &len);
+  client_print("Lob read Getdata : length %d \n ", len);
+  if (len < 0) len = 0;
+  Local<v8::ArrayBuffer> bytes = v8::ArrayBuffer::New(ctx->isolate, len);
+  int32_t n = ZVC_GetLobData(&lob, bytes->GetBackingStore()->Data(), len);
+  client_print("Lob read Getdata : read_n %d \n ", n);
+  client_print("Lob read Getdata : write to arraybuffer  \n");
+  ZVC_FreeLob(&lob);
+  return bytes;
+}
+
+static Local<Value> column_to_script(RowContext* ctx, int32_t column, int32_t ctype) {
+  if (ctype >= CT_TINYINT && ctype <= CT_DOUBLE) return number_value(ctx, column, ctype);
+  if (ctype == CT_DATE || ctype == CT_DATETIME) return date_value(ctx, column);
+  if (ctx->reader == READER_QUERY && (ctype == CT_CLOB || ctype == CT_BLOB)) return lob_value(ctx, column, ctype);
+  return text_value(ctx, column, ctype);
+}
+
+bool column_names(RowContext* ctx, int32_t count, Local<Name>* names) {
+  for (int32_t c = 1; c <= count; ++c) {
+    char name[NAME_BUF] = {0};
+    if (ZVC_GetColumnName(ctx->p_res, c, name) < 0) return false;
+    names[c - 1] = v8::String::NewFromUtf8(ctx->isolate, name, v8::NewStringType::kInternalized).ToLocalChecked();
+  }
+  // Internalized strings of equal text are one object.
+  ctx->distinct_names = true;
+  for (int32_t i = 1; i < count && ctx->distinct_names; ++i)
+    for (int32_t j = 0; j < i; ++j)
+      if (names[i] == names[j]) ctx->distinct_names = false;
+  return true;
+}
+
+MaybeLocal<Array> column_objects(RowContext* ctx, int32_t count) {
+  Isolate* isolate = ctx->isolate;
+  Local<Array> fields = Array::New(isolate, count);
+  Local<Name> keys[2] = {utf8(isolate, "ColName"), utf8(isolate, "Type")};
+  for (int32_t c = 1; c <= count; ++c) {
+    char name[NAME_BUF] = {0};
+    if (ZVC_GetColumnName(ctx->p_res, c, name) < 0) return MaybeLocal<Array>();
+    int32_t type = 0;
+    ZVC_GetColumnType(ctx->p_res, c, &type);
+    Local<Value> values[2] = {utf8(isolate, name), v8::Integer::New(isolate, type)};
+    Local<Object> field = Object::New(isolate, ctx->object_proto, keys, values, 2);
+    fields->Set(ctx->context, c - 1, field).Check();
+  }
+  return fields;
+}
+
+// With distinct keys the object is made in one step; a repeated name falls back to setting
+// the keys in column order, so that the later column wins.
+static Local<Object> make_row(RowContext* ctx, int32_t count, Local<Name>* names, Local<Value>* values) {
+  if (ctx->distinct_names) return Object::New(ctx->isolate, ctx->object_proto, names, values, count);
+  Local<Object> row = Object::New(ctx->isolate);
+  for (int32_t c = 0; c < count; ++c) row->CreateDataProperty(ctx->context, names[c], values[c]).Check();
+  return row;
+}
+
+MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count, Local<Name>* names) {
+  Local<Value>* values = static_cast<Local<Value>*>(alloca(sizeof(Local<Value>) * (count > 0 ? count : 1)));
+  for (int32_t c = 1; c <= count; ++c) {
+    int32_t ctype = 0;
+    if (ZVC_GetColumnType(ctx->p_res, c, &ctype) < 0) {
+      if (ctx->reader == READER_QUERY) {
+        set_error(ctx, "colulmn NUM overflow");
+        return MaybeLocal<Object>();
+      }
+      throw_type_error(ctx->isolate,
+                       ctx->reader == READER_ON_RESULT ? "column NUM Type overflow" : "colulmn NUM overflow");
+      values[c - 1] = v8::Undefined(ctx->isolate);
+      continue;
+    }
+    values[c - 1] = column_to_script(ctx, c, ctype);
+  }
+  return make_row(ctx, count, names, values);
+}
+
+}  // namespace zvdbms

@@ -1,0 +1,55 @@
+#include "binding/script_util.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace zvdbms {
+
+using v8::Function;
+using v8::FunctionTemplate;
+using v8::Isolate;
+using v8::Local;
+using v8::NewStringType;
+using v8::Signature;
+using v8::String;
+using v8::Value;
+
+void throw_type_error(Isolate* isolate, const char* text) {
+  isolate->ThrowException(v8::Exception::TypeError(utf8(isolate, text)));
+}
+
+Local<String> utf8(Isolate* isolate, const char* text) {
+  return String::NewFromUtf8(isolate, text).ToLocalChecked();
+}
+
+Local<String> utf8(Isolate* isolate, const char* text, int length) {
+  return String::NewFromUtf8(isolate, text, NewStringType::kNormal, length).ToLocalChecked();
+}
+
+char* utf8_copy(Isolate* isolate, Local<Value> value) {
+  String::Utf8Value text(isolate, value);
+  return strdup(*text ? *text : "");
+}
+
+void call_back(Isolate* isolate, Local<Function> fn, int argc, Local<Value>* argv) {
+  // A callback that throws leaves its exception pending; the script meets it when we return.
+  Local<Value> ignored;
+  if (!fn->Call(isolate->GetCurrentContext(), v8::Null(isolate), argc, argv).ToLocal(&ignored)) return;
+}
+
+Local<Function> build_class(Isolate* isolate, const char* name, v8::FunctionCallback construct, int internal_fields,
+                            const MethodEntry* methods, int method_count) {
+  Local<FunctionTemplate> tpl = FunctionTemplate::New(isolate, construct);
+  tpl->SetClassName(utf8(isolate, name));
+  tpl->InstanceTemplate()->SetInternalFieldCount(internal_fields);
+  for (int i = 0; i < method_count; ++i) {
+    Local<Signature> signature = Signature::New(isolate, tpl);
+    Local<FunctionTemplate> method = FunctionTemplate::New(isolate, methods[i].callback, Local<Value>(), signature);
+    Local<String> method_name = String::NewFromUtf8(isolate, methods[i].name, NewStringType::kInternalized).ToLocalChecked();
+    method->SetClassName(method_name);
+    tpl->PrototypeTemplate()->Set(method_name, method);
+  }
+  return tpl->GetFunction(isolate->GetCurrentContext()).ToLocalChecked();
+}
+
+}  // namespace zvdbms

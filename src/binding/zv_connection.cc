@@ -1,0 +1,151 @@
+#include "binding/zv_connection.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "binding/options_string.h"
+#include "zvc.h"
+
+namespace zvdbms {
+
+using v8::Function;
+using v8::FunctionCallbackInfo;
+using v8::Global;
+using v8::Isolate;
+using v8::Local;
+using v8::MaybeLocal;
+using v8::Object;
+using v8::Value;
+
+Global<Function> ZVConnection::constructor;
+
+static const char kAlreadyOpened[] = "The Connection is already Opened !";
+static const char kCalledEnd[] = "The Connection has called .end()!";
+
+void ZVConnection::Init(Isolate* isolate) {
+  static const MethodEntry methods[] = {
+      {"end", End},
+      {"connect", Connect},
+      {"query", Query},
+      {"beginTransaction", BeginTransaction},
+      {"rollback", Rollback},
+      {"commit", Commit},
+      {"disconnect", Disconnect},
+      {"destry", Destry},
+  };
+  constructor.Reset(isolate, build_class(isolate, "ZVConnection", New, 4, methods, sizeof methods / sizeof methods[0]));
+}
+
+MaybeLocal<Object> ZVConnection::NewInstance(Isolate* isolate, Local<Value> arg) {
+  Local<Function> cons = Local<Function>::New(isolate, constructor);
+  return cons->NewInstance(isolate->GetCurrentContext(), 1, &arg);
+}
+
+void ZVConnection::New(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  if (!args.IsConstructCall()) {
+    Local<Object> instance;
+    if (NewInstance(isolate, args[0]).ToLocal(&instance)) args.GetReturnValue().Set(instance);
+    return;
+  }
+  ZVConnection* conn = new ZVConnection();
+  Local<Value> a = args[0];
+  if (a->IsString()) {
+    conn->conn_string = utf8_copy(isolate, a);
+  } else if (a->IsObject()) {
+    conn->conn_string = options_to_conn_string(isolate, a.As<Object>());
+  }
+  conn->Wrap(args.This());
+  args.GetReturnValue().Set(args.This());
+}
+
+int32_t ZVConnection::open_link() {
+  ConnRecord* handle = nullptr;
+  int32_t ret = ZVC_OpenConnection(conn_string, &handle);
+  if (ret < 0) {
+    // A failed open leaves a record with the reason behind; nothing here reads it.
+    ZVC_CloseConnection(&handle);
+    return ret;
+  }
+  // A link that a repeated open replaces is closed, never left behind.
+  release_link();
+  p_conn = handle;
+  state = STATE_OPEN;
+  return ret;
+}
+
+void ZVConnection::hold_result(void* result) {
+  if (p_res != nullptr && p_res != result) ZVC_CloseResult(&p_res);
+  p_res = result;
+}
+
+void ZVConnection::release_link() {
+  if (p_res != nullptr) ZVC_CloseResult(&p_res);
+  if (p_conn != nullptr) ZVC_CloseConnection(&p_conn);
+}
+
+void report_status(int32_t status, Local<Function> callback, Isolate* isolate, const char* text) {
+  Local<Value> arg = status >= 0 ? Local<Value>(v8::Null(isolate)) : Local<Value>(utf8(isolate, text));
+  call_back(isolate, callback, 1, &arg);
+}
+
+void ZVConnection::Connect(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  Local<Value> x = args[0];
+  bool refused = conn->state == STATE_OPEN || conn->state == STATE_ENDED || conn->state == STATE_DESTROYED;
+  if (x->IsUndefined()) {
+    if (refused) {
+      throw_type_error(isolate, conn->state == STATE_OPEN ? kAlreadyOpened : kCalledEnd);
+      return;
+    }
+    if (conn->open_link() < 0) {
+      conn->state = STATE_UNOPENED;
+      throw_type_error(isolate, "Connect to Database failed! connection params error or Server can't reach 2");
+      return;
+    }
+    args.GetReturnValue().Set(true);
+    return;
+  }
+  if (refused && x->IsFunction()) {
+    const char* text = conn->state == STATE_OPEN ? kAlreadyOpened : kCalledEnd;
+    // The link stays held; the next open closes it.
+    conn->state = STATE_UNOPENED;
+    report_status(-1, x.As<Function>(), isolate, text);
+    return;
+  }
+  // The link is published before the callback runs, so a query inside it uses this link.
+  int32_t ret = conn->open_link();
+  if (ret < 0) conn->state = STATE_UNOPENED;
+  if (x->IsFunction())
+    report_status(ret, x.As<Function>(), isolate,
+                  "Connect to Database failed! connection params error or Server can't reach 1");
+  if (ret >= 0) args.GetReturnValue().Set(true);
+}
+
+void ZVConnection::End(const FunctionCallbackInfo<Value>& args) {
+  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  if (conn->state != STATE_OPEN) {
+    throw_type_error(args.GetIsolate(), "The Connection is Not Open!");
+    return;
+  }
+  conn->release_link();
+  conn->state = STATE_ENDED;
+}
+
+void ZVConnection::Disconnect(const FunctionCallbackInfo<Value>& args) {
+  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  // Also releases a link that a refused connect(callback) left held.
+  conn->release_link();
+  conn->state = STATE_DISCONNECTED;
+}
+
+void ZVConnection::Destry(const FunctionCallbackInfo<Value>& args) {
+  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  conn->release_link();
+  free(conn->conn_string);
+  conn->conn_string = nullptr;
+  conn->state = STATE_DESTROYED;
+}
+
+}  // namespace zvdbms

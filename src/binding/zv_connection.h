@@ -1,0 +1,54 @@
+// ZVConnection: the script object for one database link and its state machine.
+#pragma once
+#include <node.h>
+#include <node_object_wrap.h>
+
+#include "binding/script_util.h"
+
+struct ConnRecord;
+
+namespace zvdbms {
+
+// Life of the link; there is no 4.
+enum ConnState : int32_t {
+  STATE_UNOPENED = 0,
+  STATE_OPEN = 1,
+  STATE_ENDED = 2,
+  STATE_DESTROYED = 3,
+  STATE_DISCONNECTED = 5,
+};
+
+class ZVConnection : public node::ObjectWrap {
+ public:
+  static v8::Global<v8::Function> constructor;
+  static void Init(v8::Isolate* isolate);
+  static v8::MaybeLocal<v8::Object> NewInstance(v8::Isolate* isolate, v8::Local<v8::Value> arg);
+
+  char* conn_string = nullptr;
+  ConnRecord* p_conn = nullptr;
+  void* p_res = nullptr;  // result of the latest SELECT run with a callback
+  int32_t state = STATE_UNOPENED;
+
+  // Opens a link from conn_string; on success it becomes the object's link. Returns the open call's code.
+  int32_t open_link();
+  // Replaces the held result, freeing the one it held.
+  void hold_result(void* result);
+  // Frees the held result and closes the link, if any.
+  void release_link();
+
+ private:
+  static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void End(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void Connect(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void Query(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void BeginTransaction(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void Rollback(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void Commit(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void Disconnect(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void Destry(const v8::FunctionCallbackInfo<v8::Value>& args);
+};
+
+// callback(null) when status is 0 or more, else callback(text); receiver null.
+void report_status(int32_t status, v8::Local<v8::Function> callback, v8::Isolate* isolate, const char* text);
+
+}  // namespace zvdbms

@@ -1,0 +1,28 @@
+// ZVQuery: what query returns without a callback, a handle on a statement that has run.
+#pragma once
+#include <node.h>
+#include <node_object_wrap.h>
+
+#include "binding/script_util.h"
+
+namespace zvdbms {
+
+class ZVQuery : public node::ObjectWrap {
+ public:
+  static v8::Global<v8::Function> constructor;
+  static void Init(v8::Isolate* isolate);
+  // (sql, arr_query) -> a new ZVQuery; query calls it through a function template.
+  static void Factory(const v8::FunctionCallbackInfo<v8::Value>& args);
+
+  ~ZVQuery() override;
+
+  char* sql_text = nullptr;
+  void* p_res = nullptr;  // the result to read; null when the statement failed or brought no rows
+  char* error_text = nullptr;
+  int32_t column_count = 0;
+
+ private:
+  static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
+};
+
+}  // namespace zvdbms

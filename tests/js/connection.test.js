@@ -1,0 +1,113 @@
+'use strict';
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { zanvodb, launcher, options, openConnection, run } = require('./helpers');
+
+let server;
+test.before(async () => { server = await launcher.start(); });
+test.after(async () => { await server.stop(); });
+
+const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
+
+test('the module exports createConnection alone', () => {
+  assert.deepEqual(Object.keys(zanvodb), ['createConnection']);
+  assert.equal(zanvodb.createConnection.name, 'createConnection');
+});
+
+test('createConnection checks its argument', () => {
+  assert.throws(() => zanvodb.createConnection(), typeError('The first argument undefined.'));
+  assert.throws(() => zanvodb.createConnection(undefined), typeError('The first argument undefined.'));
+  assert.throws(() => zanvodb.createConnection(null), typeError('The args Error '));
+  assert.throws(() => zanvodb.createConnection(5), typeError('The args Error '));
+  assert.throws(() => zanvodb.createConnection({}), typeError('The args Error:no Host '));
+  assert.throws(() => zanvodb.createConnection({ host: undefined }), typeError('The args Error:no Host '));
+  const conn = zanvodb.createConnection({ host: null });
+  assert.equal(conn.constructor.name, 'ZVConnection');
+  // An empty string passes here and fails only when a link is asked for.
+  const empty = zanvodb.createConnection('', 1, 2);
+  assert.throws(() => empty.connect(),
+    typeError("Connect to Database failed! connection params error or Server can't reach 2"));
+});
+
+test('options objects and strings open the same link', () => {
+  for (const conn of [
+    zanvodb.createConnection(options(server)),
+    zanvodb.createConnection(options(server, { port: String(server.port) })),
+    zanvodb.createConnection(server.connString()),
+  ]) {
+    assert.equal(conn.connect(), true);
+    assert.deepEqual(run(conn, 'select 1 as one from dual').rows, [{ one: 1 }]);
+    conn.end();
+  }
+  // Only strings count as texts: a numeric user is an empty user, and the login is refused.
+  const numeric = zanvodb.createConnection(options(server, { user: 7 }));
+  let status;
+  numeric.connect((err) => { status = err; });
+  assert.equal(status, "Connect to Database failed! connection params error or Server can't reach 1");
+});
+
+test('connect, end, disconnect and destry follow the state machine', () => {
+  const conn = zanvodb.createConnection(options(server));
+  assert.throws(() => conn.end(), typeError('The Connection is Not Open!'));
+  const calls = [];
+  assert.equal(conn.connect((err) => calls.push(err)), true);
+  assert.deepEqual(calls, [null]);
+  assert.throws(() => conn.connect(), typeError('The Connection is already Opened !'));
+  conn.end();
+  assert.throws(() => conn.end(), typeError('The Connection is Not Open!'));
+  assert.throws(() => conn.connect(), typeError('The Connection has called .end()!'));
+  assert.throws(() => conn.query('select 1 from dual', () => {}), typeError('The Connection is Not Open!'));
+
+  const again = zanvodb.createConnection(options(server));
+  again.connect();
+  again.disconnect();
+  assert.throws(() => again.query('select 1 from dual'), typeError('The Connection is Not Open!'));
+  again.connect();
+  assert.equal(run(again, 'select 2 as two from dual').rows[0].two, 2);
+  again.disconnect();
+  again.disconnect();
+});
+
+test('connect with a callback reports refusals and resets the state', () => {
+  const conn = openConnection(server);
+  const calls = [];
+  conn.connect((err) => calls.push(err));
+  assert.deepEqual(calls, ['The Connection is already Opened !']);
+  // State 0 again: the next query opens a fresh link by itself.
+  assert.deepEqual(run(conn, 'select 3 as three from dual').rows, [{ three: 3 }]);
+  conn.end();
+
+  const gone = zanvodb.createConnection(options(server));
+  gone.destry();
+  gone.destry();
+  gone.connect((err) => calls.push(err));
+  assert.equal(calls[1], 'The Connection has called .end()!');
+  assert.throws(() => gone.connect(),
+    typeError("Connect to Database failed! connection params error or Server can't reach 2"));
+});
+
+test('a query inside the connect callback uses the link being opened', () => {
+  const conn = zanvodb.createConnection(options(server));
+  let inner;
+  conn.connect((err) => { inner = err === null ? run(conn, 'select 4 as four from dual').rows : err; });
+  assert.deepEqual(inner, [{ four: 4 }]);
+  conn.end();
+});
+
+test('failures to open are reported, never thrown past their method', async () => {
+  const closed = await launcher.start();
+  const port = closed.port;
+  await closed.stop();
+  const conn = zanvodb.createConnection(options(server, { port }));
+  let status;
+  conn.connect((err) => { status = err; });
+  assert.equal(status, "Connect to Database failed! connection params error or Server can't reach 1");
+  assert.throws(() => conn.connect(),
+    typeError("Connect to Database failed! connection params error or Server can't reach 2"));
+  assert.throws(() => conn.query('select 1 from dual', () => {}),
+    typeError("Connect to Database failed! connection params error or Server can't reach"));
+
+  const badPassword = zanvodb.createConnection(options(server, { password: 'wrong' }));
+  assert.throws(() => badPassword.connect(),
+    typeError("Connect to Database failed! connection params error or Server can't reach 2"));
+});

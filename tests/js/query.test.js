@@ -1,0 +1,167 @@
+'use strict';
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { launcher, openConnection, run } = require('./helpers');
+
+let server;
+let conn;
+test.before(async () => {
+  server = await launcher.start();
+  conn = openConnection(server);
+});
+test.after(async () => {
+  conn.end();
+  await server.stop();
+});
+
+const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
+
+test('a select gives row objects and column objects', () => {
+  const one = run(conn, 'select 1 from dual');
+  assert.equal(one.err, null);
+  assert.deepEqual(one.rows, [{ 1: 1 }]);
+  assert.deepEqual(one.fields, [{ ColName: '1', Type: 5 }]);
+  assert.deepEqual(Object.keys(one.fields[0]), ['ColName', 'Type']);
+
+  run(conn, 'create table q_empty (a integer, b varchar(10))');
+  const empty = run(conn, 'select a, b from q_empty');
+  assert.deepEqual(empty, { err: null, rows: [], fields: [{ ColName: 'a', Type: 5 }, { ColName: 'b', Type: 2 }] });
+
+  // Two columns of one name leave one key, holding the later value.
+  assert.deepEqual(run(conn, "select 1 as x, 'two' as x from dual").rows, [{ x: 'two' }]);
+});
+
+test('inserts, updates and deletes give their outcome objects', () => {
+  assert.deepEqual(run(conn, 'create table q_dml (id integer primary key, name varchar(20))'),
+    { err: null, rows: [], fields: [] });
+  assert.deepEqual(run(conn, "insert into q_dml values (7, 'a')"),
+    { err: null, rows: [{ 'new RowId': '7' }], fields: [] });
+  run(conn, "insert into q_dml values (8, 'b')");
+  assert.deepEqual(run(conn, "update q_dml set name = 'c'"),
+    { err: null, rows: [{ 'UPDATE EFFECTNUM': 2 }], fields: [] });
+  assert.deepEqual(run(conn, 'delete from q_dml where id = 8'),
+    { err: null, rows: [{ 'DELETE EFFECTNUM': 1 }], fields: [] });
+
+  const refused = run(conn, "insert into q_dml values (7, 'again')");
+  assert.match(refused.err.Error, /^\[E10001\].*UNIQUE/);
+  assert.deepEqual(Object.keys(refused.err), ['Error']);
+  assert.deepEqual(refused.rows, [{ 'new RowId': '' }]);
+  const badUpdate = run(conn, 'update q_missing set a = 1');
+  assert.match(badUpdate.err.Error, /^\[E10001\].*no such table/);
+  assert.deepEqual(badUpdate.rows, [{ 'UPDATE EFFECTNUM': 0 }]);
+  const badDelete = run(conn, 'delete from q_missing');
+  assert.deepEqual(badDelete.rows, [{ 'DELETE EFFECTNUM': 0 }]);
+  const badCreate = run(conn, 'create tabel oops (a int)');
+  assert.match(badCreate.err.Error, /^\[E10001\]/);
+  assert.deepEqual([badCreate.rows, badCreate.fields], [[], []]);
+  // The link is still in step after every refusal.
+  assert.deepEqual(run(conn, 'select name from q_dml').rows, [{ name: 'c' }]);
+});
+
+test('every call form reaches its statement and callback', () => {
+  const seen = [];
+  assert.equal(conn.query((x) => seen.push(['fn', x])), undefined);
+  assert.equal(conn.query('select 1 from dual', (e, rows) => seen.push(['cb', rows.length])), undefined);
+  conn.query('select 1 from dual', [], (e, rows) => seen.push(['values-cb', rows.length]));
+  conn.query({ sql: 'select 1 from dual', values: [] }, (e, rows) => seen.push(['object-cb', rows.length]));
+  conn.query({ sql: 'select 1 from dual' }, [], (e, rows) => seen.push(['object-values-cb', rows.length]));
+  assert.deepEqual(seen, [['fn', null], ['cb', 1], ['values-cb', 1], ['object-cb', 1], ['object-values-cb', 1]]);
+
+  for (const q of [
+    conn.query('select 1 from dual'),
+    conn.query('select 1 from dual', []),
+    conn.query({ sql: 'select 1 from dual', values: [] }),
+    conn.query({ sql: 'select 1 from dual' }, 1, 2),
+    conn.query('create table q_forms (a int)'),
+  ]) assert.equal(q.constructor.name, 'ZVQuery');
+});
+
+test('misuse of query throws the fixed texts', () => {
+  assert.throws(() => conn.query('select 1 from dual', 1, 2), typeError('The third argument is not callback function'));
+  assert.throws(() => conn.query(5), typeError('Error: The args Query sql is needed '));
+  assert.throws(() => conn.query(null), typeError('Error: The args Query sql is needed '));
+  assert.throws(() => conn.query(undefined), typeError('The first argument undefined.'));
+  assert.throws(() => conn.query(), typeError('The first argument undefined.'));
+  assert.throws(() => conn.query('select 1 from dual', [], () => {}, 1), typeError('Wrong arguments number'));
+});
+
+test('column types arrive as the right script values', () => {
+  run(conn, `create table q_types (i integer, s smallint, t tinyint, b bigint, flag boolean, n numeric(10,2),
+    f float, d double, v varchar(32), day date, at datetime, tm time)`);
+  run(conn, `insert into q_types values (-5, 300, -7, 9007199254740993, true, 12.5, 1.5, 2.25, 'héllo wörld',
+    '2026-01-02', '2026-01-02 03:04:05', '10:11:12')`);
+  run(conn, 'insert into q_types values (null, null, null, null, false, null, null, null, null, null, null, null)');
+  const { err, rows, fields } = run(conn, 'select * from q_types');
+  assert.equal(err, null);
+  assert.deepEqual(fields.map((f) => f.Type), [5, 4, 3, 6, 1, 9, 7, 8, 2, 10, 13, 11]);
+  assert.deepEqual(rows[0], {
+    i: -5, s: 300, t: -7, b: 9007199254740992, flag: true, n: '12.5', f: 1.5, d: 2.25, v: 'héllo wörld',
+    day: new Date(Date.UTC(2026, 0, 2)), at: new Date(Date.UTC(2026, 0, 2, 3, 4, 5)), tm: '10:11:12',
+  });
+  assert.deepEqual(rows[1], {
+    i: null, s: null, t: null, b: null, flag: false, n: null, f: null, d: null, v: null, day: null, at: null, tm: null,
+  });
+});
+
+test('large objects arrive as ArrayBuffers', () => {
+  run(conn, 'create table q_lobs (id integer, c clob, b blob)');
+  run(conn, "insert into q_lobs values (1, 'character data', x'00ff10')");
+  run(conn, 'insert into q_lobs values (2, null, null)');
+  const { err, rows, fields } = run(conn, 'select c, b from q_lobs order by id');
+  assert.equal(err, null);
+  assert.deepEqual(fields, [{ ColName: 'c', Type: 41 }, { ColName: 'b', Type: 42 }]);
+  assert.equal(Buffer.from(rows[0].c).toString(), 'character data');
+  assert.deepEqual([...new Uint8Array(rows[0].b)], [0, 255, 16]);
+  assert.ok(rows[1].c instanceof ArrayBuffer);
+  assert.deepEqual([rows[1].c.byteLength, rows[1].b.byteLength], [0, 0]);
+});
+
+test('a dropped link is reported until the script reopens it', () => {
+  const own = openConnection(server);
+  run(own, 'ZANVO FAULT CLOSE AFTER 0');
+  const closed = '[EJ1024] database connection is closed';
+  assert.deepEqual(run(own, 'select 1 from dual'), { err: { Error: closed }, rows: [], fields: [] });
+  assert.deepEqual(run(own, 'insert into q_dml values (9, null)').err, { Error: closed });
+  own.disconnect();
+  own.connect();
+  assert.deepEqual(run(own, 'select 5 as five from dual').rows, [{ five: 5 }]);
+  own.end();
+});
+
+test('transactions are seen from a second connection only when committed', () => {
+  const writer = openConnection(server);
+  const reader = openConnection(server);
+  run(writer, 'create table q_tx (a integer)');
+  const statuses = [];
+  writer.beginTransaction((err) => statuses.push(err));
+  run(writer, 'insert into q_tx values (1)');
+  assert.notDeepEqual(run(reader, 'select a from q_tx').rows, [{ a: 1 }]);
+  writer.rollback((err) => statuses.push(err));
+  assert.deepEqual(run(writer, 'select a from q_tx').rows, []);
+
+  writer.beginTransaction((err) => statuses.push(err));
+  run(writer, 'insert into q_tx values (2)');
+  writer.commit((err) => statuses.push(err));
+  assert.deepEqual(run(reader, 'select a from q_tx').rows, [{ a: 2 }]);
+  assert.deepEqual(statuses, [null, null, null, null]);
+  assert.equal(writer.commit(), undefined);
+
+  writer.end();
+  reader.end();
+  for (const method of ['beginTransaction', 'commit', 'rollback']) {
+    assert.throws(() => writer[method](() => {}), typeError('The Connection is Not Open!'));
+  }
+});
+
+test('results do not pile up across many queries', () => {
+  const loop = (n) => {
+    for (let i = 0; i < n; ++i) run(conn, "select 1 as a, 'text' as b from dual");
+  };
+  loop(2000);
+  global.gc?.();
+  const before = process.memoryUsage().rss;
+  loop(10000);
+  global.gc?.();
+  const grown = process.memoryUsage().rss - before;
+  assert.ok(grown < 16 * 1024 * 1024, `resident memory grew by ${grown} bytes`);
+});
