@@ -3,6 +3,12 @@
 #include <cstdint>
 #include "results/result_record.h"
 
+enum {
+  MAX_NAME_LEN = 65536,              // a column name on the wire longer than this is a failed read
+  MAX_VALUE_LEN = 256 * 1024 * 1024,  // the same for a variable value: room for 64 MiB inline objects
+  ROW_BATCH = 20000,                 // rows of one reception batch
+};
+
 int32_t recv_result(ConnRecord* conn, ResultRecord** result_out);
 int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out);
 int32_t read_field_descs(ConnRecord* conn, ResultRecord* result);
@@ -12,3 +18,7 @@ int32_t recv_rows_20000(ConnRecord* conn, ResultRecord* result);
 int32_t recv_rows_all(ConnRecord* conn, ResultRecord* result);
 // 0 with a row in *row_out; 101 when the next letter belongs to the caller (it is pushed back); negative on failure.
 int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out);
+// Reads an int32 length and that many bytes of a row id, keeping the first cap of them in dst, so
+// that an over-long id still leaves the stream in step. False on a failed read, or a length below 0
+// or above MAX_NAME_LEN.
+bool recv_counted_id(ConnRecord* conn, char* dst, int32_t cap);

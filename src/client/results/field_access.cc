@@ -1,0 +1,208 @@
+// Reading one field of the current row as the CType that the caller asks for. Integers are never
+// narrowed: a pair without a conversion is refused with -13 and *out_len 0.
+#include "results/field_access.h"
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "results/lob.h"
+#include "results/result_handle.h"
+#include "results/row_store.h"
+#include "results/value_text.h"
+#include "zvc.h"
+
+int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,
+                    int32_t* out_len) {
+  if (!result_of(handle)) return -3;
+  return field_to_value(handle, column, ctype, buffer, buffer_len, out_len);
+}
+
+const uint8_t* field_bytes(const uint8_t* row, const FieldDesc* fields, int32_t index, int32_t* len_out) {
+  if (field_is_null(row, index)) {
+    *len_out = 0;
+    return nullptr;
+  }
+  const uint8_t* slot = row + ROW_HEADER_SIZE + fields[index].offset;
+  if (field_is_ref(row, index)) {
+    const uint8_t* data;
+    memcpy(len_out, slot, sizeof *len_out);
+    memcpy(&data, slot + 8, sizeof data);
+    return data;
+  }
+  *len_out = type_slot_width(fields[index].type);
+  return slot;
+}
+
+static int32_t refuse(int32_t* out_len) {
+  *out_len = 0;
+  return -13;
+}
+
+static int32_t deliver(void* buffer, const void* value, int32_t size, int32_t* out_len) {
+  memcpy(buffer, value, size);
+  *out_len = size;
+  return 0;
+}
+
+static bool is_integer_type(int32_t type) { return type >= TC_TINYINT && type <= TC_BIGINT; }
+
+// Leading white space, a sign and digits, stopping at the first other character; held to the
+// int32 range.
+static int32_t text_to_int32(const uint8_t* v, int32_t len) {
+  int32_t i = 0;
+  while (i < len && isspace(v[i])) i++;
+  bool negative = i < len && v[i] == '-';
+  if (i < len && (v[i] == '-' || v[i] == '+')) i++;
+  int64_t n = 0;
+  for (; i < len && isdigit(v[i]); i++) {
+    n = n * 10 + (v[i] - '0');
+    if (n > int64_t{INT32_MAX} + 1) n = int64_t{INT32_MAX} + 1;
+  }
+  if (negative) n = -n;
+  return static_cast<int32_t>(n > INT32_MAX ? INT32_MAX : n);
+}
+
+// Stored numerics end in the arena's zero byte, so the text can be read as a C string.
+static double text_to_double(const uint8_t* v) { return strtod(reinterpret_cast<const char*>(v), nullptr); }
+
+static int32_t to_int32(int32_t type, const uint8_t* v, int32_t len, void* buffer, int32_t* out_len) {
+  int32_t n;
+  if (type == TC_BOOL || (is_integer_type(type) && type != TC_BIGINT))
+    n = static_cast<int32_t>(load_integer(type, v));
+  else if (type == TC_NUMERIC)
+    n = text_to_int32(v, len);
+  else
+    return refuse(out_len);
+  return deliver(buffer, &n, sizeof n, out_len);
+}
+
+static int32_t to_int16(int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
+  if (type != TC_BOOL && type != TC_TINYINT && type != TC_SMALLINT) return refuse(out_len);
+  int16_t n = static_cast<int16_t>(load_integer(type, v));
+  return deliver(buffer, &n, sizeof n, out_len);
+}
+
+static int32_t to_int64(int32_t type, const uint8_t* v, int32_t len, void* buffer, int32_t* out_len) {
+  int64_t n;
+  if (type == TC_BOOL || is_integer_type(type))
+    n = load_integer(type, v);
+  else if (type == TC_NUMERIC)
+    n = text_to_int32(v, len);
+  else
+    return refuse(out_len);
+  return deliver(buffer, &n, sizeof n, out_len);
+}
+
+// CType 7 and 8 take every number but TC_BOOL, each straight from its stored form.
+static int32_t to_float(int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
+  float f;
+  if (is_integer_type(type))
+    f = static_cast<float>(load_integer(type, v));
+  else if (type == TC_NUMERIC)
+    f = static_cast<float>(text_to_double(v));
+  else if (type == TC_FLOAT)
+    f = load_f32(v);
+  else if (type == TC_DOUBLE)
+    f = static_cast<float>(load_f64(v));
+  else
+    return refuse(out_len);
+  return deliver(buffer, &f, sizeof f, out_len);
+}
+
+static int32_t to_double(int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
+  double d;
+  if (is_integer_type(type))
+    d = static_cast<double>(load_integer(type, v));
+  else if (type == TC_NUMERIC)
+    d = text_to_double(v);
+  else if (type == TC_FLOAT)
+    d = load_f32(v);
+  else if (type == TC_DOUBLE)
+    d = load_f64(v);
+  else
+    return refuse(out_len);
+  return deliver(buffer, &d, sizeof d, out_len);
+}
+
+// CType 28 and 31: intervals or integers as numbers.
+static int32_t to_interval_number(int32_t ctype, int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
+  if (ctype == 28 && type == TC_INTERVAL_YEAR_MONTH) {
+    int32_t months = load_i32(v);
+    return deliver(buffer, &months, sizeof months, out_len);
+  }
+  int64_t n;
+  if (type == TC_INTEGER)
+    n = load_i32(v);
+  else if (type == TC_BIGINT || (ctype == 31 && type == TC_INTERVAL_DAY_SECOND))
+    n = load_i64(v);
+  else
+    return refuse(out_len);
+  return deliver(buffer, &n, sizeof n, out_len);
+}
+
+static int32_t convert(ResultRecord* result, int32_t index, int32_t ctype, const uint8_t* v, int32_t len,
+                       void* buffer, int32_t buffer_len, int32_t* out_len) {
+  int32_t type = result->fields[index].type;
+  switch (ctype) {
+    case 1:
+    case 5:
+      return to_int32(type, v, len, buffer, out_len);
+    case 2:
+    case 10:
+    case 11:
+    case 12:
+    case 13:
+    case 14:
+      return text_rule(type, v, len, static_cast<char*>(buffer), buffer_len, out_len);
+    case 3:
+    case 63:
+      return deliver(buffer, v, 1, out_len);
+    case 4:
+      return to_int16(type, v, buffer, out_len);
+    case 6:
+      return to_int64(type, v, len, buffer, out_len);
+    case 7:
+      return to_float(type, v, buffer, out_len);
+    case 8:
+      return to_double(type, v, buffer, out_len);
+    case 9:  // unbounded: the caller sizes the buffer from the column
+      return deliver(buffer, v, len, out_len);
+    case 15:
+      return binary_copy(type, v, len, static_cast<uint8_t*>(buffer), buffer_len, out_len);
+    case 18:
+      return piece_copy(type, v, len, static_cast<uint8_t*>(buffer), buffer_len, out_len);
+    case 21:  // intervals deliver nothing here
+      return type == TC_INTERVAL_YEAR_MONTH || type == TC_INTERVAL_DAY_SECOND ? 0 : refuse(out_len);
+    case 23:
+      return type == TC_DATETIME ? deliver(buffer, v, 8, out_len) : refuse(out_len);
+    case 28:
+    case 31:
+      return to_interval_number(ctype, type, v, buffer, out_len);
+    case 41:
+    case 42:
+    case 43:
+    case 44:
+      return field_to_lob(result, &result->fields[index], v, len, ctype, buffer, out_len);
+    default:
+      return refuse(out_len);
+  }
+}
+
+int32_t field_to_value(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,
+                       int32_t* out_len) {
+  ResultRecord* result = handle ? static_cast<ResultRecord*>(*handle) : nullptr;
+  if (!buffer || !result || buffer_len < 0) return -3;
+  if (column < 1 || column > result->field_count) return -15;
+  int32_t scratch = 0;
+  if (!out_len) out_len = &scratch;
+  int32_t index = column - 1;
+  const uint8_t* row = result->current_row;
+  if (!row || field_is_null(row, index)) {
+    *out_len = 0;
+    return -11;
+  }
+  int32_t len = 0;
+  const uint8_t* v = field_bytes(row, result->fields, index, &len);
+  return convert(result, index, ctype, v, len, buffer, buffer_len, out_len);
+}

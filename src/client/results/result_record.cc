@@ -1,0 +1,97 @@
+// Type-code tables and the release of result records.
+#include "results/result_record.h"
+
+#include <cstdlib>
+
+#include "results/row_store.h"
+
+int32_t type_slot_width(int32_t type) {
+  switch (type) {
+    case TC_BOOL:
+    case TC_TINYINT:
+      return 1;
+    case TC_SMALLINT:
+      return 2;
+    case TC_INTEGER:
+    case TC_FLOAT:
+    case TC_DATE:
+    case TC_TIME:
+      return 4;
+    case TC_BIGINT:
+    case TC_DOUBLE:
+    case TC_DATETIME:
+      return 8;
+    default:
+      break;
+  }
+  if (type >= TC_INTERVAL_YEAR && type <= TC_INTERVAL_MINUTE) return 4;
+  if (type >= TC_INTERVAL_DAY_SECOND && type <= TC_INTERVAL_SECOND) return 8;
+  return FIELD_REF_SIZE;
+}
+
+// The CType of a code that is not an array.
+static int32_t element_ctype(int32_t type) {
+  switch (type) {
+    case TC_BOOL:
+      return 1;
+    case TC_NUMERIC:
+      return 9;
+    case TC_FLOAT:
+      return 7;
+    case TC_DOUBLE:
+      return 8;
+    case TC_INTERVAL_YEAR_MONTH:
+      return 28;
+    case TC_INTERVAL_DAY_SECOND:
+      return 31;
+    case TC_OPAQUE29:
+      return 69;
+    case TC_CLOB:
+      return 41;
+    case TC_BINARY:
+      return 15;
+    case TC_BLOB:
+      return 42;
+    case TC_CLOB47:
+      return 43;
+    case TC_CLOB64:
+      return 44;
+    default:
+      break;
+  }
+  if (type >= TC_TINYINT && type <= TC_BIGINT) return type;
+  if (type >= TC_DATE && type <= TC_DATETIME_TZ) return type;
+  if (type >= TC_INTERVAL_YEAR && type <= TC_INTERVAL_SECOND) return 21;  // 16 and 24 are taken above
+  if (type >= TC_TEXT48 && type <= TC_TEXT60) return type - TC_TEXT48 + 45;
+  return 2;
+}
+
+int32_t type_to_ctype(int32_t type) {
+  if (type > TC_ARRAY_BASE) return element_ctype(type - TC_ARRAY_BASE) + TC_ARRAY_BASE;
+  return element_ctype(type);
+}
+
+int32_t free_result(ResultRecord* result) {
+  if (!result) return 0;
+  clear_rows(result);
+  free_field_descs(result->fields, result->field_count);
+  free(result->message);
+  free(result);
+  return 0;
+}
+
+void free_result_chain(ResultRecord* result) {
+  while (result) {
+    ResultRecord* next = result->next;
+    free_result(result);
+    result = next;
+  }
+}
+
+int32_t free_field_descs(FieldDesc* fields, int32_t count) {
+  if (!fields) return 0;
+  // The three names share one block, which begins with table when there is one.
+  for (int32_t i = 0; i < count; i++) free(fields[i].table ? fields[i].table : fields[i].name);
+  free(fields);
+  return 0;
+}
