@@ -3,6 +3,7 @@
 
 #include "connection/client_text.h"
 #include "connection/wire.h"
+#include "results/reception.h"
 #include "statements/command.h"
 #include "statements/reply_items.h"
 
@@ -51,8 +52,9 @@ int32_t recv_noQuery(ConnRecord* conn) {
         break;
       }
       case 'I': {
-        char bkmk[ROWID_BUF_SIZE];
-        if (!recv_rowid(conn, bkmk)) {
+        // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
+        char bkmk[ROWID_BUF_SIZE] = {};
+        if (!recv_counted_id(conn, bkmk, ROWID_BUF_SIZE - 1)) {
           client_print("Insert Prop NetError  \n");
           set_error_text(&conn->error_text, "[EC004]Insert Prop NetError");
           return -4;

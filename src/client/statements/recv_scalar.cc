@@ -88,8 +88,9 @@ int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
         break;
       }
       case 'I': {
-        char bkmk[ROWID_BUF_SIZE];
-        if (!recv_rowid(conn, bkmk)) return -4;
+        // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
+        char bkmk[ROWID_BUF_SIZE] = {};
+        if (!recv_counted_id(conn, bkmk, ROWID_BUF_SIZE - 1)) return -4;
         memcpy(value_buf, bkmk, strlen(bkmk) + 1);
         int32_t end = peek_end(conn);
         if (end != 0) return end < 0 ? end : 1;

@@ -1,7 +1,6 @@
 #include "statements/reply_items.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #include "connection/client_text.h"
 #include "connection/wire.h"
@@ -28,14 +27,6 @@ int32_t recv_reply_text(ConnRecord* conn) {
   free(conn->error_text);
   conn->error_text = text;
   return 0;
-}
-
-bool recv_rowid(ConnRecord* conn, char* bkmk) {
-  memset(bkmk, 0, ROWID_BUF_SIZE);
-  int32_t len = 0;
-  if (!recv_int32(conn, &len) || !length_is_sane(len)) return false;
-  int32_t kept = len < ROWID_BUF_SIZE - 1 ? len : ROWID_BUF_SIZE - 1;
-  return recv_bytes(conn, bkmk, kept) && skip_bytes(conn, len - kept);
 }
 
 int32_t drop_out_value(ConnRecord* conn, bool with_index) {

@@ -8,10 +8,6 @@ enum { ROWID_BUF_SIZE = 32 };
 
 // Reads a string and makes it the connection's error_text. 0, or the code of recv_string.
 int32_t recv_reply_text(ConnRecord* conn);
-// The body of "I": a length and that many bytes into bkmk (ROWID_BUF_SIZE bytes, zeroed here).
-// An id longer than 31 bytes is cut to 31 and the rest read and dropped, so that the reply
-// stays in step. False on a failed read or a length that is negative or beyond any string.
-bool recv_rowid(ConnRecord* conn, char* bkmk);
 // The body of "O" (with_index false) or "P" (true): index, type, length and the value, all
 // dropped; error_text then tells that output values need bound parameters. 0, or -4 on a
 // failed read or an impossible length.
