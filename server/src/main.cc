@@ -1,2 +1,39 @@
-// Placeholder until the server lands.
-int main() { return 1; }
+// zanvo-server: the Zanvo wire protocol from the server's side, SQL run on SQLite.
+#include <pthread.h>
+
+#include <csignal>
+#include <cstdio>
+#include <string>
+
+#include "options.h"
+#include "server.h"
+
+int main(int argc, char** argv) {
+  zv::ServerOptions options;
+  std::string error;
+  if (!zv::parse_options(argc, argv, options, error)) {
+    std::fprintf(stderr, "zanvo-server: %s\n%s", error.c_str(), zv::usage_text());
+    return 2;
+  }
+  // SIGINT and SIGTERM are taken by sigwait below; blocked before any thread starts so
+  // that every thread inherits the mask and none of them is interrupted by them.
+  sigset_t stop_signals;
+  sigemptyset(&stop_signals);
+  sigaddset(&stop_signals, SIGINT);
+  sigaddset(&stop_signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+
+  zv::Server server(options);
+  if (!server.start(error)) {
+    std::fprintf(stderr, "zanvo-server: %s\n", error.c_str());
+    return 1;
+  }
+  std::printf("listening on 127.0.0.1:%d\n", server.port());
+  std::fflush(stdout);
+
+  int received = 0;
+  sigwait(&stop_signals, &received);
+  server.stop();
+  return 0;
+}

@@ -1,0 +1,130 @@
+#include "calendar.h"
+
+namespace zv {
+namespace {
+
+bool is_leap(int64_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+
+int days_in_month(int64_t y, int m) {
+  static const int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return m == 2 && is_leap(y) ? 29 : kDays[m - 1];
+}
+
+// Reads the pieces of a date/time text from left to right.
+class Scanner {
+ public:
+  explicit Scanner(std::string_view s) : s_(s) {}
+
+  bool done() const { return pos_ == s_.size(); }
+  bool peek(char c) const { return pos_ < s_.size() && s_[pos_] == c; }
+  bool take(char c) {
+    if (!peek(c)) return false;
+    ++pos_;
+    return true;
+  }
+  // Between `min` and `max` decimal digits.
+  bool number(int min, int max, int64_t& out) {
+    int n = 0;
+    out = 0;
+    while (n < max && pos_ < s_.size() && s_[pos_] >= '0' && s_[pos_] <= '9') {
+      out = out * 10 + (s_[pos_++] - '0');
+      ++n;
+    }
+    return n >= min;
+  }
+  // Fraction digits after a ".", as microseconds; digits past the sixth are dropped.
+  bool fraction(int64_t& micros) {
+    int64_t scale = 100000;
+    int n = 0;
+    micros = 0;
+    while (pos_ < s_.size() && s_[pos_] >= '0' && s_[pos_] <= '9') {
+      micros += (s_[pos_++] - '0') * scale;
+      scale /= 10;
+      ++n;
+    }
+    return n > 0 && n <= 9;
+  }
+
+ private:
+  std::string_view s_;
+  size_t pos_ = 0;
+};
+
+bool scan_date(Scanner& in, int64_t& days) {
+  int64_t y, m, d;
+  if (!in.number(4, 4, y) || !in.take('-') || !in.number(1, 2, m) || !in.take('-') || !in.number(1, 2, d)) return false;
+  if (y < 1 || m < 1 || m > 12 || d < 1 || d > days_in_month(y, static_cast<int>(m))) return false;
+  days = days_from_civil(y, static_cast<int>(m), static_cast<int>(d));
+  return true;
+}
+
+bool scan_clock(Scanner& in, int64_t& micros) {
+  int64_t h, m, s = 0, frac = 0;
+  if (!in.number(1, 2, h) || !in.take(':') || !in.number(2, 2, m)) return false;
+  if (in.take(':')) {
+    if (!in.number(2, 2, s)) return false;
+    if (in.take('.') && !in.fraction(frac)) return false;
+  }
+  if (h > 23 || m > 59 || s > 59) return false;
+  micros = ((h * 60 + m) * 60 + s) * kMicrosPerSecond + frac;
+  return true;
+}
+
+// "Z", or a sign with hours and optional minutes: +08, +0800, +08:00.
+bool scan_zone(Scanner& in, Moment& out) {
+  in.take(' ');
+  if (in.take('Z')) {
+    out.has_zone = true;
+    out.zone_minutes = 0;
+    return true;
+  }
+  int sign = in.take('-') ? -1 : (in.take('+') ? 1 : 0);
+  if (sign == 0) return false;
+  int64_t h, m = 0;
+  if (!in.number(2, 2, h)) return false;
+  if (in.take(':')) {
+    if (!in.number(2, 2, m)) return false;
+  } else if (!in.done() && !in.number(2, 2, m)) {
+    return false;
+  }
+  if (h > 15 || m > 59) return false;
+  out.has_zone = true;
+  out.zone_minutes = sign * static_cast<int>(h * 60 + m);
+  return true;
+}
+
+bool scan_rest_zone(Scanner& in, bool zone_allowed, Moment& out) {
+  if (in.done()) return true;
+  return zone_allowed && scan_zone(in, out) && in.done();
+}
+
+}  // namespace
+
+int64_t days_from_civil(int64_t year, int month, int day) {
+  // Count from 0000-03-01 so that the leap day ends each 4-year cycle.
+  int64_t y = month <= 2 ? year - 1 : year;
+  int64_t era = (y >= 0 ? y : y - 399) / 400;
+  int64_t year_of_era = y - era * 400;
+  int64_t shifted_month = month > 2 ? month - 3 : month + 9;
+  int64_t day_of_year = (153 * shifted_month + 2) / 5 + day - 1;
+  int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
+  return era * 146097 + day_of_era - 719468;
+}
+
+bool parse_date_time(std::string_view text, bool zone_allowed, Moment& out) {
+  Scanner in(text);
+  out = Moment{};
+  if (!scan_date(in, out.days)) return false;
+  if (in.take(' ') || in.take('T')) {
+    if (!scan_clock(in, out.micros)) return false;
+  }
+  return scan_rest_zone(in, zone_allowed, out);
+}
+
+bool parse_time(std::string_view text, bool zone_allowed, Moment& out) {
+  Scanner in(text);
+  out = Moment{};
+  return scan_clock(in, out.micros) && scan_rest_zone(in, zone_allowed, out);
+}
+
+}  // namespace zv

@@ -1,0 +1,90 @@
+#include "database.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace zv {
+namespace {
+
+// The private database is a file in memory-backed /dev/shm where there is one: a file,
+// unlike SQLite's shared in-memory databases, can run in WAL mode, where readers see the
+// last committed state without waiting for writers.
+std::string private_directory() {
+  struct stat st;
+  if (::stat("/dev/shm", &st) == 0 && S_ISDIR(st.st_mode) && ::access("/dev/shm", W_OK) == 0) return "/dev/shm";
+  const char* tmp = std::getenv("TMPDIR");
+  return tmp && *tmp ? tmp : "/tmp";
+}
+
+std::string create_private_file(std::string& error) {
+  std::string path = private_directory() + "/zanvo-server-XXXXXX";
+  int fd = ::mkstemp(path.data());
+  if (fd < 0) {
+    error = "cannot create a private database file in " + private_directory();
+    return {};
+  }
+  ::close(fd);
+  return path;
+}
+
+bool exec(sqlite3* db, const char* sql, std::string& error) {
+  char* message = nullptr;
+  if (sqlite3_exec(db, sql, nullptr, nullptr, &message) == SQLITE_OK) return true;
+  error = message ? message : sqlite3_errmsg(db);
+  sqlite3_free(message);
+  return false;
+}
+
+int stop_requested(void* stopping) { return static_cast<const std::atomic<bool>*>(stopping)->load() ? 1 : 0; }
+
+}  // namespace
+
+std::unique_ptr<Database> Database::open(const std::string& path, std::string& error) {
+  bool is_private = path.empty();
+  std::string file = is_private ? create_private_file(error) : path;
+  if (file.empty()) return nullptr;
+  std::unique_ptr<Database> database(new Database(file, is_private));
+  sqlite3* raw = nullptr;
+  int rc = sqlite3_open_v2(file.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+  DbPtr db(raw);
+  if (rc != SQLITE_OK) {
+    error = "cannot open " + file + ": " + (raw ? sqlite3_errmsg(raw) : "out of memory");
+    return nullptr;
+  }
+  sqlite3_busy_timeout(db.get(), 5000);
+  if (!exec(db.get(), "PRAGMA journal_mode=WAL", error) ||
+      !exec(db.get(),
+            "CREATE TABLE IF NOT EXISTS dual(dummy VARCHAR(1));"
+            "INSERT INTO dual SELECT 'X' WHERE NOT EXISTS (SELECT 1 FROM dual);",
+            error)) {
+    error = "cannot prepare " + file + ": " + error;
+    return nullptr;
+  }
+  return database;
+}
+
+Database::~Database() {
+  if (!private_) return;
+  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) std::remove((path_ + suffix).c_str());
+}
+
+DbPtr Database::connect(int busy_timeout_ms, const std::atomic<bool>* stopping, std::string& error) const {
+  sqlite3* raw = nullptr;
+  int rc = sqlite3_open_v2(path_.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
+  DbPtr db(raw);
+  if (rc != SQLITE_OK) {
+    error = raw ? sqlite3_errmsg(raw) : "out of memory";
+    return nullptr;
+  }
+  sqlite3_busy_timeout(db.get(), busy_timeout_ms);
+  sqlite3_progress_handler(db.get(), 10000, stop_requested, const_cast<std::atomic<bool>*>(stopping));
+  // A private database dies with the server, so nothing is gained by waiting for the disk.
+  if (!exec(db.get(), private_ ? "PRAGMA synchronous=OFF" : "PRAGMA synchronous=NORMAL", error)) return nullptr;
+  return db;
+}
+
+}  // namespace zv

@@ -1,0 +1,66 @@
+#include "options.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace zv {
+namespace {
+
+bool to_number(const char* text, int64_t low, int64_t high, int64_t& out) {
+  errno = 0;
+  char* end = nullptr;
+  long long v = std::strtoll(text, &end, 10);
+  if (errno != 0 || end == text || *end != '\0' || v < low || v > high) return false;
+  out = v;
+  return true;
+}
+
+}  // namespace
+
+const char* usage_text() {
+  return "usage: zanvo-server [--port N] [--database FILE] [--user U --password P]\n"
+         "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n";
+}
+
+bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error) {
+  for (int i = 1; i < argc; ++i) {
+    std::string name = argv[i];
+    if (i + 1 >= argc) {
+      error = "missing value for " + name;
+      return false;
+    }
+    const char* value = argv[++i];
+    int64_t n = 0;
+    bool good = true;
+    if (name == "--port") {
+      good = to_number(value, 0, 65535, n);
+      out.port = static_cast<int>(n);
+    } else if (name == "--database") {
+      out.database = value;
+    } else if (name == "--user") {
+      out.user = value;
+    } else if (name == "--password") {
+      out.password = value;
+    } else if (name == "--reply-version") {
+      good = to_number(value, 201, 301, n) && (n == 201 || n == 301);
+      out.reply_version = static_cast<int>(n);
+    } else if (name == "--busy-timeout") {
+      good = to_number(value, 0, 3600 * 1000, n);
+      out.busy_timeout_ms = static_cast<int>(n);
+    } else if (name == "--lob-inline-max") {
+      good = to_number(value, 0, 1 << 30, n);
+      out.lob_inline_max = n;
+    } else {
+      error = "unknown option " + name;
+      return false;
+    }
+    if (!good) {
+      error = "bad value for " + name + ": " + value;
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace zv

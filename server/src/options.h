@@ -1,0 +1,24 @@
+// Command-line options of the server.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace zv {
+
+struct ServerOptions {
+  int port = 5138;              // 0: the system picks a free port
+  std::string database;         // empty: a private in-memory database
+  std::string user = "SYSDBA";
+  std::string password = "SYSDBA";
+  int reply_version = 301;      // login reply form: 201 or 301
+  int busy_timeout_ms = 1000;   // longest wait for a lock held by another connection
+  int64_t lob_inline_max = 4096;  // larger objects go out as descriptors
+};
+
+// Fills `out` from argv; on a bad option returns false with a message in `error`.
+bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error);
+
+const char* usage_text();
+
+}  // namespace zv

@@ -1,0 +1,51 @@
+#include "reply_writer.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace zv {
+
+ReplyWriter::ReplyWriter(int fd) : fd_(fd), buf_(new char[kCapacity]) {}
+
+void ReplyWriter::bytes(const void* data, size_t n) {
+  const char* p = static_cast<const char*>(data);
+  if (n > kCapacity / 4) {
+    // Large values go straight to the socket instead of through the buffer.
+    flush();
+    send_all(p, n);
+    return;
+  }
+  reserve(n);
+  std::memcpy(&buf_[len_], p, n);
+  len_ += n;
+}
+
+void ReplyWriter::string(std::string_view s) {
+  int32(static_cast<int32_t>(s.size()));
+  bytes(s.data(), s.size());
+}
+
+bool ReplyWriter::flush() {
+  send_all(buf_.get(), len_);
+  len_ = 0;
+  return !failed_;
+}
+
+void ReplyWriter::send_all(const char* data, size_t n) {
+  if (budget_ >= 0 && static_cast<int64_t>(n) > budget_) n = static_cast<size_t>(budget_);
+  if (budget_ >= 0) budget_ -= static_cast<int64_t>(n);
+  while (n > 0 && !failed_) {
+    ssize_t sent = ::send(fd_, data, n, MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent <= 0) {
+      failed_ = true;
+      break;
+    }
+    data += sent;
+    n -= static_cast<size_t>(sent);
+  }
+}
+
+}  // namespace zv

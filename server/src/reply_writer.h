@@ -1,0 +1,67 @@
+// Buffered writer of reply records onto a client socket.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "byte_order.h"
+
+namespace zv {
+
+class ReplyWriter {
+ public:
+  static constexpr size_t kCapacity = 64 * 1024;
+
+  explicit ReplyWriter(int fd);
+
+  void letter(char c) {
+    reserve(1);
+    buf_[len_++] = c;
+  }
+  void int16(int16_t v) {
+    reserve(2);
+    store_be16(&buf_[len_], static_cast<uint16_t>(v));
+    len_ += 2;
+  }
+  void int32(int32_t v) {
+    reserve(4);
+    store_be32(&buf_[len_], static_cast<uint32_t>(v));
+    len_ += 4;
+  }
+  void int64(int64_t v) {
+    reserve(8);
+    store_be64(&buf_[len_], static_cast<uint64_t>(v));
+    len_ += 8;
+  }
+  void bytes(const void* data, size_t n);
+  // int32 length, then the bytes.
+  void string(std::string_view s);
+  // An error record: "E" and its text.
+  void error(std::string_view text) {
+    letter('E');
+    string(text);
+  }
+
+  // Sends what is buffered; false once the link has failed.
+  bool flush();
+  // From now on the link carries only `n` more bytes; everything past them is dropped.
+  void limit_to(int64_t n) { budget_ = n; }
+  bool limit_reached() const { return budget_ == 0; }
+  bool ok() const { return !failed_; }
+
+ private:
+  void reserve(size_t n) {
+    if (len_ + n > kCapacity) flush();
+  }
+  void send_all(const char* data, size_t n);
+
+  int fd_;
+  std::unique_ptr<char[]> buf_;
+  size_t len_ = 0;
+  bool failed_ = false;
+  int64_t budget_ = -1;  // -1: no limit
+};
+
+}  // namespace zv

@@ -1,0 +1,79 @@
+#include "result_stream.h"
+
+#include "text_util.h"
+
+namespace zv {
+namespace {
+
+std::string field_name(sqlite3_stmt* stmt, int col) {
+  const char* name = sqlite3_column_name(stmt, col);
+  const char* table = sqlite3_column_table_name(stmt, col);
+  const char* origin = sqlite3_column_origin_name(stmt, col);
+  std::string shown = name ? name : "";
+  if (table && origin && !iequals(shown, origin)) return std::string(table) + "." + origin + "%" + shown;
+  return shown;
+}
+
+}  // namespace
+
+ResultStream::ResultStream(StmtPtr stmt) : stmt_(std::move(stmt)) {}
+
+bool ResultStream::start() {
+  state_ = sqlite3_step(stmt_.get());
+  if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) return false;
+  describe();
+  return true;
+}
+
+void ResultStream::describe() {
+  sqlite3_stmt* stmt = stmt_.get();
+  int count = sqlite3_column_count(stmt);
+  fields_.resize(static_cast<size_t>(count));
+  for (int col = 0; col < count; ++col) {
+    FieldDescription& f = fields_[static_cast<size_t>(col)];
+    f.name = field_name(stmt, col);
+    f.type = type_from_declared(sqlite3_column_decltype(stmt, col));
+    if (f.type.code == kUndeclared) {
+      bool have_row = state_ == SQLITE_ROW;
+      f.type = type_from_value(have_row ? sqlite3_column_type(stmt, col) : SQLITE_NULL,
+                               have_row ? sqlite3_column_int64(stmt, col) : 0);
+    }
+  }
+}
+
+void ResultStream::write_header(ReplyWriter& out) const {
+  out.letter('A');
+  out.int32(static_cast<int32_t>(fields_.size()));
+  for (const FieldDescription& f : fields_) {
+    out.string(f.name);
+    out.int32(f.type.code);
+    out.int32(f.type.size);
+    out.int32(f.type.detail);
+  }
+}
+
+void ResultStream::write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t limit) {
+  ValueEncoder encoder(out, lobs);
+  sqlite3_stmt* stmt = stmt_.get();
+  const int count = static_cast<int>(fields_.size());
+  int64_t unreadable = 0;
+  for (int64_t sent = 0; state_ == SQLITE_ROW && sent < limit && out.ok(); ++sent) {
+    out.letter('R');
+    for (int col = 0; col < count; ++col) {
+      if (!encoder.write(stmt, col, fields_[static_cast<size_t>(col)].type)) ++unreadable;
+    }
+    state_ = sqlite3_step(stmt);
+  }
+  if (unreadable > 0) {
+    out.letter('W');
+    out.string("[W10001]" + std::to_string(unreadable) +
+               " stored values could not be read as their column's type and were sent as null");
+  }
+  if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) out.error(error_text());
+}
+
+std::string ResultStream::error_text() const {
+  return std::string("[E10001]") + sqlite3_errmsg(sqlite3_db_handle(stmt_.get()));
+}
+
+}  // namespace zv

@@ -1,0 +1,42 @@
+// The rows of one query, sent as an "A" record: field descriptions, then "R" rows.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "reply_writer.h"
+#include "sqlite_handles.h"
+#include "type_codes.h"
+#include "value_encoder.h"
+
+namespace zv {
+
+struct FieldDescription {
+  std::string name;  // "table.name%alias" for an aliased table column, else the name
+  ColumnType type;
+};
+
+class ResultStream {
+ public:
+  explicit ResultStream(StmtPtr stmt);
+
+  // Runs the query up to its first row, which types the columns that have no declared
+  // type. False when the query failed; the message is then in error_text().
+  bool start();
+  // "A", the field count and the descriptions.
+  void write_header(ReplyWriter& out) const;
+  // Up to `limit` rows, each "R" and its values; an error met on the way goes out as "E".
+  void write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t limit);
+  bool finished() const { return state_ != SQLITE_ROW; }
+  std::string error_text() const;
+
+ private:
+  void describe();
+
+  StmtPtr stmt_;
+  int state_ = SQLITE_OK;  // result of the latest step
+  std::vector<FieldDescription> fields_;
+};
+
+}  // namespace zv

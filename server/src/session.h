@@ -1,0 +1,49 @@
+// One client link: the login, then commands until the link ends.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "database.h"
+#include "faults.h"
+#include "lob_store.h"
+#include "login.h"
+#include "options.h"
+#include "reply_writer.h"
+#include "socket_reader.h"
+#include "statement_runner.h"
+#include "stop_signal.h"
+
+namespace zv {
+
+class Session {
+ public:
+  // Longest command text accepted.
+  static constexpr int32_t kMaxCommandText = 256 << 20;
+
+  Session(int fd, const ServerOptions& options, const Database& database, StopSignal& stop);
+
+  // Serves the link until the client leaves, misbehaves or the server stops.
+  void serve();
+
+ private:
+  bool login();
+  bool read_login_text(std::string& text);
+  void refuse(const std::string& reason);
+  bool serve_command();
+  void answer(std::string_view text, bool had_parameters);
+
+  int fd_;
+  const ServerOptions& options_;
+  const Database& database_;
+  StopSignal& stop_;
+  SocketReader in_;
+  ReplyWriter out_;
+  DbPtr db_;
+  LobStore lobs_;
+  std::unique_ptr<StatementRunner> runner_;
+  Fault pending_fault_;
+};
+
+}  // namespace zv

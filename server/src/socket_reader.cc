@@ -1,0 +1,68 @@
+#include "socket_reader.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "byte_order.h"
+
+namespace zv {
+
+SocketReader::SocketReader(int fd) : fd_(fd), buf_(new char[kCapacity]) {}
+
+bool SocketReader::fill() {
+  for (;;) {
+    ssize_t got = ::recv(fd_, buf_.get(), kCapacity, 0);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    pos_ = 0;
+    len_ = static_cast<size_t>(got);
+    return true;
+  }
+}
+
+int SocketReader::byte() {
+  if (pos_ == len_ && !fill()) return -1;
+  return static_cast<unsigned char>(buf_[pos_++]);
+}
+
+bool SocketReader::exact(void* dst, size_t n) {
+  char* out = static_cast<char*>(dst);
+  while (n > 0) {
+    if (pos_ == len_ && !fill()) return false;
+    size_t take = std::min(n, len_ - pos_);
+    std::memcpy(out, &buf_[pos_], take);
+    pos_ += take;
+    out += take;
+    n -= take;
+  }
+  return true;
+}
+
+bool SocketReader::skip(size_t n) {
+  while (n > 0) {
+    if (pos_ == len_ && !fill()) return false;
+    size_t take = std::min(n, len_ - pos_);
+    pos_ += take;
+    n -= take;
+  }
+  return true;
+}
+
+bool SocketReader::int16(int16_t& out) {
+  char b[2];
+  if (!exact(b, 2)) return false;
+  out = static_cast<int16_t>(load_be16(b));
+  return true;
+}
+
+bool SocketReader::int32(int32_t& out) {
+  char b[4];
+  if (!exact(b, 4)) return false;
+  out = static_cast<int32_t>(load_be32(b));
+  return true;
+}
+
+}  // namespace zv

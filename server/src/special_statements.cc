@@ -1,0 +1,70 @@
+#include "special_statements.h"
+
+#include <vector>
+
+#include "text_util.h"
+
+namespace zv {
+namespace {
+
+bool word_is(const std::vector<std::string_view>& words, size_t i, std::string_view w) {
+  return i < words.size() && iequals(words[i], w);
+}
+
+// COMMIT, COMMIT WORK, COMMIT TRANSACTION; ROLLBACK TO a savepoint is SQLite's.
+bool is_transaction_end(const std::vector<std::string_view>& words, std::string_view verb) {
+  if (!word_is(words, 0, verb)) return false;
+  return words.size() == 1 || (words.size() == 2 && (word_is(words, 1, "WORK") || word_is(words, 1, "TRANSACTION")));
+}
+
+// Position just behind the n-th word (from 0) of `text`.
+size_t end_of_word(std::string_view text, size_t n) {
+  size_t i = 0;
+  for (size_t w = 0; w <= n; ++w) {
+    while (i < text.size() && is_space(text[i])) ++i;
+    while (i < text.size() && !is_space(text[i])) ++i;
+  }
+  return i;
+}
+
+}  // namespace
+
+SpecialStatement recognize_special(std::string_view text) {
+  SpecialStatement s;
+  size_t semicolon = text.find(';');
+  std::string_view segment = text.substr(0, semicolon);
+  std::vector<std::string_view> words = split_words(segment);
+  s.length = semicolon == std::string_view::npos ? text.size() : semicolon + 1;
+
+  if (words.size() == 2 && word_is(words, 0, "SHOW") && word_is(words, 1, "AUTO_COMMIT")) {
+    s.kind = SpecialKind::kShowAutoCommit;
+  } else if (words.size() == 3 && word_is(words, 0, "SET") && word_is(words, 1, "AUTO_COMMIT") &&
+             (word_is(words, 2, "ON") || word_is(words, 2, "OFF"))) {
+    s.kind = SpecialKind::kSetAutoCommit;
+    s.on = word_is(words, 2, "ON");
+  } else if (is_transaction_end(words, "COMMIT") || is_transaction_end(words, "END")) {
+    s.kind = SpecialKind::kCommit;
+  } else if (is_transaction_end(words, "ROLLBACK")) {
+    s.kind = SpecialKind::kRollback;
+  } else if (words.size() == 2 && word_is(words, 0, "SHOW") && word_is(words, 1, "VERSION")) {
+    s.kind = SpecialKind::kShowVersion;
+  } else if (words.size() >= 4 && word_is(words, 0, "DECLARE") && word_is(words, 2, "CURSOR") &&
+             word_is(words, 3, "FOR")) {
+    s.kind = SpecialKind::kDeclareCursor;
+    s.cursor = upper_case(words[1]);
+    s.query_start = end_of_word(text, 3);
+  } else if (words.size() == 2 && word_is(words, 0, "OPEN")) {
+    s.kind = SpecialKind::kOpenCursor;
+    s.cursor = upper_case(words[1]);
+  } else if (words.size() == 4 && word_is(words, 0, "FETCH") && word_is(words, 2, "FROM") &&
+             parse_int64(words[1], s.count) && s.count >= 0) {
+    s.kind = SpecialKind::kFetchCursor;
+    s.cursor = upper_case(words[3]);
+  } else if (words.size() == 2 && word_is(words, 0, "CLOSE")) {
+    s.kind = SpecialKind::kCloseCursor;
+    s.cursor = upper_case(words[1]);
+  }
+  return s;
+}
+
+}  // namespace zv

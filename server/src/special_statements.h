@@ -1,0 +1,37 @@
+// Statements this server answers itself instead of handing them to SQLite: transaction
+// control, "show version" and the cursor statements.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zv {
+
+enum class SpecialKind {
+  kNone,
+  kShowAutoCommit,   // SHOW AUTO_COMMIT
+  kSetAutoCommit,    // SET AUTO_COMMIT ON|OFF
+  kCommit,           // COMMIT, END
+  kRollback,         // ROLLBACK
+  kShowVersion,      // show version
+  kDeclareCursor,    // DECLARE name CURSOR FOR query
+  kOpenCursor,       // OPEN name
+  kFetchCursor,      // FETCH n FROM name
+  kCloseCursor,      // CLOSE name
+};
+
+struct SpecialStatement {
+  SpecialKind kind = SpecialKind::kNone;
+  bool on = false;         // SET AUTO_COMMIT ON
+  std::string cursor;      // cursor name, upper case
+  int64_t count = 0;       // rows of a FETCH
+  size_t length = 0;       // characters of the text it takes, its ";" included
+  size_t query_start = 0;  // DECLARE: where the query begins; the query's own end is SQLite's to find
+};
+
+// Recognises the statement at the start of `text` (which starts at its first word).
+SpecialStatement recognize_special(std::string_view text);
+
+}  // namespace zv

@@ -1,0 +1,219 @@
+#include "statement_runner.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "interval_type_quoting.h"
+#include "text_util.h"
+
+namespace zv {
+namespace {
+
+constexpr int64_t kAllRows = INT64_MAX;
+
+std::string_view first_word(std::string_view text) {
+  size_t end = 0;
+  while (end < text.size() && (std::isalpha(static_cast<unsigned char>(text[end])))) ++end;
+  return text.substr(0, end);
+}
+
+void single_text_row(ReplyWriter& out, const char* column, int32_t size, const std::string& value) {
+  out.letter('A');
+  out.int32(1);
+  out.string(column);
+  out.int32(kChar);
+  out.int32(size);
+  out.int32(0);
+  out.letter('R');
+  out.string(value);
+}
+
+std::string version_text() { return std::string("Zanvo reference server 1.0 (SQLite ") + sqlite3_libversion() + ")"; }
+
+}  // namespace
+
+StatementRunner::StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs)
+    : db_(db), auto_commit_(auto_commit), lobs_(lobs) {}
+
+void StatementRunner::run(std::string_view text, ReplyWriter& out) {
+  std::string quoted;
+  if (may_hold_interval_type(text)) {
+    quoted = quote_interval_types(text);
+    text = quoted;
+  }
+  std::string_view rest = text;
+  for (;;) {
+    while (!rest.empty() && (is_space(rest.front()) || rest.front() == ';')) rest.remove_prefix(1);
+    if (rest.empty() || !out.ok()) break;
+    SpecialStatement special = recognize_special(rest);
+    bool good;
+    if (special.kind == SpecialKind::kNone) {
+      good = run_sql(rest, out);
+    } else {
+      good = run_special(special, rest, out);
+      rest.remove_prefix(std::min(special.length, rest.size()));
+    }
+    if (!good) break;
+  }
+  out.letter('K');
+}
+
+bool StatementRunner::prepare(std::string_view sql, StmtPtr& stmt, const char*& tail, ReplyWriter& out) {
+  sqlite3_stmt* raw = nullptr;
+  int rc = sqlite3_prepare_v2(db_, sql.data(), static_cast<int>(sql.size()), &raw, &tail);
+  stmt.reset(raw);
+  if (rc != SQLITE_OK) {
+    sqlite_error(out);
+    return false;
+  }
+  return true;
+}
+
+bool StatementRunner::run_sql(std::string_view& rest, ReplyWriter& out) {
+  std::string_view verb = first_word(rest);
+  bool controls_transaction = iequals(verb, "BEGIN") || iequals(verb, "SAVEPOINT") || iequals(verb, "RELEASE") ||
+                              iequals(verb, "ROLLBACK");
+  if (!controls_transaction && !begin_if_manual(out)) return false;
+  StmtPtr stmt;
+  const char* tail = nullptr;
+  std::string_view statement_text = rest;
+  if (!prepare(rest, stmt, tail, out)) return false;
+  rest.remove_prefix(static_cast<size_t>(tail - rest.data()));
+  if (!stmt) return true;  // only a comment
+  if (sqlite3_column_count(stmt.get()) > 0) return run_query(std::move(stmt), out);
+  return run_change(std::move(stmt), statement_text, out);
+}
+
+bool StatementRunner::run_query(StmtPtr stmt, ReplyWriter& out) {
+  ResultStream rows(std::move(stmt));
+  if (!rows.start()) {
+    out.error(rows.error_text());
+    return false;
+  }
+  rows.write_header(out);
+  rows.write_rows(out, lobs_, kAllRows);
+  return true;
+}
+
+// INSERT/REPLACE/MERGE answer the new row id, UPDATE and DELETE the rows they touched.
+bool StatementRunner::run_change(StmtPtr stmt, std::string_view text, ReplyWriter& out) {
+  int rc;
+  while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) {
+  }
+  if (rc != SQLITE_DONE) {
+    sqlite_error(out);
+    return false;
+  }
+  std::string_view verb = first_word(text);
+  if (iequals(verb, "INSERT") || iequals(verb, "REPLACE") || iequals(verb, "MERGE")) {
+    out.letter('I');
+    out.string(std::to_string(sqlite3_last_insert_rowid(db_)));
+  } else if (iequals(verb, "UPDATE")) {
+    out.letter('U');
+    out.int32(sqlite3_changes(db_));
+  } else if (iequals(verb, "DELETE")) {
+    out.letter('D');
+    out.int32(sqlite3_changes(db_));
+  }
+  return true;
+}
+
+bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, ReplyWriter& out) {
+  switch (s.kind) {
+    case SpecialKind::kShowAutoCommit:
+      single_text_row(out, "auto_commit", 1, auto_commit_ ? "T" : "F");
+      return true;
+    case SpecialKind::kSetAutoCommit:
+      // Turning auto commit back on ends the open transaction the way COMMIT does.
+      if (s.on && !end_transaction("COMMIT", out)) return false;
+      auto_commit_ = s.on;
+      return true;
+    case SpecialKind::kCommit:
+      return end_transaction("COMMIT", out);
+    case SpecialKind::kRollback:
+      return end_transaction("ROLLBACK", out);
+    case SpecialKind::kShowVersion:
+      single_text_row(out, "version", 64, version_text());
+      return true;
+    case SpecialKind::kDeclareCursor:
+      return declare_cursor(s, text, out);
+    case SpecialKind::kFetchCursor:
+      return fetch_cursor(s, out);
+    case SpecialKind::kOpenCursor:
+    case SpecialKind::kCloseCursor: {
+      auto it = cursors_.find(s.cursor);
+      if (it == cursors_.end()) {
+        out.error("[E10005]no cursor named " + s.cursor);
+        return false;
+      }
+      if (s.kind == SpecialKind::kCloseCursor) cursors_.erase(it);
+      return true;
+    }
+    case SpecialKind::kNone:
+      break;
+  }
+  return true;
+}
+
+// COMMIT and ROLLBACK with no transaction open have nothing to do and succeed.
+bool StatementRunner::end_transaction(const char* verb, ReplyWriter& out) {
+  if (sqlite3_get_autocommit(db_)) return true;
+  if (sqlite3_exec(db_, verb, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    sqlite_error(out);
+    return false;
+  }
+  return true;
+}
+
+bool StatementRunner::begin_if_manual(ReplyWriter& out) {
+  if (auto_commit_ || !sqlite3_get_autocommit(db_)) return true;
+  if (sqlite3_exec(db_, "BEGIN", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    sqlite_error(out);
+    return false;
+  }
+  return true;
+}
+
+bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text, ReplyWriter& out) {
+  StmtPtr stmt;
+  const char* tail = nullptr;
+  std::string_view query = text.substr(s.query_start);
+  if (!prepare(query, stmt, tail, out)) return false;
+  if (!stmt || sqlite3_column_count(stmt.get()) == 0) {
+    out.error("[E10004]a cursor needs a query that returns rows");
+    return false;
+  }
+  if (cursors_.count(s.cursor) == 0 && cursors_.size() >= kMaxCursors) {
+    out.error("[E10006]too many open cursors");
+    return false;
+  }
+  cursors_[s.cursor] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false};
+  // The query's own end decides where the next statement starts, not the first ";".
+  s.length = static_cast<size_t>(tail - text.data());
+  return true;
+}
+
+bool StatementRunner::fetch_cursor(const SpecialStatement& s, ReplyWriter& out) {
+  auto it = cursors_.find(s.cursor);
+  if (it == cursors_.end()) {
+    out.error("[E10005]no cursor named " + s.cursor);
+    return false;
+  }
+  Cursor& c = it->second;
+  if (!c.started) {
+    if (!begin_if_manual(out)) return false;
+    if (!c.rows->start()) {
+      out.error(c.rows->error_text());
+      cursors_.erase(it);
+      return false;
+    }
+    c.started = true;
+  }
+  c.rows->write_header(out);
+  c.rows->write_rows(out, lobs_, s.count);
+  return true;
+}
+
+void StatementRunner::sqlite_error(ReplyWriter& out) { out.error(std::string("[E10001]") + sqlite3_errmsg(db_)); }
+
+}  // namespace zv

@@ -1,0 +1,51 @@
+// Runs the statements of one command text on a connection's SQLite handle and writes
+// one reply record per statement, then the closing "K".
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "reply_writer.h"
+#include "result_stream.h"
+#include "special_statements.h"
+#include "value_encoder.h"
+
+namespace zv {
+
+class StatementRunner {
+ public:
+  static constexpr size_t kMaxCursors = 256;
+
+  StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs);
+
+  void run(std::string_view text, ReplyWriter& out);
+  bool auto_commit() const { return auto_commit_; }
+
+ private:
+  struct Cursor {
+    std::unique_ptr<ResultStream> rows;
+    bool started = false;
+  };
+
+  // Each returns false when the statement failed: its "E" is written and the text stops.
+  bool run_sql(std::string_view& rest, ReplyWriter& out);
+  bool run_special(SpecialStatement& s, std::string_view text, ReplyWriter& out);
+  bool run_query(StmtPtr stmt, ReplyWriter& out);
+  bool run_change(StmtPtr stmt, std::string_view text, ReplyWriter& out);
+  bool end_transaction(const char* verb, ReplyWriter& out);
+  bool declare_cursor(SpecialStatement& s, std::string_view text, ReplyWriter& out);
+  bool fetch_cursor(const SpecialStatement& s, ReplyWriter& out);
+  // In manual commit mode a statement opens a transaction when none is open.
+  bool begin_if_manual(ReplyWriter& out);
+  bool prepare(std::string_view sql, StmtPtr& stmt, const char*& tail, ReplyWriter& out);
+  void sqlite_error(ReplyWriter& out);
+
+  sqlite3* db_;
+  bool auto_commit_;
+  LobPolicy lobs_;
+  std::map<std::string, Cursor> cursors_;
+};
+
+}  // namespace zv

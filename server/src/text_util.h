@@ -1,0 +1,23 @@
+// Small text helpers shared by the statement and login parsers.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zv {
+
+std::string lower_case(std::string_view s);
+std::string upper_case(std::string_view s);
+bool iequals(std::string_view a, std::string_view b);
+bool is_space(char c);
+std::string_view trim(std::string_view s);
+// Trims, then drops one trailing ";" and what surrounds it.
+std::string_view strip_statement_end(std::string_view s);
+// Whitespace-separated words.
+std::vector<std::string_view> split_words(std::string_view s);
+// Optional sign and decimal digits, nothing else; false on overflow.
+bool parse_int64(std::string_view s, int64_t& out);
+
+}  // namespace zv

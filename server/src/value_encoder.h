@@ -1,0 +1,42 @@
+// Writes one stored value in the wire form of its column's type code.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+
+#include "lob_store.h"
+#include "reply_writer.h"
+#include "type_codes.h"
+
+namespace zv {
+
+// How large objects leave this connection: whole, or (with a store) as "c"/"b" plus
+// the bytes up to `inline_max` and as kept descriptors above it.
+struct LobPolicy {
+  LobStore* store = nullptr;
+  int64_t inline_max = 0;
+};
+
+class ValueEncoder {
+ public:
+  ValueEncoder(ReplyWriter& out, LobPolicy lobs) : out_(out), lobs_(lobs) {}
+
+  // Writes d_len and the value of column `col` of the current row. When the stored value
+  // cannot be read as `type`, a null goes out instead and the result is false.
+  bool write(sqlite3_stmt* stmt, int col, const ColumnType& type);
+
+ private:
+  bool write_integer(sqlite3_stmt* stmt, int col, int32_t code);
+  bool write_numeric(sqlite3_stmt* stmt, int col, int32_t scale);
+  bool write_moment(sqlite3_stmt* stmt, int col, int32_t code);
+  bool write_interval(sqlite3_stmt* stmt, int col, int32_t code);
+  void write_bytes(sqlite3_stmt* stmt, int col);
+  void write_lob(sqlite3_stmt* stmt, int col, char letter);
+  void write_null() { out_.int32(-1); }
+
+  ReplyWriter& out_;
+  LobPolicy lobs_;
+};
+
+}  // namespace zv
