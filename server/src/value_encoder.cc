@@ -283,16 +283,22 @@ bool ValueEncoder::write_moment(sqlite3_stmt* stmt, int col, int32_t code) {
   return true;
 }
 
+// A text is parsed; a number counts the interval's last unit, so that "45" stored in an
+// INTERVAL SECOND column means 45 seconds.
 bool ValueEncoder::write_interval(sqlite3_stmt* stmt, int col, int32_t code) {
+  const bool in_micros = code >= 24;  // intervals down to seconds travel as 8-byte microseconds
   int64_t total;
   int storage = sqlite3_column_type(stmt, col);
-  if (storage == SQLITE_INTEGER) {
-    total = sqlite3_column_int64(stmt, col);
-  } else if (storage != SQLITE_TEXT || !parse_interval(code, trim(column_text(stmt, col)), total)) {
+  if (storage == SQLITE_TEXT) {
+    if (!parse_interval(code, trim(column_text(stmt, col)), total)) return false;
+  } else if (storage == SQLITE_INTEGER || storage == SQLITE_FLOAT) {
+    double units = sqlite3_column_double(stmt, col) * (in_micros ? kMicrosPerSecond : 1);
+    if (!(std::fabs(units) < 9e18)) return false;
+    total = std::llround(units);
+  } else {
     return false;
   }
-  // Intervals down to seconds travel as 8-byte microseconds, the others as 4-byte counts.
-  if (code >= 24) {
+  if (in_micros) {
     out_.int32(8);
     out_.int64(total);
     return true;
