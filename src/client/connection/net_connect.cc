@@ -1,3 +1,5 @@
+#include <netinet/in.h>
+
 #include <cstdint>
 
 #include "connection/login.h"
@@ -9,6 +11,8 @@ bool net_connect(ConnRecord* conn) {
   }
   // Dotted IPv4 text only: there is no name resolution.
   conn->addr = plat_inet_addr(conn->server_ip);
+  // A text that is no address must not become a connect to the broadcast address.
+  if (conn->addr == INADDR_NONE) return false;
   int fd = plat_socket_open(conn->ltimeout);
   if (fd < 0) return false;
   if (!plat_socket_connect(fd, conn->addr, conn->port)) {
