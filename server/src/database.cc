@@ -1,11 +1,14 @@
 #include "database.h"
 
-#include <fcntl.h>
+#include <dirent.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace zv {
 namespace {
@@ -20,8 +23,27 @@ std::string private_directory() {
   return tmp && *tmp ? tmp : "/tmp";
 }
 
+constexpr const char* kPrivatePrefix = "zanvo-server-";
+
+// A server that was killed could not remove its private files; the process id in their
+// names tells whether their owner is gone.
+void remove_stale_private_files(const std::string& dir) {
+  DIR* d = ::opendir(dir.c_str());
+  if (!d) return;
+  const size_t prefix_len = std::strlen(kPrivatePrefix);
+  while (dirent* entry = ::readdir(d)) {
+    if (std::strncmp(entry->d_name, kPrivatePrefix, prefix_len) != 0) continue;
+    char* end = nullptr;
+    long pid = std::strtol(entry->d_name + prefix_len, &end, 10);
+    if (pid <= 0 || *end != '-') continue;
+    if (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) std::remove((dir + "/" + entry->d_name).c_str());
+  }
+  ::closedir(d);
+}
+
 std::string create_private_file(std::string& error) {
-  std::string path = private_directory() + "/zanvo-server-XXXXXX";
+  remove_stale_private_files(private_directory());
+  std::string path = private_directory() + "/" + kPrivatePrefix + std::to_string(::getpid()) + "-XXXXXX";
   int fd = ::mkstemp(path.data());
   if (fd < 0) {
     error = "cannot create a private database file in " + private_directory();
