@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "lob_fetch.h"
@@ -86,6 +87,17 @@ void Session::refuse(const std::string& reason) {
   out_.flush();
 }
 
+// Grows the text as its bytes arrive, so that a length alone reserves no memory.
+bool Session::read_text(size_t n, std::string& text) {
+  constexpr size_t kStep = 1 << 20;
+  while (text.size() < n) {
+    size_t done = text.size();
+    text.resize(done + std::min(kStep, n - done));
+    if (!in_.exact(&text[done], text.size() - done)) return false;
+  }
+  return true;
+}
+
 // A command: "?", int32 length, the text and its NUL, int32 parameter word. A lone "."
 // between commands asks for more rows of a reply already sent in full, so it is passed over.
 bool Session::serve_command() {
@@ -95,9 +107,9 @@ bool Session::serve_command() {
   if (intro != '?') return false;
   int32_t len;
   if (!in_.int32(len) || len < 0 || len > kMaxCommandText) return false;
-  std::string text(static_cast<size_t>(len) + 1, '\0');
+  std::string text;
   int32_t word;
-  if (!in_.exact(text.data(), text.size()) || !in_.int32(word)) return false;
+  if (!read_text(static_cast<size_t>(len) + 1, text) || !in_.int32(word)) return false;
   text.pop_back();
   bool had_parameters = word != 0;
   if (had_parameters && !skip_parameters(in_, static_cast<uint32_t>(word), options_.reply_version == 301)) return false;

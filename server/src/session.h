@@ -32,6 +32,7 @@ class Session {
   bool read_login_text(std::string& text);
   void refuse(const std::string& reason);
   bool serve_command();
+  bool read_text(size_t n, std::string& text);
   void answer(std::string_view text, bool had_parameters);
 
   int fd_;
