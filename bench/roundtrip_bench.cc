@@ -50,7 +50,8 @@ void BM_LoopbackPingPong(benchmark::State& state) {
   close(fd);
   echo.join();
   close(listen_fd);
-  state.counters["round_trips/s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["round_trips/s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 // A statement that touches no row: the reply is a zero count and "K".
@@ -69,7 +70,8 @@ void BM_ExecNoQuery(benchmark::State& state) {
     }
   }
   ZVC_CloseConnection(&conn);
-  state.counters["round_trips/s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["round_trips/s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 }  // namespace
 

@@ -170,8 +170,8 @@ TEST(LobField, BrokenFetchReplies) {
 }
 
 TEST(LobField, MalformedDescriptorsAreNotSent) {
-  for (const char* desc : {"C0000000000AB|", "C0000000000AB|5x", "C000'000000AB|5", "Cshort", "C0000000000AB|99999999999",
-                           "C0000000000AB|4294967296"}) {
+  for (const char* desc : {"C0000000000AB|", "C0000000000AB|5x", "C000'000000AB|5", "Cshort",
+                           "C0000000000AB|99999999999", "C0000000000AB|4294967296"}) {
     LobRead bad = read_lob(one_value_reply(TC_CLOB, desc), 1, 41);
     EXPECT_EQ(-13, bad.rc) << desc;
     EXPECT_EQ("[EC099]Error the lob descriptor is malformed", bad.error) << desc;

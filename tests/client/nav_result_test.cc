@@ -21,8 +21,8 @@ void* receive(StreamPeer& peer) {
 const std::string kThreeRows =
     result_head({field_desc("T.ID%Key", TC_INTEGER, 4, 9), field_desc("NAME", TC_CHAR, 20, 1),
                  field_desc("PRICE", TC_NUMERIC, 12, 2)}) +
-    "R" + int_field(1) + bytes_field("a") + bytes_field("1.5") + "R" + int_field(2) + bytes_field("b") +
-    null_field() + "R" + int_field(3) + null_field() + bytes_field("3") + "K";
+    "R" + int_field(1) + bytes_field("a") + bytes_field("1.5") + "R" + int_field(2) + bytes_field("b") + null_field() +
+    "R" + int_field(3) + null_field() + bytes_field("3") + "K";
 }  // namespace
 
 TEST(NavResult, RowsAreReadOnceForward) {
@@ -115,8 +115,8 @@ TEST(NavResult, LongNamesAreCutToTheNameBuffer) {
 }
 
 TEST(NavResult, ChainsOfResults) {
-  std::string reply = result_head({field_desc("N", TC_INTEGER, 4)}) + int_rows(2, 10) + "I" + wire_str("r1") +
-                      "I" + wire_str("r2") + "D" + be32(4) + "K";
+  std::string reply = result_head({field_desc("N", TC_INTEGER, 4)}) + int_rows(2, 10) + "I" + wire_str("r1") + "I" +
+                      wire_str("r2") + "D" + be32(4) + "K";
   StreamPeer peer(reply);
   void* result = receive(peer);
   ASSERT_NE(nullptr, result);

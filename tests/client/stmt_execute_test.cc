@@ -101,8 +101,7 @@ TEST(StmtExecute, ScalarExchange) {
 
 TEST(StmtExecute, ExecuteChainAndOutputs) {
   std::string reply = result_head({field_desc("T.ID%KEY", TC_INTEGER, 4, 0), field_desc("NAME", TC_CHAR, 20, 1)}) +
-                      "R" + int_field(1) + bytes_field("one") + "R" + int_field(2) + null_field() + "U" + be32(6) +
-                      "K";
+                      "R" + int_field(1) + bytes_field("one") + "R" + int_field(2) + null_field() + "U" + be32(6) + "K";
   StreamPeer peer(reply);
   void* result = nullptr;
   int32_t fields = -1, rows = -1, effect = -1;
@@ -172,7 +171,7 @@ TEST(StmtClassify, FirstWordDecides) {
 TEST(StmtClassify, QueriesMergeCallsAndCursors) {
   EXPECT_EQ(9, classify_sql("select 1; select 2"));
   EXPECT_EQ(4, classify_sql("select 1;"));
-  EXPECT_EQ(4, classify_sql("select 1;\r\n  "));  // four bytes behind the ";"
+  EXPECT_EQ(4, classify_sql("select 1;\r\n  "));   // four bytes behind the ";"
   EXPECT_EQ(9, classify_sql("select 1;\r\n   "));  // five
   EXPECT_EQ(1, classify_sql("MERGE into t using s on (1=1)"));
   EXPECT_EQ(9, classify_sql("MERGEinto t"));

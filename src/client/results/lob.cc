@@ -124,8 +124,8 @@ bool is_lob_source_type(int32_t type) {
 }  // namespace
 
 // The handle is emptied first, so that a field can be read into the same handle again.
-int32_t field_to_lob(ResultRecord* result, const FieldDesc* field, const uint8_t* value, int32_t len,
-                     int32_t ctype, void* buffer, int32_t* out_len) {
+int32_t field_to_lob(ResultRecord* result, const FieldDesc* field, const uint8_t* value, int32_t len, int32_t ctype,
+                     void* buffer, int32_t* out_len) {
   *out_len = 0;
   LobHandle* lob = lob_of(static_cast<LobHandle**>(buffer));
   if (!lob) return ZV_BAD_HANDLE;

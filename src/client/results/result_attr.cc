@@ -33,8 +33,8 @@ int32_t put_attr(void* value_out, int32_t value_size, int64_t value, int32_t typ
   return 0;
 }
 
-int32_t result_get_attr(ResultRecord* result, int32_t attribute, void* value_out, int32_t value_size,
-                        int32_t* type_out, int32_t* length_out) {
+int32_t result_get_attr(ResultRecord* result, int32_t attribute, void* value_out, int32_t value_size, int32_t* type_out,
+                        int32_t* length_out) {
   switch (attribute) {
     case ATTR_FIELD_COUNT:
       return put_attr(value_out, value_size, result->field_count, ATTR_INT32, type_out, length_out);

@@ -13,6 +13,13 @@
 namespace {
 enum { ROWS_PER_BLOCK = 200 };
 
+// Every server text is printed here: errors, warnings and messages alike.
+const char* text_line(char letter) {
+  if (letter == 'W') return "Server Warning %s \n";
+  if (letter == 'M') return "Server Message %s \n";
+  return "Server Error %s \n";
+}
+
 // After "I", "U", "D" or a result: 1 when a "K" ends the reply, 0 when another letter was
 // handed back for the main loop, -4 on a failed read.
 int32_t peek_end(ConnRecord* conn) {
@@ -81,9 +88,7 @@ int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
       case 'M': {
         int32_t rc = recv_reply_text(conn);
         if (rc != 0) return rc;
-        const char* format = ch == 'W' ? "Server Warning %s \n" : ch == 'M' ? "Server Message %s \n"
-                                                                           : "Server Error %s \n";
-        client_print(format, conn->error_text);
+        client_print(text_line(ch), conn->error_text);
         ret = ch == 'W' || ch == 'M' ? 1 : -1;
         break;
       }

@@ -35,7 +35,6 @@ int32_t drop_out_value(ConnRecord* conn, bool with_index) {
   int32_t d_len = 0;
   if (!recv_int32(conn, &word) || !recv_int32(conn, &d_len)) return -4;
   if (!length_is_sane(d_len) || !skip_bytes(conn, d_len)) return -4;
-  set_error_text(&conn->error_text,
-                 "[EC0056]when execute sql with output params or return value need bind_params");
+  set_error_text(&conn->error_text, "[EC0056]when execute sql with output params or return value need bind_params");
   return 0;
 }
