@@ -342,6 +342,8 @@ TEST(ResultReception, RowsComeInBatches) {
   // The stream has ended: the next read fails.
   EXPECT_EQ(1, recv_char(peer.conn, &letter));
   EXPECT_EQ(-4, recv_row(peer.conn, result, &row));
+  EXPECT_EQ(-4, recv_rows_200(peer.conn, result));
+  EXPECT_EQ(250, result->row_count);
   free_result(result);
 }
 

@@ -84,8 +84,10 @@ static int32_t recv_variable(ConnRecord* conn, RowArena* arena, uint8_t* slot, i
 static int32_t recv_value(ConnRecord* conn, ResultRecord* result, uint8_t* row, int32_t i, int32_t d_len) {
   const FieldDesc& field = result->fields[i];
   uint8_t* slot = row + ROW_HEADER_SIZE + field.offset;
-  uint8_t* status = row + ROW_HEADER_SIZE + i / 4;
-  int32_t null_bit = 1 << (2 * (i % 4));
+  // i is never negative: unsigned arithmetic spares the signed division on this hot path.
+  uint32_t pair = static_cast<uint32_t>(i);
+  uint8_t* status = row + ROW_HEADER_SIZE + pair / 4;
+  int32_t null_bit = 1 << (2 * (pair % 4));
   bool ok;
   switch (field.type) {
     case TC_BOOL:
