@@ -10,6 +10,7 @@ namespace zv {
 ReplyWriter::ReplyWriter(int fd) : fd_(fd), buf_(new char[kCapacity]) {}
 
 void ReplyWriter::bytes(const void* data, size_t n) {
+  if (n == 0) return;  // an empty value may come with a null pointer
   const char* p = static_cast<const char*>(data);
   if (n > kCapacity / 4) {
     // Large values go straight to the socket instead of through the buffer.

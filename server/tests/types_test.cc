@@ -122,6 +122,18 @@ TEST_F(ServerTest, NullsOfEveryTypeArriveAsNull) {
   EXPECT_EQ(r.records[0].rows, std::vector<Row>({Row(5, std::nullopt)}));
 }
 
+TEST_F(ServerTest, EmptyTextsAndObjectsArriveWithLengthZero) {
+  auto c = connect();
+  ASSERT_TRUE(c->run("create table e(a VARCHAR(5), b BLOB, c CLOB, d BINARY)").complete);
+  ASSERT_TRUE(c->run("insert into e values('', x'', '', zeroblob(0))").complete);
+  c->send_command("select * from e");
+  std::string header = "A" + be32(4) + be32(1) + "a" + be32(30) + be32(5) + be32(0) + be32(1) + "b" + be32(34) +
+                       be32(0) + be32(0) + be32(1) + "c" + be32(32) + be32(0) + be32(0) + be32(1) + "d" + be32(33) +
+                       be32(0) + be32(0);
+  std::string row = "R" + be32(0) + be32(0) + be32(0) + be32(0);
+  EXPECT_EQ(c->bytes(header.size() + row.size() + 1), header + row + "K");
+}
+
 TEST_F(ServerTest, ExpressionsAreTypedByTheirValues) {
   auto c = connect();
   Reply r = c->run("select 1+1, 3000000000, 2.5, 'x', x'01', null");
