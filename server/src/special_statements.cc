@@ -33,7 +33,8 @@ SpecialStatement recognize_special(std::string_view text) {
   SpecialStatement s;
   size_t semicolon = text.find(';');
   std::string_view segment = text.substr(0, semicolon);
-  std::vector<std::string_view> words = split_words(segment);
+  // Five words tell every statement here apart; a long statement is not split further.
+  std::vector<std::string_view> words = split_words(segment, 5);
   s.length = semicolon == std::string_view::npos ? text.size() : semicolon + 1;
 
   if (words.size() == 2 && word_is(words, 0, "SHOW") && word_is(words, 1, "AUTO_COMMIT")) {

@@ -36,6 +36,8 @@ StatementRunner::StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs)
     : db_(db), auto_commit_(auto_commit), lobs_(lobs) {}
 
 void StatementRunner::run(std::string_view text, ReplyWriter& out) {
+  // The text ends at its NUL, as it would for SQLite; bytes behind one are not statements.
+  text = text.substr(0, text.find('\0'));
   std::string quoted;
   if (may_hold_interval_type(text)) {
     quoted = quote_interval_types(text);
@@ -78,8 +80,10 @@ bool StatementRunner::run_sql(std::string_view& rest, ReplyWriter& out) {
   const char* tail = nullptr;
   std::string_view statement_text = rest;
   if (!prepare(rest, stmt, tail, out)) return false;
-  rest.remove_prefix(static_cast<size_t>(tail - rest.data()));
-  if (!stmt) return true;  // only a comment
+  size_t used = static_cast<size_t>(tail - rest.data());
+  // Nothing but a comment: SQLite compiled nothing, and whatever it left is no statement.
+  rest.remove_prefix(stmt || used > 0 ? used : rest.size());
+  if (!stmt) return true;
   if (sqlite3_column_count(stmt.get()) > 0) return run_query(std::move(stmt), out);
   return run_change(std::move(stmt), statement_text, out);
 }

@@ -39,10 +39,10 @@ std::string_view strip_statement_end(std::string_view s) {
   return s;
 }
 
-std::vector<std::string_view> split_words(std::string_view s) {
+std::vector<std::string_view> split_words(std::string_view s, size_t max_words) {
   std::vector<std::string_view> words;
   size_t i = 0;
-  while (i < s.size()) {
+  while (i < s.size() && words.size() < max_words) {
     while (i < s.size() && is_space(s[i])) ++i;
     size_t start = i;
     while (i < s.size() && !is_space(s[i])) ++i;

@@ -15,8 +15,8 @@ bool is_space(char c);
 std::string_view trim(std::string_view s);
 // Trims, then drops one trailing ";" and what surrounds it.
 std::string_view strip_statement_end(std::string_view s);
-// Whitespace-separated words.
-std::vector<std::string_view> split_words(std::string_view s);
+// Whitespace-separated words, at most `max_words` of them.
+std::vector<std::string_view> split_words(std::string_view s, size_t max_words = SIZE_MAX);
 // Optional sign and decimal digits, nothing else; false on overflow.
 bool parse_int64(std::string_view s, int64_t& out);
 

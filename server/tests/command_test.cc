@@ -79,6 +79,16 @@ TEST_F(ServerTest, AFailingStatementEndsTheTextWithItsError) {
   EXPECT_EQ(r.records[0].text, "[E10001]near \"selec\": syntax error");
 }
 
+TEST_F(ServerTest, ATextEndsAtItsFirstNul) {
+  auto c = connect();
+  Reply r = c->run(std::string("select 1\0select 2; select 3", 26));
+  ASSERT_TRUE(r.complete);
+  ASSERT_EQ(letters(r), "A");
+  EXPECT_EQ(r.records[0].rows[0][0], be32(1));
+  EXPECT_EQ(c->run(std::string("\0", 1)).records.size(), 0u);
+  EXPECT_EQ(c->run("select 4").records.at(0).rows.at(0).at(0), be32(4));
+}
+
 TEST_F(ServerTest, ContinuationBytesBetweenCommandsAreIgnored) {
   auto c = connect();
   c->send_raw("...");
