@@ -30,6 +30,7 @@ enum {
   CT_DATE = 10,
   CT_DATETIME = 13,
   CT_TEXT = 2,
+  CT_RAW = 9,
   CT_EPOCH_MS = 23,
   CT_CLOB = 41,
   CT_BLOB = 42,
@@ -109,13 +110,22 @@ static Local<Value> number_value(RowContext* ctx, int32_t column, int32_t ctype)
   return v8::Number::New(ctx->isolate, n);
 }
 
-// Only a datetime column delivers milliseconds; anything else, NULL included, is null.
-static Local<Value> date_value(RowContext* ctx, int32_t column) {
-  int64_t ms = 0;
+// A datetime column delivers its milliseconds. A date column has no such route, so its raw
+// day count is read instead and the Date stands at midnight UTC of that day. NULL is null.
+static Local<Value> date_value(RowContext* ctx, int32_t column, int32_t ctype) {
+  double ms = 0;
   int32_t data_len = 0;
-  ZVC_GetData(ctx->p_res, column, CT_EPOCH_MS, &ms, sizeof ms, &data_len);
+  if (ctype == CT_DATE) {
+    int32_t days[2] = {0, 0};
+    ZVC_GetData(ctx->p_res, column, CT_RAW, days, sizeof days, &data_len);
+    ms = days[0] * 86400000.0;
+  } else {
+    int64_t stamp = 0;
+    ZVC_GetData(ctx->p_res, column, CT_EPOCH_MS, &stamp, sizeof stamp, &data_len);
+    ms = static_cast<double>(stamp);
+  }
   if (data_len == 0) return v8::Null(ctx->isolate);
-  return v8::Date::New(ctx->context, static_cast<double>(ms)).ToLocalChecked();
+  return v8::Date::New(ctx->context, ms).ToLocalChecked();
 }
 
 // Text buffers are sized from the declared length, three bytes a unit so that UTF-8 fits.
@@ -159,7 +169,10 @@ static Local<Value> lob_value(RowContext* ctx, int32_t column, int32_t ctype) {
   client_print("Lob read Getdata : length %d \n ", len);
   if (len < 0) len = 0;
   Local<v8::ArrayBuffer> bytes = v8::ArrayBuffer::New(ctx->isolate, len);
-  int32_t n = ZVC_GetLobData(&lob, bytes->GetBackingStore()->Data(), len);
+  // An empty buffer has no storage; the read still gets a place to write its nothing to.
+  char none = 0;
+  void* data = len > 0 ? bytes->GetBackingStore()->Data() : &none;
+  int32_t n = ZVC_GetLobData(&lob, data, len);
   client_print("Lob read Getdata : read_n %d \n ", n);
   client_print("Lob read Getdata : write to arraybuffer  \n");
   ZVC_FreeLob(&lob);
@@ -168,7 +181,7 @@ static Local<Value> lob_value(RowContext* ctx, int32_t column, int32_t ctype) {
 
 static Local<Value> column_to_script(RowContext* ctx, int32_t column, int32_t ctype) {
   if (ctype >= CT_TINYINT && ctype <= CT_DOUBLE) return number_value(ctx, column, ctype);
-  if (ctype == CT_DATE || ctype == CT_DATETIME) return date_value(ctx, column);
+  if (ctype == CT_DATE || ctype == CT_DATETIME) return date_value(ctx, column, ctype);
   if (ctx->reader == READER_QUERY && (ctype == CT_CLOB || ctype == CT_BLOB)) return lob_value(ctx, column, ctype);
   return text_value(ctx, column, ctype);
 }

@@ -10,14 +10,13 @@ namespace zvdbms {
 
 using v8::Function;
 using v8::FunctionCallbackInfo;
-using v8::Global;
 using v8::Isolate;
 using v8::Local;
 using v8::MaybeLocal;
 using v8::Object;
 using v8::Value;
 
-Global<Function> ZVConnection::constructor;
+v8::Persistent<Function> ZVConnection::constructor;
 
 static const char kAlreadyOpened[] = "The Connection is already Opened !";
 static const char kCalledEnd[] = "The Connection has called .end()!";

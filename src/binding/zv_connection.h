@@ -20,7 +20,7 @@ enum ConnState : int32_t {
 
 class ZVConnection : public node::ObjectWrap {
  public:
-  static v8::Global<v8::Function> constructor;
+  static v8::Persistent<v8::Function> constructor;  // never released: it lives as long as the process
   static void Init(v8::Isolate* isolate);
   static v8::MaybeLocal<v8::Object> NewInstance(v8::Isolate* isolate, v8::Local<v8::Value> arg);
 

@@ -10,13 +10,12 @@ namespace zvdbms {
 using v8::Array;
 using v8::Function;
 using v8::FunctionCallbackInfo;
-using v8::Global;
 using v8::Isolate;
 using v8::Local;
 using v8::Object;
 using v8::Value;
 
-Global<Function> ZVQuery::constructor;
+v8::Persistent<Function> ZVQuery::constructor;
 
 // The class is reachable from scripts through an instance's constructor, so a result pointer
 // is taken from the arguments only when query itself builds the object through the factory.

@@ -9,7 +9,7 @@ namespace zvdbms {
 
 class ZVQuery : public node::ObjectWrap {
  public:
-  static v8::Global<v8::Function> constructor;
+  static v8::Persistent<v8::Function> constructor;  // never released: it lives as long as the process
   static void Init(v8::Isolate* isolate);
   // (sql, arr_query) -> a new ZVQuery; query calls it through a function template.
   static void Factory(const v8::FunctionCallbackInfo<v8::Value>& args);

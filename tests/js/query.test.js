@@ -95,7 +95,7 @@ test('column types arrive as the right script values', () => {
   assert.equal(err, null);
   assert.deepEqual(fields.map((f) => f.Type), [5, 4, 3, 6, 1, 9, 7, 8, 2, 10, 13, 11]);
   assert.deepEqual(rows[0], {
-    i: -5, s: 300, t: -7, b: 9007199254740992, flag: true, n: '12.5', f: 1.5, d: 2.25, v: 'héllo wörld',
+    i: -5, s: 300, t: -7, b: 9007199254740992, flag: true, n: '12.50', f: 1.5, d: 2.25, v: 'héllo wörld',
     day: new Date(Date.UTC(2026, 0, 2)), at: new Date(Date.UTC(2026, 0, 2, 3, 4, 5)), tm: '10:11:12',
   });
   assert.deepEqual(rows[1], {
