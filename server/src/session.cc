@@ -115,7 +115,10 @@ bool Session::serve_command() {
   if (had_parameters && !skip_parameters(in_, static_cast<uint32_t>(word), options_.reply_version == 301)) return false;
 
   Fault fault = std::exchange(pending_fault_, Fault{});
-  if (fault.kind == FaultKind::kStall) stop_.sleep_for(fault.value);
+  if (fault.kind == FaultKind::kStall) {
+    stop_.sleep_for(fault.value);
+    if (stop_.raised()) return false;  // the server is stopping: the stalled reply is not sent
+  }
   if (fault.kind == FaultKind::kCloseAfter) out_.limit_to(fault.value);
   if (fault.kind == FaultKind::kLetter || fault.kind == FaultKind::kLength || fault.kind == FaultKind::kColumns) {
     write_fault_reply(fault, out_);
