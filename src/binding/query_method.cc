@@ -115,6 +115,9 @@ static void read_results(QueryRun* run, void** p_res) {
     run->arr_fields = fields;
     uint32_t index = 0;
     while (ret == 0) {
+      // Each row's handles die with its scope; the array keeps the row. A large result would
+      // otherwise pile every value's handle into one scope for the collector to walk again and again.
+      v8::HandleScope row_scope(run->isolate);
       Local<Object> row;
       if (!row_to_object(&ctx, field_num, names).ToLocal(&row)) break;
       run->arr_to->Set(run->context, index++, row).Check();

@@ -15,16 +15,21 @@ static bool is_copied_as_bytes(int32_t type) {
 }
 
 // Copies n bytes of src into buffer. When they don't fit, buffer_len - 1 bytes go in (room is kept for
-// the terminator when term_room is set) and *out_len tells how many stayed behind.
+// the terminator when term_room is set) and *out_len tells how many stayed behind. Only the value and
+// its terminator are written: text buffers are sized generously (64000 bytes for a column without a
+// declared length), and zeroing them whole would cost far more than the copy.
 static int32_t copy_cut(const void* src, int32_t n, bool term_room, char* buffer, int32_t buffer_len,
                         int32_t* out_len) {
-  memset(buffer, 0, buffer_len);
   if (n > buffer_len || (term_room && n == buffer_len)) {
-    if (buffer_len > 0) memcpy(buffer, src, buffer_len - 1);
+    if (buffer_len > 0) {
+      memcpy(buffer, src, buffer_len - 1);
+      buffer[buffer_len - 1] = '\0';
+    }
     *out_len = n - buffer_len + 1;
     return -12;
   }
   memcpy(buffer, src, n);
+  if (n < buffer_len) buffer[n] = '\0';
   *out_len = n;
   return 0;
 }
