@@ -13,10 +13,39 @@
 namespace {
 // The length that tells ZVC_PutLobData the caller has finished.
 const uint32_t kLobEndMark = 4294967295u;
+// Values of LobHandle.state beside 0, empty.
+enum { LOB_PUT = 1, LOB_COMPLETE = 2 };
 
 LobHandle* lob_of(LobHandle** lob_var) {
   if (!lob_var || !*lob_var || (*lob_var)->kind != HT_LOB) return nullptr;
   return *lob_var;
+}
+
+// On a connection that asked for descriptors the first byte tells inline bytes ("c", "b")
+// from a descriptor to fetch ("C", "B"). A value of the other family delivers nothing.
+int32_t lob_from_marked_value(ConnRecord* conn, LobHandle* lob, const uint8_t* value, int32_t len, int32_t ctype,
+                              int32_t* out_len) {
+  *out_len = 0;
+  char inline_mark = ctype == 42 ? 'b' : 'c';
+  char desc_mark = ctype == 42 ? 'B' : 'C';
+  if (len < 1 || (value[0] != inline_mark && value[0] != desc_mark)) return 0;
+  int32_t rc = 0;
+  if (value[0] == inline_mark) {
+    // An inline value is taken up to one chunk, no further.
+    int32_t n = len - 1 < LOB_CHUNK_SIZE ? len - 1 : LOB_CHUNK_SIZE;
+    rc = lob_append(lob, value + 1, n);
+  } else {
+    lob->desc_text = strndup(reinterpret_cast<const char*>(value), static_cast<size_t>(len));
+    rc = lob->desc_text ? recv_lob(conn, lob) : ZV_NO_MEMORY;
+  }
+  lob->state = LOB_COMPLETE;
+  *out_len = static_cast<int32_t>(lob->size);
+  return rc < 0 ? rc : 0;
+}
+
+bool is_lob_source_type(int32_t type) {
+  return type == TC_CHAR || type == TC_CLOB || type == TC_BINARY || type == TC_BLOB || type == TC_CLOB47 ||
+         type == TC_CLOB64;
 }
 }  // namespace
 
@@ -33,11 +62,11 @@ int32_t ZVC_PutLobData(LobHandle** lob_var, const void* data, uint32_t length) {
   LobHandle* lob = lob_of(lob_var);
   if (!lob) return ZV_BAD_HANDLE;
   if (length == kLobEndMark) {
-    lob->state = 2;
+    lob->state = LOB_COMPLETE;
     return 0;
   }
   if (length == 0 || !data) return 0;
-  lob->state = 1;
+  lob->state = LOB_PUT;
   return lob_append(lob, static_cast<const uint8_t*>(data), length);
 }
 
@@ -94,35 +123,6 @@ int32_t ZVC_FreeLob(LobHandle** lob_var) {
   return 0;
 }
 
-namespace {
-// On a connection that asked for descriptors the first byte tells inline bytes ("c", "b")
-// from a descriptor to fetch ("C", "B"). A value of the other family delivers nothing.
-int32_t lob_from_marked_value(ConnRecord* conn, LobHandle* lob, const uint8_t* value, int32_t len, int32_t ctype,
-                              int32_t* out_len) {
-  *out_len = 0;
-  char inline_mark = ctype == 42 ? 'b' : 'c';
-  char desc_mark = ctype == 42 ? 'B' : 'C';
-  if (len < 1 || (value[0] != inline_mark && value[0] != desc_mark)) return 0;
-  int32_t rc = 0;
-  if (value[0] == inline_mark) {
-    // An inline value is taken up to one chunk, no further.
-    int32_t n = len - 1 < LOB_CHUNK_SIZE ? len - 1 : LOB_CHUNK_SIZE;
-    rc = lob_append(lob, value + 1, n);
-  } else {
-    lob->desc_text = strndup(reinterpret_cast<const char*>(value), static_cast<size_t>(len));
-    rc = lob->desc_text ? recv_lob(conn, lob) : ZV_NO_MEMORY;
-  }
-  lob->state = 2;
-  *out_len = static_cast<int32_t>(lob->size);
-  return rc < 0 ? rc : 0;
-}
-
-bool is_lob_source_type(int32_t type) {
-  return type == TC_CHAR || type == TC_CLOB || type == TC_BINARY || type == TC_BLOB || type == TC_CLOB47 ||
-         type == TC_CLOB64;
-}
-}  // namespace
-
 // The handle is emptied first, so that a field can be read into the same handle again.
 int32_t field_to_lob(ResultRecord* result, const FieldDesc* field, const uint8_t* value, int32_t len, int32_t ctype,
                      void* buffer, int32_t* out_len) {
@@ -134,7 +134,7 @@ int32_t field_to_lob(ResultRecord* result, const FieldDesc* field, const uint8_t
   if (conn && conn->lob_ret == 1) return lob_from_marked_value(conn, lob, value, len, ctype, out_len);
   if (!is_lob_source_type(field->type)) return ZV_NO_CONVERSION;
   int32_t rc = lob_append(lob, value, len);
-  lob->state = 2;
+  lob->state = LOB_COMPLETE;
   *out_len = static_cast<int32_t>(lob->size);
   return rc;
 }

@@ -16,8 +16,8 @@ ConnRecord* conn_of(ConnRecord** handle) {
 }
 
 // Takes the semaphore and sends the command; the caller reads the reply and then calls
-// end_exchange. The text is sent from a copy of its own, so that the caller's text may
-// change while the exchange runs. Null when the copy cannot be made (nothing is taken then).
+// end_exchange. The exchange works on its own copy of the text, which it frees at the end.
+// Null when the copy cannot be made (the semaphore is not taken then).
 char* begin_exchange(ConnRecord* conn, const char* sql) {
   char* text = strdup(sql);
   if (!text) return nullptr;
@@ -46,10 +46,9 @@ int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql) {
 int32_t ZVC_ExecScalar(ConnRecord** handle, const char* sql, void* value_buf, int32_t* type_out) {
   ConnRecord* conn = conn_of(handle);
   if (!conn || !sql || !value_buf) return ZV_BAD_HANDLE;
-  int32_t type_scratch = 0;
   char* text = begin_exchange(conn, sql);
   if (!text) return ZV_NO_MEMORY;
-  int32_t rc = recv_scalar(conn, value_buf, type_out ? type_out : &type_scratch);
+  int32_t rc = recv_scalar(conn, value_buf, type_out);
   end_exchange(conn, text);
   return rc;
 }

@@ -39,8 +39,10 @@ int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
   if (end != 0) return end;
   send_bytes(conn, ".", 1);
   send_flush(conn);
-  while (recv_rows_200(conn, result) == ROWS_PER_BLOCK) {
-  }
+  int32_t got = 0;
+  do {
+    got = recv_rows_200(conn, result);
+  } while (got == ROWS_PER_BLOCK);
   return 0;
 }
 
@@ -75,6 +77,8 @@ int32_t recv_scalar_result(ConnRecord* conn, void* value_buf, int32_t* type_out)
 }  // namespace
 
 int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
+  int32_t type_scratch = 0;
+  if (!type_out) type_out = &type_scratch;
   int32_t ret = 0;
   for (;;) {
     char ch = 0;
