@@ -15,15 +15,11 @@ bool read_letter(ConnRecord* conn, char* ch) {
   return false;
 }
 
-// After "I", "U" or "D": a "K" ends the reply; any other letter goes back for the main loop.
-// 1 when the reply ended, 0 when the loop goes on, -4 on a failed read.
+// The letter after "I", "U" or "D", as peek_reply_end; a failed read is told like any other.
 int32_t peek_end(ConnRecord* conn) {
-  char ch = 0;
-  if (!read_letter(conn, &ch)) return -4;
-  // A zero byte cannot be handed back; as an unknown letter it would end the reply anyway.
-  if (ch == 'K' || ch == 0) return 1;
-  conn->pushback = ch;
-  return 0;
+  int32_t end = peek_reply_end(conn);
+  if (end < 0) client_print("Net Error %s \n", "recv_noQuery");
+  return end;
 }
 }  // namespace
 

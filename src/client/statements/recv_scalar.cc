@@ -20,22 +20,11 @@ const char* text_line(char letter) {
   return "Server Error %s \n";
 }
 
-// After "I", "U", "D" or a result: 1 when a "K" ends the reply, 0 when another letter was
-// handed back for the main loop, -4 on a failed read.
-int32_t peek_end(ConnRecord* conn) {
-  char ch = 0;
-  if (!recv_char(conn, &ch)) return -4;
-  // A zero byte cannot be handed back; as an unknown letter it would end the reply anyway.
-  if (ch == 'K' || ch == 0) return 1;
-  conn->pushback = ch;
-  return 0;
-}
-
 // Rows come 200 at a time. A full first block that is not followed by "K" means the server
 // has more: it is told once, with ".", and the rest is taken as it comes.
 int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
   if (recv_rows_200(conn, result) != ROWS_PER_BLOCK) return 0;
-  int32_t end = peek_end(conn);
+  int32_t end = peek_reply_end(conn);
   if (end != 0) return end;
   send_bytes(conn, ".", 1);
   send_flush(conn);
@@ -69,7 +58,7 @@ int32_t recv_scalar_result(ConnRecord* conn, void* value_buf, int32_t* type_out)
   result->conn = conn;
   int32_t rc = read_field_descs(conn, result);
   if (rc == 0) rc = recv_scalar_rows(conn, result);
-  if (rc == 0) rc = peek_end(conn);
+  if (rc == 0) rc = peek_reply_end(conn);
   if (rc == 1) report_first_value(result, value_buf, type_out);
   free_result(result);
   return rc;
@@ -101,7 +90,7 @@ int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
         char bkmk[ROWID_BUF_SIZE] = {};
         if (!recv_counted_id(conn, bkmk, ROWID_BUF_SIZE - 1)) return -4;
         memcpy(value_buf, bkmk, strlen(bkmk) + 1);
-        int32_t end = peek_end(conn);
+        int32_t end = peek_reply_end(conn);
         if (end != 0) return end < 0 ? end : 1;
         break;
       }
@@ -111,7 +100,7 @@ int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
         if (!recv_int32(conn, &num)) return -4;
         memcpy(value_buf, &num, sizeof num);
         ret = ch == 'U' ? 2 : 3;
-        int32_t end = peek_end(conn);
+        int32_t end = peek_reply_end(conn);
         if (end != 0) return end < 0 ? end : ret;
         break;
       }

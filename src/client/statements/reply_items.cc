@@ -20,6 +20,15 @@ bool skip_bytes(ConnRecord* conn, int32_t n) {
 bool length_is_sane(int32_t len) { return len >= 0 && len <= WIRE_MAX_STRING; }
 }  // namespace
 
+int32_t peek_reply_end(ConnRecord* conn) {
+  char ch = 0;
+  if (!recv_char(conn, &ch)) return -4;
+  // A zero byte cannot be handed back; as an unknown letter it would end the reply anyway.
+  if (ch == 'K' || ch == 0) return 1;
+  conn->pushback = ch;
+  return 0;
+}
+
 int32_t recv_reply_text(ConnRecord* conn) {
   char* text = nullptr;
   int32_t rc = recv_string(conn, &text);
