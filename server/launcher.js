@@ -24,7 +24,8 @@ process.on('exit', () => {
 });
 
 function serverArgs(options) {
-  const args = ['--port', '0'];
+  // --exit-with-parent: the server also goes when this process dies without an 'exit' event.
+  const args = ['--port', '0', '--exit-with-parent'];
   for (const [key, flag] of Object.entries(FLAGS)) {
     if (options[key] !== undefined && options[key] !== null) args.push(flag, String(options[key]));
   }

@@ -1,5 +1,7 @@
 // zanvo-server: the Zanvo wire protocol from the server's side, SQL run on SQLite.
 #include <pthread.h>
+#include <sys/prctl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -23,6 +25,13 @@ int main(int argc, char** argv) {
   sigaddset(&stop_signals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
+  if (options.exit_with_parent) {
+    // The parent's end arrives as SIGTERM and stops the server like any other SIGTERM;
+    // a parent that is already gone leaves nothing to serve.
+    pid_t parent = getppid();
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) return 0;
+  }
 
   zv::Server server(options);
   if (!server.start(error)) {

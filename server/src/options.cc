@@ -20,12 +20,17 @@ bool to_number(const char* text, int64_t low, int64_t high, int64_t& out) {
 
 const char* usage_text() {
   return "usage: zanvo-server [--port N] [--database FILE] [--user U --password P]\n"
-         "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n";
+         "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n"
+         "                    [--exit-with-parent]\n";
 }
 
 bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error) {
   for (int i = 1; i < argc; ++i) {
     std::string name = argv[i];
+    if (name == "--exit-with-parent") {
+      out.exit_with_parent = true;
+      continue;
+    }
     if (i + 1 >= argc) {
       error = "missing value for " + name;
       return false;

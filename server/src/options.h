@@ -14,6 +14,7 @@ struct ServerOptions {
   int reply_version = 301;      // login reply form: 201 or 301
   int busy_timeout_ms = 1000;   // longest wait for a lock held by another connection
   int64_t lob_inline_max = 4096;  // larger objects go out as descriptors
+  bool exit_with_parent = false;  // stop when the process that started the server ends
 };
 
 // Fills `out` from argv; on a bad option returns false with a message in `error`.

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -40,6 +42,7 @@ class Child {
     if (out_) std::fclose(out_);
   }
   FILE* out() const { return out_; }
+  pid_t pid() const { return pid_; }
   void signal(int sig) const { ::kill(pid_, sig); }
   // Waits for the end of the process; its exit code, or -1 when a signal ended it.
   int exit_code() {
@@ -71,6 +74,37 @@ TEST(ServerProcess, PrintsWhereItListensAndStopsOnSigterm) {
     EXPECT_EQ(child.exit_code(), 0);
     EXPECT_EQ(std::fgetc(child.out()), EOF);
   }
+}
+
+TEST(ServerProcess, ExitsWithItsParentWhenAsked) {
+  int pipe_fds[2];
+  ASSERT_EQ(::pipe(pipe_fds), 0);
+  pid_t parent = ::fork();
+  if (parent == 0) {
+    // The parent starts the server, passes on its port and pid, and dies at once.
+    Child child({"--port", "0", "--exit-with-parent"});
+    int port = 0;
+    if (std::fscanf(child.out(), "listening on 127.0.0.1:%d", &port) != 1) std::_Exit(1);
+    dprintf(pipe_fds[1], "%d %d\n", port, static_cast<int>(child.pid()));
+    std::_Exit(0);
+  }
+  ::close(pipe_fds[1]);
+  FILE* from_parent = ::fdopen(pipe_fds[0], "r");
+  int port = 0, server_pid = 0;
+  ASSERT_EQ(std::fscanf(from_parent, "%d %d", &port, &server_pid), 2);
+  std::fclose(from_parent);
+  ::waitpid(parent, nullptr, 0);
+  bool refused = false;
+  for (int i = 0; i < 200 && !refused; ++i) {
+    try {
+      TestClient probe(port);
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    } catch (const std::runtime_error&) {
+      refused = true;
+    }
+  }
+  EXPECT_TRUE(refused);
+  if (!refused) ::kill(server_pid, SIGKILL);
 }
 
 TEST(ServerProcess, RefusesBadOptions) {
