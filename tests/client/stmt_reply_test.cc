@@ -73,6 +73,8 @@ TEST(StmtReply, NoQueryLetters) {
       {"U" + be32(7) + "M" + wire_str("done") + "K", 1, "Server Message done \n", "done"},
       // A row id over 31 bytes is cut, the rest read past.
       {"I" + wire_str("R" + std::string(44, 'x')) + "U" + be32(3) + "K", 3, "", "|R" + std::string(30, 'x')},
+      // Rows of a SELECT behind another statement are read past, so the reply stays in step.
+      {"I" + wire_str("9") + kIntColumn + int_rows(3) + "I" + wire_str("10") + "K", 2, "", "|10"},
       {"O" + be32(5) + be32(4) + be32(42) + "K", -56, "", kOutText},
       {"P" + be32(0) + be32(30) + wire_str("v") + "W" + wire_str("after") + "K", 1, "Server Warning after \n", "after"},
   };

@@ -58,6 +58,12 @@ test('inserts, updates and deletes give their outcome objects', () => {
   assert.deepEqual(run(conn, 'select name from q_dml').rows, [{ name: 'c' }]);
 });
 
+test('several statements in one text keep the link in step', () => {
+  assert.deepEqual(run(conn, 'create table q_multi (a integer); insert into q_multi values (1); select a from q_multi'),
+    { err: null, rows: [], fields: [] });
+  assert.deepEqual(run(conn, 'select a from q_multi').rows, [{ a: 1 }]);
+});
+
 test('every call form reaches its statement and callback', () => {
   const seen = [];
   assert.equal(conn.query((x) => seen.push(['fn', x])), undefined);

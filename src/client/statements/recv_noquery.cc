@@ -74,6 +74,13 @@ int32_t recv_noQuery(ConnRecord* conn) {
         if (end != 0) return end < 0 ? end : ret;
         break;
       }
+      case 'A': {
+        // Rows of a statement run as one that brings none (a SELECT behind another statement):
+        // they are not wanted here, but what follows them is.
+        int32_t rc = drop_result(conn);
+        if (rc != 0) return rc;
+        break;
+      }
       case 'O':
       case 'P': {
         // The statement has output values but the caller took the plain path.

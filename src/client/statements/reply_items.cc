@@ -4,6 +4,7 @@
 
 #include "connection/client_text.h"
 #include "connection/wire.h"
+#include "results/reception.h"
 
 namespace {
 // Reads n bytes and forgets them, through a small buffer so that a large length costs no memory.
@@ -46,4 +47,14 @@ int32_t drop_out_value(ConnRecord* conn, bool with_index) {
   if (!length_is_sane(d_len) || !skip_bytes(conn, d_len)) return -4;
   set_error_text(&conn->error_text, "[EC0056]when execute sql with output params or return value need bind_params");
   return 0;
+}
+
+int32_t drop_result(ConnRecord* conn) {
+  ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
+  if (result == nullptr) return -5;
+  result->kind = HT_RESULT;
+  int32_t ret = read_field_descs(conn, result);
+  if (ret == 0) ret = recv_rows_all(conn, result);
+  free_result(result);
+  return ret < 0 ? ret : 0;
 }

@@ -15,3 +15,6 @@ int32_t recv_reply_text(ConnRecord* conn);
 // dropped; error_text then tells that output values need bound parameters. 0, or -4 on a
 // failed read or an impossible length.
 int32_t drop_out_value(ConnRecord* conn, bool with_index);
+// The field descriptions and rows of an "A" that nobody asked for, read and dropped so that
+// the reply stays in step. 0, or the failing read's code.
+int32_t drop_result(ConnRecord* conn);
