@@ -4,17 +4,53 @@ const path = require('path');
 const zanvodb = require(path.join(__dirname, '..'));
 const launcher = require(path.join(__dirname, '..', 'server', 'launcher.js'));
 
+// query with a callback runs to its end before it returns, so its outcome can be handed back.
+function run(conn, sql) {
+  console.log(`> ${sql.replace(/\s+/g, ' ')}`);
+  let outcome;
+  conn.query(sql, (err, rows, fields) => { outcome = { err, rows, fields }; });
+  if (outcome.err) throw new Error(`${sql}: ${outcome.err.Error}`);
+  return outcome;
+}
+
+function show(conn, sql) {
+  const { rows, fields } = run(conn, sql);
+  console.log(`  columns: ${fields.map((f) => `${f.ColName} (type ${f.Type})`).join(', ')}`);
+  for (const row of rows) console.log(' ', row);
+}
+
 async function main() {
   const server = await launcher.start();
+  console.log(`reference server listening on ${server.host}:${server.port}`);
+  const conn = zanvodb.createConnection({
+    host: server.host, port: server.port, user: 'SYSDBA', password: 'SYSDBA', database: 'SYSTEM',
+  });
   try {
-    console.log(`reference server on ${server.host}:${server.port}`);
-    const conn = zanvodb.createConnection({
-      host: server.host, port: server.port, user: 'SYSDBA', password: 'SYSDBA', database: 'SYSTEM',
-    });
     conn.connect((err) => console.log('connect:', err === null ? 'ok' : err));
+
+    run(conn, `create table pets (id integer primary key, name varchar(32), born date, weight double,
+      chip bigint, vaccinated boolean, fee numeric(8,2), seen datetime, photo blob)`);
+    console.log(' ', run(conn, `insert into pets values (1, 'Rex', '2019-04-01', 21.5, 900000000000001, true,
+      45.00, '2026-11-02 09:30:00', x'89504e47')`).rows);
+    console.log(' ', run(conn, `insert into pets values (2, 'Tom', '2021-08-15', 4.25, 900000000000002, false,
+      30.50, '2026-10-12 16:05:00', null)`).rows);
+    console.log(' ', run(conn, "insert into pets (id, name) values (3, 'Nemo')").rows);
+    console.log(' ', run(conn, 'update pets set fee = fee + 5 where fee is not null').rows);
+    console.log(' ', run(conn, 'delete from pets where id = 3').rows);
+    show(conn, 'select * from pets order by id');
+
+    conn.beginTransaction((err) => console.log('begin:', err === null ? 'ok' : err));
+    run(conn, "insert into pets (id, name) values (4, 'Kept')");
+    conn.commit((err) => console.log('commit:', err === null ? 'ok' : err));
+    conn.beginTransaction((err) => console.log('begin:', err === null ? 'ok' : err));
+    run(conn, "insert into pets (id, name) values (5, 'Dropped')");
+    conn.rollback((err) => console.log('rollback:', err === null ? 'ok' : err));
+    show(conn, 'select id, name from pets order by id');
+
+    conn.query('select * from no_such_table', (err) => console.log('a refused statement:', err));
+  } finally {
     conn.end();
     console.log('closed');
-  } finally {
     await server.stop();
   }
 }

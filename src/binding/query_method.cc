@@ -187,9 +187,9 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
   if (!args[0]->IsObject() || args[0]->IsNull())
     return throw_type_error(isolate, "Error: The args Query sql is needed "), false;
   Local<v8::Context> context = isolate->GetCurrentContext();
-  Local<Object> spec = args[0].As<Object>();
-  Local<Value> text = spec->Get(context, utf8(isolate, "sql")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
-  *values = spec->Get(context, utf8(isolate, "values")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
+  Local<Object> statement = args[0].As<Object>();
+  Local<Value> text = statement->Get(context, utf8(isolate, "sql")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
+  *values = statement->Get(context, utf8(isolate, "values")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
   if (args.Length() >= 2 && !args[1]->IsFunction()) *values = args[1];
   *sql = utf8_copy(isolate, text);
   return true;
