@@ -1,187 +1,163 @@
-// recv_noQuery, recv_scalar and the short form over scripted replies: each case gives the
-// reply, the result, what was printed and what stands in error_text afterwards; the letter
-// that follows the reply shows that the reader kept in step and read no further.
+// Statements over scripted replies: the reply readers, the three execution calls (bytes
+// sent, outputs, the semaphore after every way out) and the sorting of statement texts.
 #include <gtest/gtest.h>
+#include <semaphore.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "connection/wire.h"
 #include "peer.h"
 #include "reply_script.h"
+#include "results/lob.h"
 #include "results/result_record.h"
 #include "statements/command.h"
+#include "zvc.h"
 
 namespace {
+using Reader = int32_t (*)(ConnRecord*, void*, int32_t*);
+int32_t noquery(ConnRecord* conn, void*, int32_t*) { return recv_noQuery(conn); }
+int32_t short_form(ConnRecord* conn, void*, int32_t*) { return recv_short_form(conn); }
+std::string host32(int32_t v) { return std::string(reinterpret_cast<const char*>(&v), 4); }
+
 const char kOutText[] = "[EC0056]when execute sql with output params or return value need bind_params";
 const std::string kIntColumn = result_head({field_desc("N", TC_INTEGER, 4)});
 
-struct Outcome {
-  int32_t rc;
-  std::string printed;
-  std::string error;  // error_text, and behind a "|" the last row id when one arrived
-  std::string next;   // the letter after the reply, when the reader left it unread
-  std::string sent;   // what the reader wrote
-
-  int32_t type = -7;
-  uint8_t value[64];
-};
-
-// Runs one reader over reply followed by a "Z" guard letter.
-Outcome run(int32_t (*reader)(ConnRecord*, Outcome*), const std::string& reply, bool guard = true) {
-  Outcome out;
-  memset(out.value, 0x5a, sizeof out.value);
-  StreamPeer peer(guard ? reply + "Z" : reply);
-  testing::internal::CaptureStdout();
-  out.rc = reader(peer.conn, &out);
-  out.printed = testing::internal::GetCapturedStdout();
-  if (peer.conn->error_text) out.error = peer.conn->error_text;
-  char ch = 0;
-  if (recv_char(peer.conn, &ch)) out.next = std::string(1, ch);
-  out.sent = peer.sent();
-  if (out.rc >= 0 && peer.conn->last_rowid[0]) out.error += "|" + std::string(peer.conn->last_rowid);
-  return out;
+int semaphore_count(ConnRecord* conn) {
+  int value = -1;
+  sem_getvalue(conn->semaphore, &value);
+  return value;
 }
-int32_t noquery(ConnRecord* conn, Outcome*) { return recv_noQuery(conn); }
-int32_t scalar(ConnRecord* conn, Outcome* out) { return recv_scalar(conn, out->value, &out->type); }
-int32_t short_form(ConnRecord* conn, Outcome*) { return recv_short_form(conn); }
-
-int32_t word(const Outcome& o) {
-  int32_t v;
-  memcpy(&v, o.value, 4);
-  return v;
-}
-std::string text(const Outcome& o, size_t n) { return std::string(reinterpret_cast<const char*>(o.value), n); }
 }  // namespace
 
-TEST(StmtReply, NoQueryLetters) {
+// Behind every whole reply stands a "Z": finding it next shows that the reader kept in step.
+TEST(StmtReply, Readers) {
   struct Case {
+    Reader reader;
     std::string reply;
     int32_t rc;
-    std::string printed, error;
+    std::string printed = "", error = "";  // error_text, and behind a "|" the last row id
+    std::string value = "", sent = "";     // the start of value_buf; what the reader wrote
+    int32_t type = -7;
   } cases[] = {
-      {"K", 0, "", ""},
-      {"U" + be32(5) + "K", 5, "", ""},
-      {"D" + be32(0) + "K", 0, "", ""},
-      {"E" + wire_str("no table") + "K", -1, "", "no table"},
-      {"W" + wire_str("careful") + "K", 1, "Server Warning careful \n", "careful"},
-      // A later letter replaces the result: the count behind the error wins.
-      {"F" + wire_str("bad") + "M" + wire_str("note") + "U" + be32(4) + "K", 4, "Server Message note \n", "note"},
-      {"I" + wire_str("AAAB01") + "K", 1, "", "|AAAB01"},
-      {"I" + wire_str("first") + "I" + wire_str("second") + "K", 2, "", "|second"},
-      // The peeked "M" goes back through pushback and sets the result.
-      {"U" + be32(7) + "M" + wire_str("done") + "K", 1, "Server Message done \n", "done"},
-      // A row id over 31 bytes is cut, the rest read past.
-      {"I" + wire_str("R" + std::string(44, 'x')) + "U" + be32(3) + "K", 3, "", "|R" + std::string(30, 'x')},
-      // Rows of a SELECT behind another statement are read past, so the reply stays in step.
-      {"I" + wire_str("9") + kIntColumn + int_rows(3) + "I" + wire_str("10") + "K", 2, "", "|10"},
-      {"O" + be32(5) + be32(4) + be32(42) + "K", -56, "", kOutText},
-      {"P" + be32(0) + be32(30) + wire_str("v") + "W" + wire_str("after") + "K", 1, "Server Warning after \n", "after"},
+      {noquery, "K", 0},
+      {noquery, "E" + wire_str("no table") + "K", -1, "", "no table"},
+      {noquery, "W" + wire_str("careful") + "K", 1, "Server Warning careful \n", "careful"},
+      {noquery, "U" + be32(5) + "K", 5},
+      {noquery, "D" + be32(0) + "K", 0},
+      {noquery, "I" + wire_str("AAAB01") + "K", 1, "", "|AAAB01"},
+      {noquery, "I" + wire_str("first") + "I" + wire_str("second") + "K", 2, "", "|second"},
+      {noquery, "U" + be32(7) + "M" + wire_str("done") + "K", 1, "Server Message done \n", "done"},
+      {noquery, "I" + wire_str("R" + std::string(44, 'x')) + "U" + be32(3) + "K", 3, "", "|R" + std::string(30, 'x')},
+      {noquery, "I" + wire_str("9") + kIntColumn + int_rows(3) + "I" + wire_str("10") + "K", 2, "", "|10"},
+      {noquery, "O" + be32(5) + be32(4) + be32(42) + "K", -56, "", kOutText},
+      {noquery, "U" + be32(2) + "Q", 2},
+      {noquery, "W" + wire_str("x"), -4, "Server Warning x \nNet Error recv_noQuery \n", "x"},
+      {noquery, "I" + be32(-3), -4, "Insert Prop NetError  \n", "[EC004]Insert Prop NetError"},
+
+      {recv_scalar, "U" + be32(5) + "K", 2, "", "", host32(5)},
+      {recv_scalar, "D" + be32(0) + "K", 3, "", "", host32(0)},
+      {recv_scalar, "I" + wire_str(std::string(40, 'r')) + "K", 1, "", "", std::string(31, 'r') + '\0'},
+      {recv_scalar, "E" + wire_str("boom") + "K", -1, "Server Error boom \n", "boom"},
+      {recv_scalar, "W" + wire_str("hm") + "M" + wire_str("fyi") + "K", 1, "Server Warning hm \nServer Message fyi \n",
+       "fyi"},
+      {recv_scalar, "P" + be32(0) + be32(30) + wire_str("abc") + "K", -56, "", kOutText},
+      {recv_scalar, "U" + be32(1) + "?", 0, "", "", host32(1)},
+      {recv_scalar, kIntColumn + "K", 0, "", "", host32(0), "", 0},
+      {recv_scalar, kIntColumn + int_rows(200, 42) + "K", 0, "", "", "42", "", TC_INTEGER},
+      {recv_scalar, kIntColumn + int_rows(201, 1) + "K", 0, "", "", "1", ".", TC_INTEGER},
+      {recv_scalar, kIntColumn + int_rows(2, 5) + "U" + be32(3) + "K", 2, "", "", host32(3)},
+      // A text too long for the short form: its length and a heap copy that the caller frees.
+      {recv_scalar, result_head({field_desc("S", TC_CHAR, 200)}) + "R" + wire_str(std::string(100, 't')) + "K", 0,
+       "", "", host32(100), "", TC_CHAR + 100},
+      {recv_scalar, kIntColumn + int_rows(200, 1), -4},
+      {recv_scalar, "A" + be32(4001), -4},
+
+      {short_form, "K", 0},
+      {short_form, "W" + wire_str("no cursor") + "K", -1, "", "no cursor"},
+      {short_form, "E" + be32(-5), -4},
   };
   for (const Case& c : cases) {
-    Outcome o = run(noquery, c.reply);
-    EXPECT_EQ(c.rc, o.rc) << c.reply;
-    EXPECT_EQ(c.printed, o.printed) << c.reply;
-    EXPECT_EQ(c.error, o.error) << c.reply;
-    EXPECT_EQ("Z", o.next) << c.reply;
+    SCOPED_TRACE(&c - cases);
+    StreamPeer peer(c.rc == -4 ? c.reply : c.reply + "Z");
+    char value[64];
+    memset(value, 0x5a, sizeof value);
+    int32_t type = -7;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(c.rc, c.reader(peer.conn, value, &type));
+    EXPECT_EQ(c.printed, testing::internal::GetCapturedStdout());
+    std::string error = peer.conn->error_text ? peer.conn->error_text : "";
+    if (peer.conn->last_rowid[0]) error += "|" + std::string(peer.conn->last_rowid);
+    EXPECT_EQ(c.error, error);
+    EXPECT_EQ(c.value, std::string(value, c.value.size()));
+    EXPECT_EQ(c.type, type);
+    char* copy = nullptr;
+    if (c.type == TC_CHAR + 100) memcpy(&copy, value + 4, sizeof copy);
+    free(copy);
+    EXPECT_EQ(c.sent, peer.sent());
+    char next = 0;
+    EXPECT_EQ(c.rc != -4, recv_char(peer.conn, &next) && next == 'Z');
   }
-  // An unknown letter ends the reader; what follows it is not read.
-  Outcome unknown = run(noquery, "U" + be32(2) + "Q");
-  EXPECT_EQ(2, unknown.rc);
-  EXPECT_EQ("Z", unknown.next);
 }
 
-TEST(StmtReply, NoQueryBrokenReplies) {
-  struct Case {
-    std::string reply, printed, error;
-  } cases[] = {
-      {"W" + wire_str("x"), "Server Warning x \nNet Error recv_noQuery \n", "x"},
-      {"I" + be32(-3), "Insert Prop NetError  \n", "[EC004]Insert Prop NetError"},
-      {"I" + be32(10) + "abc", "Insert Prop NetError  \n", "[EC004]Insert Prop NetError"},
-      {"D" + std::string(2, '\0'), "Update Prop NetError  \n", "[EC004]Update Prop NetError"},
-      {"I" + wire_str("id"), "Net Error recv_noQuery \n", ""},
-      {"O" + be32(1) + be32(-1) + "K", "", ""},
-      {"E" + be32(-2), "", ""},
+// Three exchanges, one without records, calls refused before anything is sent, and a link
+// lost inside the next reply.
+TEST(StmtExecute, ExchangesAndTheirOutputs) {
+  StreamPeer peer("U" + be32(12) + "K" + "D" + be32(4) + "K" + kIntColumn + int_rows(2) + "U" + be32(6) + "K" + "K" +
+                  "M" + wire_str("half"));
+  EXPECT_EQ(12, ZVC_ExecNoQuery(&peer.conn, "update t"));
+  int32_t count = 0;
+  EXPECT_EQ(3, ZVC_ExecScalar(&peer.conn, "delete from t", &count, nullptr));
+  EXPECT_EQ(4, count);
+  void* result = nullptr;
+  int32_t fields = -1, rows = -1, effect = -1;
+  EXPECT_EQ(2, ZVC_Execute(&peer.conn, "select; update", &result, &fields, &rows, &effect));
+  ASSERT_NE(nullptr, result);
+  EXPECT_EQ("1 2 0", std::to_string(fields) + " " + std::to_string(rows) + " " + std::to_string(effect));
+  ASSERT_NE(nullptr, static_cast<ResultRecord*>(result)->next);
+  EXPECT_EQ(6, static_cast<ResultRecord*>(result)->next->effect_count);
+  EXPECT_EQ(0, ZVC_FreeHandle(&result));  // the whole chain; the leak checker watches
+  fields = -1;
+  EXPECT_EQ(0, ZVC_Execute(&peer.conn, "create table t (a int)", &result, &fields, &rows, &effect));
+  EXPECT_EQ(nullptr, result);
+  EXPECT_EQ(-1, fields);
+  EXPECT_EQ(-3, ZVC_ExecNoQuery(&peer.conn, nullptr));
+  EXPECT_EQ(-3, ZVC_ExecScalar(&peer.conn, "select 1", nullptr, nullptr));
+  EXPECT_EQ(-3, ZVC_Execute(&peer.conn, "select 1", nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(command_bytes("update t") + command_bytes("delete from t") + command_bytes("select; update") +
+                command_bytes("create table t (a int)"),
+            peer.sent());
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(-4, ZVC_ExecNoQuery(&peer.conn, "delete from t"));
+  EXPECT_EQ(-4, ZVC_Execute(&peer.conn, "select 1", &result, nullptr, nullptr, nullptr));
+  EXPECT_EQ(nullptr, result);
+  EXPECT_EQ("Server Message half \nNet Error recv_noQuery \n", testing::internal::GetCapturedStdout());
+  EXPECT_EQ(1, semaphore_count(peer.conn));
+}
+
+TEST(StmtExecute, RefusesWhatIsNotAConnection) {
+  ConnRecord* none = nullptr;
+  LobHandle* lob = nullptr;
+  ASSERT_EQ(0, ZVC_CreateLob(&lob));
+  char value[8];
+  void* result = nullptr;
+  for (ConnRecord** handle : {&none, static_cast<ConnRecord**>(nullptr), reinterpret_cast<ConnRecord**>(&lob)}) {
+    EXPECT_EQ(-3, ZVC_ExecNoQuery(handle, "select 1"));
+    EXPECT_EQ(-3, ZVC_ExecScalar(handle, "select 1", value, nullptr));
+    EXPECT_EQ(-3, ZVC_Execute(handle, "select 1", &result, nullptr, nullptr, nullptr));
+  }
+  ZVC_FreeLob(&lob);
+}
+
+TEST(StmtExecute, ClassifyByFirstWord) {
+  const std::pair<const char*, int32_t> cases[] = {
+      {"  \n\r select * from t", 4}, {"select 1;\r\n  ", 4},   {"select 1;\r\n   ", 9}, {"\tselect 1", 9},
+      {"Replace into t", 1},         {"MERGE into t", 1},      {"MERGEinto t", 9},      {"UPDATE t", 2},
+      {"delete from t", 3},          {"create table t", 5},    {"alter table t", 6},    {"ALTER", 9},
+      {"exec proc1", 10},            {"Execute proc1(1)", 10}, {"EXEC", 9},             {"STC12_x", 4},
+      {"stc12_x", 9},                {"drop table t", 9},      {"", 9},
   };
-  for (const Case& c : cases) {
-    Outcome o = run(noquery, c.reply, false);
-    EXPECT_EQ(-4, o.rc) << c.reply;
-    EXPECT_EQ(c.printed, o.printed) << c.reply;
-    EXPECT_EQ(c.error, o.error) << c.reply;
-  }
-}
-
-TEST(StmtReply, ScalarCountsIdsAndTexts) {
-  Outcome updated = run(scalar, "U" + be32(5) + "K");
-  EXPECT_EQ(2, updated.rc);
-  EXPECT_EQ(5, word(updated));
-  Outcome deleted = run(scalar, "D" + be32(0) + "K");
-  EXPECT_EQ(3, deleted.rc);
-  EXPECT_EQ(0, word(deleted));
-  Outcome inserted = run(scalar, "I" + wire_str(std::string(40, 'r')) + "K");
-  EXPECT_EQ(1, inserted.rc);
-  EXPECT_EQ(std::string(31, 'r') + '\0', text(inserted, 32));
-  Outcome error = run(scalar, "E" + wire_str("boom") + "K");
-  EXPECT_EQ(-1, error.rc);
-  EXPECT_EQ("Server Error boom \n", error.printed);
-  Outcome texts = run(scalar, "W" + wire_str("hm") + "M" + wire_str("fyi") + "K");
-  EXPECT_EQ(1, texts.rc);
-  EXPECT_EQ("Server Warning hm \nServer Message fyi \n", texts.printed);
-  // Output values are read past; the unknown letter behind them ends the reader with 0.
-  Outcome out = run(scalar, "P" + be32(0) + be32(30) + wire_str("abc") + "O" + be32(5) + be32(4) + be32(1) + "K");
-  EXPECT_EQ(-56, out.rc);
-  EXPECT_EQ(kOutText, out.error);
-  EXPECT_EQ("Z", out.next);
-  EXPECT_EQ(0, run(scalar, "U" + be32(1) + "?").rc);
-}
-
-TEST(StmtReply, ScalarResults) {
-  Outcome empty = run(scalar, kIntColumn + "K");
-  EXPECT_EQ(0, empty.rc);
-  EXPECT_EQ(0, empty.type);
-  EXPECT_EQ(0, word(empty));
-  Outcome exact = run(scalar, kIntColumn + int_rows(200, 42) + "K");
-  EXPECT_EQ(0, exact.rc);
-  EXPECT_EQ(TC_INTEGER, exact.type);
-  EXPECT_EQ("42", text(exact, 2));
-  EXPECT_EQ("", exact.sent);
-  EXPECT_EQ("Z", exact.next);
-  for (int rows : {201, 650}) {
-    Outcome more = run(scalar, kIntColumn + int_rows(rows, 1) + "K");
-    EXPECT_EQ(0, more.rc);
-    EXPECT_EQ(".", more.sent);
-    EXPECT_EQ("Z", more.next);
-  }
-  // A result followed by more letters is not the answer: the count behind it is.
-  Outcome dropped = run(scalar, kIntColumn + int_rows(2, 5) + "U" + be32(3) + "K");
-  EXPECT_EQ(2, dropped.rc);
-  EXPECT_EQ(3, word(dropped));
-  // A text too long for the short form: its length and a heap copy that the caller frees.
-  std::string big(100, 't');
-  Outcome long_form = run(scalar, result_head({field_desc("S", TC_CHAR, 200)}) + "R" + bytes_field(big) + "K");
-  EXPECT_EQ(TC_CHAR + 100, long_form.type);
-  EXPECT_EQ(100, word(long_form));
-  char* copy = nullptr;
-  memcpy(&copy, long_form.value + 4, sizeof copy);
-  ASSERT_NE(nullptr, copy);
-  EXPECT_EQ(big, std::string(copy));
-  free(copy);
-
-  for (const std::string& broken :
-       {std::string(), "U" + std::string(1, '\0'), "I" + be32(-1), kIntColumn + int_rows(200, 1), "A" + be32(4001),
-        "P" + be32(0) + be32(30) + be32(100) + "ab"}) {
-    EXPECT_EQ(-4, run(scalar, broken, false).rc);
-  }
-}
-
-TEST(StmtReply, ShortForm) {
-  EXPECT_EQ(0, run(short_form, "K").rc);
-  for (char letter : {'E', 'W'}) {
-    Outcome o = run(short_form, letter + wire_str("no cursor") + "K");
-    EXPECT_EQ(-1, o.rc);
-    EXPECT_EQ("no cursor", o.error);
-    EXPECT_EQ("Z", o.next);
-  }
-  EXPECT_EQ(-4, run(short_form, "", false).rc);
-  EXPECT_EQ(-4, run(short_form, "E" + be32(-5), false).rc);
+  for (const auto& [text, sql_class] : cases) EXPECT_EQ(sql_class, classify_sql(text)) << text;
+  EXPECT_EQ(9, classify_sql(nullptr));
 }
