@@ -1,163 +1,100 @@
-#include <gtest/gtest.h>
+#include <sqlite3.h>
 
-#include "server_fixture.h"
+#include <tuple>
+
+#include "test_client.h"
 
 namespace zvtest {
 namespace {
 
-std::string letters(const Reply& r) {
-  std::string out;
-  for (const Record& rec : r.records) out += rec.letter;
-  return out;
-}
-
-TEST_F(ServerTest, EachStatementKindAnswersItsRecord) {
-  auto c = connect();
-  Reply r = c->run("create table t(a INTEGER, b VARCHAR(8))");
-  EXPECT_TRUE(r.complete);
-  EXPECT_EQ(letters(r), "");
-
-  r = c->run("insert into t values(1, 'one')");
-  ASSERT_EQ(letters(r), "I");
-  EXPECT_EQ(r.records[0].text, "1");
-  r = c->run("REPLACE into t values(2, 'two')");
-  ASSERT_EQ(letters(r), "I");
-  EXPECT_EQ(r.records[0].text, "2");
-
-  r = c->run("update t set b = 'x'");
-  ASSERT_EQ(letters(r), "U");
-  EXPECT_EQ(r.records[0].count, 2);
-  r = c->run("delete from t where a = 1");
-  ASSERT_EQ(letters(r), "D");
-  EXPECT_EQ(r.records[0].count, 1);
-  r = c->run("delete from t where a = 99");
-  ASSERT_EQ(letters(r), "D");
-  EXPECT_EQ(r.records[0].count, 0);
-
-  r = c->run("select a, b from t");
-  ASSERT_EQ(letters(r), "A");
-  EXPECT_EQ(r.records[0].rows, std::vector<Row>({Row({be32(2), std::string("x")})}));
-
-  r = c->run("select * from dual");
-  ASSERT_EQ(letters(r), "A");
-  EXPECT_EQ(r.records[0].rows, std::vector<Row>({Row({std::string("X")})}));
-
-  r = c->run("show version");
-  ASSERT_EQ(letters(r), "A");
-  ASSERT_EQ(r.records[0].fields.size(), 1u);
-  EXPECT_EQ(r.records[0].fields[0].type, 30);
-  EXPECT_EQ(r.records[0].rows[0][0]->substr(0, 6), "Zanvo ");
-}
-
-TEST_F(ServerTest, ATextOfSeveralStatementsAnswersEachAndOneK) {
+TEST_F(ServerTest, EachStatementOfATextAnswersItsRecordAndOneKClosesThem) {
   auto c = connect();
   Reply r = c->run(
-      "create table m(a INTEGER); insert into m values(1);\n insert into m values(2) ; "
-      "select a from m order by a; update m set a = a + 10;;");
+      "create table t(a INTEGER, b VARCHAR(8)); insert into t values(1, 'one');\n REPLACE into t values(2, 'two') ; "
+      "update t set b = 'x'; delete from t where a = 1; select a from t;;");
   ASSERT_TRUE(r.complete);
-  ASSERT_EQ(letters(r), "IIAU");
-  EXPECT_EQ(r.records[1].text, "2");
-  EXPECT_EQ(r.records[2].rows, std::vector<Row>({Row({be32(1)}), Row({be32(2)})}));
-  EXPECT_EQ(r.records[3].count, 2);
-  // The single closing K: the next command's reply starts clean.
-  r = c->run("select count(*) from m");
-  ASSERT_EQ(letters(r), "A");
-  EXPECT_EQ(r.records[0].rows[0][0], be32(2));
-}
+  ASSERT_EQ(r.letters, "IIUDA");
+  EXPECT_EQ(std::tuple(r.records[0].text, r.records[1].text, r.records[2].count, r.records[3].count),
+            std::tuple("1", "2", 2, 1));
+  EXPECT_EQ(r.records[4].rows, std::vector<Row>{{be32(2)}});
 
-TEST_F(ServerTest, AFailingStatementEndsTheTextWithItsError) {
-  auto c = connect();
-  Reply r = c->run("create table f(a INTEGER); insert into f values(1); select * from nosuch; insert into f values(2)");
-  ASSERT_TRUE(r.complete);
-  ASSERT_EQ(letters(r), "IE");
+  c->command("select a, b as bee, a + 1 as next, dummy from t, dual");
+  std::string expected = "A" + be32(4) + field("a", 5, 0) + field("t.b%bee", 30, 8) + field("next", 5, 0) +
+                         field("dummy", 30, 1) + "R" + be32(4) + be32(2) + be32(1) + "x" + be32(4) + be32(3) + be32(1) +
+                         "X" + "K";
+  EXPECT_EQ(c->bytes(expected.size()), expected);
+
+  r = c->run("insert into t values(3, 'c'); select * from nosuch; insert into t values(4, 'd')");
+  ASSERT_EQ(r.letters, "IE");
   EXPECT_EQ(r.records[1].text, "[E10001]no such table: nosuch");
-  r = c->run("select count(*) from f");
-  EXPECT_EQ(r.records[0].rows[0][0], be32(1));
+  EXPECT_EQ(c->value("select count(*) from t"), be32(2));
 
-  r = c->run("selec 1");
-  ASSERT_EQ(letters(r), "E");
-  EXPECT_EQ(r.records[0].text, "[E10001]near \"selec\": syntax error");
+  std::string version = std::string("Zanvo reference server 1.0 (SQLite ") + sqlite3_libversion() + ")";
+  c->command("show version");
+  expected =
+      "A" + be32(1) + field("version", 30, 64) + "R" + be32(static_cast<int32_t>(version.size())) + version + "K";
+  EXPECT_EQ(c->bytes(expected.size()), expected);
+
+  // A text ends at its first NUL; "." bytes between commands are ignored.
+  r = c->run(std::string("select 1\0select 2; select 3", 26));
+  ASSERT_EQ(r.letters, "A");
+  EXPECT_EQ(r.records[0].rows, std::vector<Row>{{be32(1)}});
+  c->send("...");
+  EXPECT_EQ(c->value("select 7"), be32(7));
 }
 
-TEST_F(ServerTest, ATextEndsAtItsFirstNul) {
-  auto c = connect();
-  Reply r = c->run(std::string("select 1\0select 2; select 3", 26));
-  ASSERT_TRUE(r.complete);
-  ASSERT_EQ(letters(r), "A");
-  EXPECT_EQ(r.records[0].rows[0][0], be32(1));
-  EXPECT_EQ(c->run(std::string("\0", 1)).records.size(), 0u);
-  EXPECT_EQ(c->run("select 4").records.at(0).rows.at(0).at(0), be32(4));
-}
-
-TEST_F(ServerTest, ContinuationBytesBetweenCommandsAreIgnored) {
-  auto c = connect();
-  c->send_raw("...");
-  Reply r = c->run("select 7");
-  ASSERT_EQ(letters(r), "A");
-  EXPECT_EQ(r.records[0].rows[0][0], be32(7));
-  c->send_raw(".");
-  r = c->run("select 8");
-  EXPECT_EQ(r.records[0].rows[0][0], be32(8));
-}
-
-std::string parameter_record(const std::string& name, int16_t type, const std::string& value) {
+std::string parameter(const std::string& name, int16_t type, const std::string& value) {
   return be16(static_cast<int16_t>(name.size())) + name + be16(1) + be16(type) +
          be32(static_cast<int32_t>(value.size())) + value;
 }
 
-// A packed batch value: type byte, length, bytes.
-std::string packed(char type, const std::string& value) {
-  return std::string(1, type) + be32(static_cast<int32_t>(value.size())) + value;
-}
-
-TEST_F(ServerTest, ParametersAreRefusedAndTheStreamStaysInStep) {
+TEST_F(ServerTest, ParametersAreRefusedInStepAndGarbageClosesOnlyThatLink) {
   auto c = connect();
-  const std::string records = parameter_record("", 5, be32(42)) + parameter_record("name", 30, "hello") +
-                              parameter_record("", 30, "");
-  c->send_command("select ?, ?, ?", 3, records);
+  // Three rows of two: row 0 as records, rows 1 and 2 packed (type byte, length, bytes) in two blocks.
+  const char kInt = 5, kChar = 30;
+  std::string block1 = kInt + be32(4) + be32(2) + kChar + be32(2) + "bb";
+  std::string block2 = kInt + be32(-1) + kChar + be32(0);
+  c->command("insert into x values(?, ?)", (3 << 16) | 2,
+             parameter("", 5, be32(1)) + parameter("name", 30, "a") + be32(static_cast<int32_t>(block1.size())) +
+                 block1 + be32(static_cast<int32_t>(block2.size())) + block2);
   Reply r = c->reply();
   ASSERT_TRUE(r.complete);
-  ASSERT_EQ(letters(r), "E");
-  EXPECT_EQ(r.records[0].text.substr(0, 8), "[E10003]");
-  EXPECT_EQ(c->run("select 1").records[0].rows[0][0], be32(1));
+  ASSERT_EQ(r.letters, "E");
+  EXPECT_EQ(r.records[0].text, "[E10003]statement parameters are not supported by this server");
+  EXPECT_EQ(c->value("select 2"), be32(2));
 
-  // A batch of three rows: row 0 as records, rows 1 and 2 packed in two blocks.
-  std::string row0 = parameter_record("", 5, be32(1)) + parameter_record("", 30, "a");
-  std::string block1 = packed(5, be32(2)) + packed(30, "bb");
-  std::string block2 = packed(5, "") + packed(30, "ccc");
-  std::string batch = row0 + be32(static_cast<int32_t>(block1.size())) + block1 +
-                      be32(static_cast<int32_t>(block2.size())) + block2;
-  c->send_command("insert into x values(?, ?)", (3 << 16) | 2, batch);
-  r = c->reply();
-  ASSERT_EQ(letters(r), "E");
-  EXPECT_EQ(c->run("select 2").records[0].rows[0][0], be32(2));
+  for (const std::string& garbage :
+       {std::string("X"), "?" + be32(-5), "?" + be32(8) + "select 1" + '\0' + be32(1) + be16(-3)}) {
+    auto bad = connect();
+    bad->send(garbage);
+    EXPECT_TRUE(bad->closed_by_server());
+  }
+  EXPECT_EQ(c->value("select 4"), be32(4));
 }
 
-TEST_F(ServerTest, BatchValuesHaveNoTypeByteUnderTheOldReplyForm) {
-  zv::ServerOptions old_form;
-  old_form.reply_version = 201;
-  start(old_form);
-  TestClient c(port());
-  ASSERT_EQ(c.login(login_text("SYSDBA", "SYSDBA"), 201), "K");
-  std::string block = be32(4) + be32(9) + be32(0);
-  c.send_command("insert into x values(?)", (3 << 16) | 1,
-                 parameter_record("", 5, be32(1)) + be32(static_cast<int32_t>(block.size())) + block);
-  EXPECT_EQ(letters(c.reply()), "E");
-  EXPECT_EQ(c.run("select 3").records[0].rows[0][0], be32(3));
-}
-
-TEST_F(ServerTest, GarbageClosesOnlyThatLink) {
-  auto good = connect();
-  auto bad_letter = connect();
-  bad_letter->send_raw("X");
-  EXPECT_TRUE(bad_letter->closed_by_server());
-  auto bad_length = connect();
-  bad_length->send_raw("?" + be32(-5));
-  EXPECT_TRUE(bad_length->closed_by_server());
-  auto bad_parameters = connect();
-  bad_parameters->send_command("select 1", 1, be16(-3));
-  EXPECT_TRUE(bad_parameters->closed_by_server());
-  EXPECT_EQ(good->run("select 4").records[0].rows[0][0], be32(4));
+TEST_F(ServerTest, CursorsServeTheirRowsInBlocks) {
+  auto c = connect();
+  Reply r = c->run(
+      "create table r(n INTEGER); insert into r values(1), (2), (3), (4), (5);"
+      "DECLARE STC0_SMARTCUR CURSOR FOR select n, n * 2 as twice from r order by n; OPEN STC0_SMARTCUR ;"
+      "FETCH 2 FROM STC0_SMARTCUR ;");
+  ASSERT_EQ(r.letters, "IA");
+  EXPECT_EQ(r.records[1].fields[1].name, "twice");
+  EXPECT_EQ(r.records[1].rows, std::vector<Row>({{be32(1), be32(2)}, {be32(2), be32(4)}}));
+  EXPECT_EQ(c->value("select 42"), be32(42));
+  EXPECT_EQ(c->run("FETCH  20000  FROM  stc0_smartcur ").records.at(0).rows,
+            std::vector<Row>({{be32(3), be32(6)}, {be32(4), be32(8)}, {be32(5), be32(10)}}));
+  r = c->run("FETCH 20000 FROM STC0_SMARTCUR ; CLOSE STC0_SMARTCUR ");
+  ASSERT_EQ(r.letters, "A");
+  EXPECT_EQ(std::pair(r.records[0].fields.size(), r.records[0].rows.size()), std::pair(size_t{2}, size_t{0}));
+  for (auto [text, error] :
+       {std::pair{"CLOSE STC0_SMARTCUR", "[E10005]no cursor named STC0_SMARTCUR"},
+        {"DECLARE C1 CURSOR FOR select * from missing", "[E10001]no such table: missing"},
+        {"DECLARE C2 CURSOR FOR create table q(a INTEGER)", "[E10004]a cursor needs a query that returns rows"}}) {
+    r = c->run(text);
+    ASSERT_EQ(r.letters, "E") << text;
+    EXPECT_EQ(r.records[0].text, error);
+  }
 }
 
 }  // namespace

@@ -1,78 +1,172 @@
-// A small client of the wire protocol for the server's own tests: it speaks the bytes
-// directly so that every letter and value of a reply can be checked.
+// A small client of the wire protocol that reads every reply byte by byte, and a fixture
+// that starts a server in this process on an ephemeral port.
 #pragma once
 
-#include <cstdint>
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
+
+#include "server.h"
 
 namespace zvtest {
 
-struct Field {
-  std::string name;
-  int32_t type = 0;
-  int32_t size = 0;
-  int32_t detail = 0;
-};
-
-using Value = std::optional<std::string>;  // the value's bytes; nullopt for a null
+using Value = std::optional<std::string>;  // nullopt for a null
 using Row = std::vector<Value>;
 
-// One record of a reply: its letter and what came with it.
-struct Record {
-  char letter = 0;
-  std::string text;  // E, F, W, M: the message; I: the row id
-  int32_t count = 0;  // U, D
-  std::vector<Field> fields;  // A
-  std::vector<Row> rows;      // A
+struct Field {
+  std::string name;
+  int32_t type = 0, size = 0, detail = 0;
 };
 
-// Records up to the closing "K"; `complete` is false when the link failed first.
+// One record of a reply: E, W and I carry `text`, U and D `count`, A `fields` and `rows`.
+struct Record {
+  char letter = 0;
+  std::string text;
+  int32_t count = 0;
+  std::vector<Field> fields;
+  std::vector<Row> rows;
+};
+
+// The records before the closing "K", and their letters; `complete` is false when no "K" came.
 struct Reply {
   std::vector<Record> records;
+  std::string letters;
   bool complete = false;
 };
 
-std::string be32(int32_t v);
-std::string be16(int16_t v);
-std::string be64(int64_t v);
+inline std::string be32(int32_t v) {
+  auto u = static_cast<uint32_t>(v);
+  return {static_cast<char>(u >> 24), static_cast<char>(u >> 16), static_cast<char>(u >> 8), static_cast<char>(u)};
+}
+inline std::string be16(int16_t v) { return be32(v).substr(2); }
+inline std::string be64(int64_t v) {
+  return be32(static_cast<int32_t>(static_cast<uint64_t>(v) >> 32)) + be32(static_cast<int32_t>(v));
+}
 
-// "login database = SYSTEM user='U' password='P'", `clauses`, " version = '301'".
-std::string login_text(const std::string& user, const std::string& password, const std::string& clauses = "");
+// A field description as a result set carries it: name, type, size, detail.
+inline std::string field(const std::string& name, int32_t type, int32_t size, int32_t detail = 0) {
+  return be32(static_cast<int32_t>(name.size())) + name + be32(type) + be32(size) + be32(detail);
+}
+
+inline std::string login_text(const std::string& user, const std::string& password, const std::string& clauses = "") {
+  return "login database = SYSTEM user='" + user + "' password='" + password + "'" + clauses + " version = '301'";
+}
+inline const std::string kLoggedIn = "N" + be32(301) + "K";
 
 class TestClient {
  public:
-  explicit TestClient(int port);
-  ~TestClient();
-  TestClient(const TestClient&) = delete;
-  TestClient& operator=(const TestClient&) = delete;
+  explicit TestClient(int port) : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    if (::connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+      ::close(fd_);
+      throw std::runtime_error("connect failed");
+    }
+    int one = 1;
+    ::setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    timeval tv{20, 0};  // a reply that never comes fails the test instead of hanging it
+    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+  }
+  ~TestClient() { ::close(fd_); }
 
-  void send_raw(std::string_view bytes);
-  void send_command(std::string_view text, int32_t word = 0, std::string_view parameters = {});
-  // Sends the login text and reads the one-letter answer ("K"), or "N", 4 bytes and "K".
-  // Returns the bytes of the answer as far as it goes.
-  std::string login(const std::string& text, int reply_version = 301);
-
-  // Reads; on a closed or failed link they return -1, 0 or empty and set failed().
-  int letter();
-  int32_t int32();
-  std::string bytes(size_t n);
-  std::string string();
-  Reply reply();
-  // Sends one command and reads its reply.
-  Reply run(std::string_view text);
-  // True when the server closed the link: a read finds its end.
-  bool closed_by_server();
-  bool failed() const { return failed_; }
+  void send(const std::string& bytes) { ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+  void command(const std::string& text, int32_t word = 0, const std::string& parameters = "") {
+    send("?" + be32(static_cast<int32_t>(text.size())) + text + '\0' + be32(word) + parameters);
+  }
+  // Sends a login text and returns the answer's bytes: "K", "N" + int32 + "K", or "E".
+  std::string login(const std::string& text) {
+    send(text);
+    std::string answer = bytes(1);
+    return answer == "N" ? answer + bytes(5) : answer;
+  }
+  // Up to n bytes: fewer when the link ends first.
+  std::string bytes(size_t n) {
+    std::string out(n, '\0');
+    size_t done = 0;
+    for (ssize_t got; done < n && (got = ::recv(fd_, &out[done], n - done, 0)) > 0;) done += static_cast<size_t>(got);
+    out.resize(done);
+    return out;
+  }
+  int32_t int32() {
+    std::string b = bytes(4);
+    uint32_t v = 0;
+    for (char c : b) v = (v << 8) | static_cast<unsigned char>(c);
+    return b.size() == 4 ? static_cast<int32_t>(v) : 0;
+  }
+  std::string string() { return bytes(static_cast<size_t>(std::max(int32(), 0))); }
+  Reply reply() {
+    Reply out;
+    std::string c;
+    while ((c = next_letter()).size() == 1 && c != "K") {
+      Record& r = out.records.emplace_back();
+      r.letter = c[0];
+      out.letters += c;
+      if (c == "E" || c == "W" || c == "I") r.text = string();
+      if (c == "U" || c == "D") r.count = int32();
+      if (c == "A") rows(r);
+      if (std::string("EWIUDA").find(c) == std::string::npos) break;
+    }
+    out.complete = c == "K";
+    return out;
+  }
+  Reply run(const std::string& text) {
+    command(text);
+    return reply();
+  }
+  // The first value of the first row of a query's reply.
+  Value value(const std::string& text) { return run(text).records.at(0).rows.at(0).at(0); }
+  bool closed_by_server() {
+    char c;
+    return ::recv(fd_, &c, 1, 0) == 0;
+  }
 
  private:
-  Record result_set();
+  std::string next_letter() { return pushed_.empty() ? bytes(1) : std::exchange(pushed_, ""); }
+  // An "A" record's field descriptions and rows; the letter behind the rows starts the next record.
+  void rows(Record& r) {
+    r.fields.resize(static_cast<size_t>(int32()));
+    for (Field& f : r.fields) f = {string(), int32(), int32(), int32()};  // read in this order
+    while ((pushed_ = bytes(1)) == "R") {
+      for (Value& v : r.rows.emplace_back(r.fields.size())) {
+        int32_t len = int32();
+        if (len >= 0) v = bytes(static_cast<size_t>(len));
+      }
+    }
+  }
 
-  int fd_ = -1;
-  bool failed_ = false;
-  int pushed_ = -1;
+  int fd_;
+  std::string pushed_;
+};
+
+class ServerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { start({}); }
+  void start(zv::ServerOptions options) {
+    options.port = 0;
+    server_ = std::make_unique<zv::Server>(options);
+    std::string error;
+    ASSERT_TRUE(server_->start(error)) << error;
+  }
+  int port() const { return server_->port(); }
+  // A client logged in as SYSDBA with the given extra login clauses.
+  std::unique_ptr<TestClient> connect(const std::string& clauses = "") {
+    auto client = std::make_unique<TestClient>(port());
+    EXPECT_EQ(client->login(login_text("SYSDBA", "SYSDBA", clauses)), kLoggedIn);
+    return client;
+  }
+
+  std::unique_ptr<zv::Server> server_;
 };
 
 }  // namespace zvtest
