@@ -73,6 +73,7 @@ TEST(StmtReply, Readers) {
        "", "", host32(100), "", TC_CHAR + 100},
       {recv_scalar, kIntColumn + int_rows(200, 1), -4},
       {recv_scalar, "A" + be32(4001), -4},
+      {recv_scalar, result_head({field_desc("S", TC_CHAR, 10)}) + "R" + be32(2000000000) + "K", -4},
 
       {short_form, "K", 0},
       {short_form, "W" + wire_str("no cursor") + "K", -1, "", "no cursor"},

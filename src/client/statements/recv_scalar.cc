@@ -23,16 +23,16 @@ const char* text_line(char letter) {
 // Rows come 200 at a time. A full first block that is not followed by "K" means the server
 // has more: it is told once, with ".", and the rest is taken as it comes.
 int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
-  if (recv_rows_200(conn, result) != ROWS_PER_BLOCK) return 0;
+  int32_t got = recv_rows_200(conn, result);
+  if (got != ROWS_PER_BLOCK) return got < 0 ? got : 0;
   int32_t end = peek_reply_end(conn);
   if (end != 0) return end;
   send_bytes(conn, ".", 1);
   send_flush(conn);
-  int32_t got = 0;
   do {
     got = recv_rows_200(conn, result);
   } while (got == ROWS_PER_BLOCK);
-  return 0;
+  return got < 0 ? got : 0;
 }
 
 // The value of a finished result: field 0 of row 0 as text, or type 0 and a zero word.
