@@ -7,7 +7,6 @@
 #include "binding/scalar_exec.h"
 #include "binding/zv_connection.h"
 #include "binding/zv_query.h"
-#include "statements/command.h"
 #include "zvc.h"
 
 namespace zvdbms {
@@ -211,7 +210,7 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   int32_t column_count = 0;
   double result_bits = pointer_bits(nullptr);
 
-  switch (classify_sql(sql)) {
+  switch (ZVC_ClassifySql(sql)) {
     case CLASS_INSERT: run_insert(&run, sql); break;
     case CLASS_UPDATE: run_count(&run, sql, "UPDATE EFFECTNUM"); break;
     case CLASS_DELETE: run_count(&run, sql, "DELETE EFFECTNUM"); break;

@@ -7,9 +7,20 @@
 struct ConnRecord;
 struct LobHandle;
 
+// The first word of every record a handle points at.
+enum HandleTag : int32_t {
+  HT_CONN = 1,
+  HT_PARAMS = 2,
+  HT_RESULT = 4,
+  HT_LOB = 5,
+  HT_SMART_CURSOR = 6,
+};
+
+// Return codes. 0 and above is success; each failure leaves its text on the handle at hand.
 enum ZvcCode : int32_t {
+  ZV_OK = 0,
   ZV_SERVER_ERROR = -1,
-  ZV_BAD_HANDLE = -3,
+  ZV_BAD_HANDLE = -3,  // also: an unknown attribute
   ZV_NET_ERROR = -4,
   ZV_NO_MEMORY = -5,
   ZV_SOCKET_FAILED = -8,
@@ -18,7 +29,98 @@ enum ZvcCode : int32_t {
   ZV_TRUNCATED = -12,
   ZV_NO_CONVERSION = -13,
   ZV_BAD_COLUMN = -15,
+  ZV_BAD_OFFSET = -18,         // a piece read that starts past the value's end
+  ZV_OUT_NEEDS_PARAMS = -56,   // output values reached a call that bound none
+  ZV_OPENED = 2,               // ZVC_OpenConnection's success
   ZV_NO_MORE = 100,
+};
+
+// The wire's type codes, as they arrive in field descriptions.
+enum TypeCode : int32_t {
+  TC_UNTYPED = 1,
+  TC_BOOL = 2,
+  TC_TINYINT = 3,
+  TC_SMALLINT = 4,
+  TC_INTEGER = 5,
+  TC_BIGINT = 6,
+  TC_NUMERIC = 7,
+  TC_FLOAT = 8,
+  TC_DOUBLE = 9,
+  TC_DATE = 10,
+  TC_TIME = 11,
+  TC_TIME_TZ = 12,
+  TC_DATETIME = 13,
+  TC_DATETIME_TZ = 14,
+  TC_INTERVAL_YEAR = 15,
+  TC_INTERVAL_YEAR_MONTH = 16,
+  TC_INTERVAL_MONTH = 17,
+  TC_INTERVAL_DAY = 18,
+  TC_INTERVAL_DAY_HOUR = 19,
+  TC_INTERVAL_HOUR = 20,
+  TC_INTERVAL_DAY_MINUTE = 21,
+  TC_INTERVAL_HOUR_MINUTE = 22,
+  TC_INTERVAL_MINUTE = 23,
+  TC_INTERVAL_DAY_SECOND = 24,
+  TC_INTERVAL_HOUR_SECOND = 25,
+  TC_INTERVAL_MINUTE_SECOND = 26,
+  TC_INTERVAL_SECOND = 27,
+  TC_OPAQUE28 = 28,
+  TC_OPAQUE29 = 29,
+  TC_CHAR = 30,
+  TC_OPAQUE31 = 31,
+  TC_CLOB = 32,
+  TC_BINARY = 33,
+  TC_BLOB = 34,
+  TC_OPAQUE45 = 45,
+  TC_CLOB47 = 47,
+  TC_TEXT48 = 48,
+  TC_TEXT60 = 60,
+  TC_CLOB64 = 64,
+  TC_ARRAY_BASE = 10000,  // codes above it are arrays of (code - 10000)
+};
+
+// The type numbers that callers give to ZVC_GetData and read from ZVC_GetColumnType.
+enum CType : int32_t {
+  CT_BOOL = 1,  // boolean or small integer into an int32
+  CT_TEXT = 2,
+  CT_BYTE = 3,
+  CT_INT16 = 4,
+  CT_INT32 = 5,
+  CT_INT64 = 6,
+  CT_FLOAT = 7,
+  CT_DOUBLE = 8,
+  CT_NUMERIC = 9,  // numeric text, raw
+  CT_DATE = 10,    // 10 to 14: text of the date and time types
+  CT_TIME = 11,
+  CT_TIME_TZ = 12,
+  CT_DATETIME = 13,
+  CT_DATETIME_TZ = 14,
+  CT_BINARY = 15,  // binary into a bounded buffer
+  CT_PIECE = 18,   // binary or text piece by piece
+  CT_INTERVAL = 21,
+  CT_EPOCH_MS = 23,  // TC_DATETIME as int64 milliseconds
+  CT_YEAR_MONTH = 28,
+  CT_DAY_SECOND = 31,
+  CT_CLOB = 41,
+  CT_BLOB = 42,
+  CT_CLOB43 = 43,
+  CT_CLOB44 = 44,
+  CT_TEXT45 = 45,  // 45 to 57: the text codes 48 to 60
+  CT_BYTE63 = 63,
+  CT_OPAQUE69 = 69,
+  CT_ARRAY_BASE = 10000,
+};
+
+// The classes of ZVC_ClassifySql: which call a statement text wants.
+enum SqlClass : int32_t {
+  SQL_INSERT = 1,
+  SQL_UPDATE = 2,
+  SQL_DELETE = 3,
+  SQL_QUERY = 4,
+  SQL_CREATE = 5,
+  SQL_ALTER = 6,
+  SQL_OTHER = 9,
+  SQL_CALL = 10,
 };
 
 // Connection
@@ -30,8 +132,11 @@ int32_t ZVC_GetErrorText(void** handle, char* buffer, int32_t* length_out);
 int32_t ZVC_GetErrorLength(void** handle);
 
 // Direct execution
+int32_t ZVC_ClassifySql(const char* text);
 int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql);
-int32_t ZVC_ExecScalar(ConnRecord** handle, const char* sql, void* value_buf, int32_t* type_out);
+// One value into value_buf (value_cap bytes): a row id or a first column as text, or a count as
+// an int32. A text that does not fit is cut inside the buffer and 100 is added to *type_out.
+int32_t ZVC_ExecScalar(ConnRecord** handle, const char* sql, void* value_buf, int32_t value_cap, int32_t* type_out);
 int32_t ZVC_Execute(ConnRecord** handle, const char* sql, void** result_out, int32_t* field_count_out,
                     int32_t* row_count_out, int32_t* effect_out);
 

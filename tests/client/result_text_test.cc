@@ -99,37 +99,31 @@ TEST(ResultText, CutsAndCopies) {
 }
 
 TEST(ResultText, ScalarRenderer) {
-  // field_to_text over a one-value result, as "long_form:what was written": the characters without
-  // terminator, or for the long form the heap copy with its zero, which the caller frees.
+  // field_to_text over a one-value result into a 64-byte buffer, as "cut:what was written", the
+  // terminator included: a value is cut inside the buffer, never handed out by pointer.
   auto render = [](int32_t type, const std::string& value) {
     Received r(one_value_reply(type, value));
     r.result->row_cursor = 0;
-    char buf[64];
+    char buf[80];
     memset(buf, '#', sizeof buf);
-    int32_t long_form = -7, len = 0;
-    EXPECT_EQ(1, field_to_text(r.result, reinterpret_cast<uint8_t*>(buf), &long_form));
+    int32_t cut = -7;
+    EXPECT_EQ(1, field_to_text(r.result, reinterpret_cast<uint8_t*>(buf), 64, &cut));
     EXPECT_EQ(*row_slot(r.result, 0), r.result->current_row);
-    if (long_form != 1) return std::to_string(long_form) + ":" + std::string(buf, std::find(buf, buf + 64, '#'));
-    char* copy = nullptr;
-    memcpy(&len, buf, 4);
-    memcpy(&copy, buf + 4, sizeof copy);
-    std::string text = "1:" + std::string(copy, len + 1);
-    free(copy);
-    return text;
+    return std::to_string(cut) + ":" + std::string(buf, std::find(buf, buf + sizeof buf, '#'));
   };
   const std::string c64(64, 'c'), n71 = "1" + std::string(70, '0');
   const std::tuple<int32_t, std::string, std::string> cases[] = {
-      {TC_INTEGER, int_field(-70000), "0:-70000"},
-      {TC_BOOL, byte_field('T'), "0:T"},
-      {TC_DOUBLE, double_field(0.1), "0:0.1"},
-      {TC_DOUBLE, double_field(1.0 / 3), "0:0.3333333333333333"},
-      {TC_NUMERIC, wire_str("12.5"), "0:12.5"},
-      {TC_CHAR, wire_str("abc"), "0:abc"},
-      {TC_TIME_TZ, time_tz_field(0, 0), "-7:"},  // no scalar form
-      {TC_INTEGER, null_field(), std::string("-7:\0\0\0\0", 7)},  // a null writes a zero word
-      {TC_CHAR, wire_str(c64), "1:" + c64 + '\0'},
-      {TC_BINARY, wire_str(std::string("\0\1", 2)), std::string("1:\0\1\0", 5)},
-      {TC_NUMERIC, wire_str(n71), "1:" + n71 + '\0'},
+      {TC_INTEGER, int_field(-70000), std::string("0:-70000\0", 9)},
+      {TC_BOOL, byte_field('T'), std::string("0:T\0", 4)},
+      {TC_DOUBLE, double_field(0.1), std::string("0:0.1\0", 6)},
+      {TC_DOUBLE, double_field(1.0 / 3), "0:0.3333333333333333" + std::string(1, '\0')},
+      {TC_NUMERIC, wire_str("12.5"), std::string("0:12.5\0", 7)},
+      {TC_CHAR, wire_str("abc"), std::string("0:abc\0", 6)},
+      {TC_TIME_TZ, time_tz_field(0, 0), "0:"},  // no scalar form
+      {TC_INTEGER, null_field(), std::string("0:\0\0\0\0", 6)},  // a null writes a zero word
+      {TC_CHAR, wire_str(c64), "1:" + std::string(63, 'c') + '\0'},
+      {TC_BINARY, wire_str(std::string("\0\1", 2)), std::string("0:\0\1\0", 5)},
+      {TC_NUMERIC, wire_str(n71), "1:" + n71.substr(0, 63) + '\0'},
   };
   for (const auto& c : cases) EXPECT_EQ(std::get<2>(c), render(std::get<0>(c), std::get<1>(c))) << std::get<0>(c);
 }

@@ -43,6 +43,15 @@ int32_t str_append_bounded(char* dst, size_t cap, const char* src) {
   return -12;
 }
 
+size_t utf8_cut_len(const char* s, size_t n, size_t cap) {
+  if (n <= cap) return n;
+  // Step back over continuation bytes (10xxxxxx) to the lead byte of the character that would
+  // be split, and cut in front of it.
+  size_t cut = cap;
+  while (cut > 0 && (static_cast<unsigned char>(s[cut]) & 0xC0) == 0x80) cut--;
+  return cut;
+}
+
 void set_error_text(char** slot, const char* text) {
   free(*slot);
   *slot = text ? strdup(text) : nullptr;

@@ -15,6 +15,10 @@ int32_t str_copy_bounded(char* dst, size_t cap, const char* src);
 // The same behind what dst already holds, with what is left of cap.
 int32_t str_append_bounded(char* dst, size_t cap, const char* src);
 
+// The longest prefix of the n bytes at s, at most cap bytes, that does not end inside a UTF-8
+// sequence: a text cut to fit a buffer keeps whole characters.
+size_t utf8_cut_len(const char* s, size_t n, size_t cap);
+
 // Replaces the heap text in *slot (freeing the old one) with a copy of text; a null text just frees.
 void set_error_text(char** slot, const char* text);
 void set_error_textf(char** slot, const char* fmt, ...) __attribute__((format(printf, 2, 3)));

@@ -2,14 +2,8 @@
 #pragma once
 #include <cstdint>
 #include "connection/platform.h"
+#include "zvc.h"
 
-enum HandleTag : int32_t {
-  HT_CONN = 1,
-  HT_PARAMS = 2,
-  HT_RESULT = 4,
-  HT_LOB = 5,
-  HT_SMART_CURSOR = 6,
-};
 
 enum { CONN_BUF_SIZE = 8192 };
 

@@ -7,8 +7,9 @@ int32_t field_to_value(void** handle, int32_t column, int32_t ctype, void* buffe
                        int32_t* out_len);
 // The value bytes of field index (from 0) of row: null for a null field.
 const uint8_t* field_bytes(const uint8_t* row, const FieldDesc* fields, int32_t index, int32_t* len_out);
-// Renders field 0 of the row at row_cursor into value_buf (scalar replies). Always returns 1.
-int32_t field_to_text(ResultRecord* result, uint8_t* value_buf, int32_t* long_form_out);
+// Renders field 0 of the row at row_cursor into value_buf (cap bytes, always terminated); *cut_out
+// is 1 when the value had to be cut to fit. Always returns 1.
+int32_t field_to_text(ResultRecord* result, uint8_t* value_buf, int32_t cap, int32_t* cut_out);
 void double_to_text(char* buffer, double value);
 
 // The forms of field_to_value that copy a value into the caller's buffer. v and len are the stored

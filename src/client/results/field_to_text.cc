@@ -1,5 +1,6 @@
-// The one-value renderer of a scalar reply: field 0 of the row at row_cursor, as text characters
-// without terminator, or for long values as a length and a heap copy that the caller owns.
+// The one-value renderer of a scalar reply: field 0 of the row at row_cursor, as text in the
+// caller's buffer. A value that does not fit is cut inside the buffer, on a character boundary;
+// nothing but characters ever goes into the buffer.
 #include <cstring>
 
 #include "connection/client_text.h"
@@ -7,16 +8,13 @@
 #include "results/row_store.h"
 #include "results/value_text.h"
 
-enum { SHORT_TEXT_MAX = VALUE_TEXT_SIZE - 1 };
-
 // The scalar forms differ from the text rule for a few types; an empty area means none.
 static void render_scalar(int32_t type, const uint8_t* v, int32_t len, char* area) {
   switch (type) {
     case TC_BOOL:
       client_sprintf(area, VALUE_TEXT_SIZE, "%c", v[0]);
       return;
-    case TC_NUMERIC:  // a numeric too long for the area takes the long form
-      if (len <= SHORT_TEXT_MAX) memcpy(area, v, len);
+    case TC_NUMERIC:  // handed on as it is stored, below
       return;
     case TC_DOUBLE:
       client_sprintf(area, VALUE_TEXT_SIZE, "%.16g", load_f64(v));
@@ -30,10 +28,10 @@ static void render_scalar(int32_t type, const uint8_t* v, int32_t len, char* are
   }
 }
 
-static bool has_long_form(int32_t type, int32_t len) {
+// Stored forms that are handed on byte for byte.
+static bool is_handed_on(int32_t type) {
   switch (type) {
     case TC_NUMERIC:
-      return len > SHORT_TEXT_MAX;
     case TC_CHAR:
     case TC_CLOB:
     case TC_BINARY:
@@ -47,20 +45,19 @@ static bool has_long_form(int32_t type, int32_t len) {
   }
 }
 
-// The first word of value_buf holds the length, the 8 bytes behind it the heap copy.
-static void put_long_form(const uint8_t* v, int32_t len, uint8_t* value_buf, int32_t* long_form_out) {
-  uint8_t* copy = static_cast<uint8_t*>(client_alloc(static_cast<size_t>(len) + 1));
-  if (!copy) {
-    memset(value_buf, 0, sizeof(int32_t));
-    return;
-  }
-  memcpy(copy, v, len);
-  memcpy(value_buf, &len, sizeof len);
-  memcpy(value_buf + sizeof len, &copy, sizeof copy);
-  *long_form_out = 1;
+// n bytes into a buffer of cap bytes with a terminator; 1 when they had to be cut. Binary values
+// are cut where the room ends, texts in front of a character that would be split.
+static int32_t put_cut(const char* src, size_t n, bool binary, uint8_t* value_buf, int32_t cap) {
+  if (cap <= 0) return n > 0;
+  size_t room = static_cast<size_t>(cap) - 1;
+  size_t fit = binary ? (n < room ? n : room) : utf8_cut_len(src, n, room);
+  memcpy(value_buf, src, fit);
+  value_buf[fit] = '\0';
+  return fit < n;
 }
 
-int32_t field_to_text(ResultRecord* result, uint8_t* value_buf, int32_t* long_form_out) {
+int32_t field_to_text(ResultRecord* result, uint8_t* value_buf, int32_t cap, int32_t* cut_out) {
+  *cut_out = 0;
   uint8_t** slot = result->row_cursor < result->row_count ? row_slot(result, result->row_cursor) : nullptr;
   result->current_row = slot ? *slot : nullptr;
   int32_t len = 0;
@@ -68,21 +65,16 @@ int32_t field_to_text(ResultRecord* result, uint8_t* value_buf, int32_t* long_fo
                          ? field_bytes(result->current_row, result->fields, 0, &len)
                          : nullptr;
   if (!v) {  // null
-    memset(value_buf, 0, sizeof(int32_t));
+    if (cap >= 4) memset(value_buf, 0, sizeof(int32_t));
     return 1;
   }
   int32_t type = result->fields[0].type;
   char area[VALUE_TEXT_SIZE] = {0};
   render_scalar(type, v, len, area);
   size_t n = strlen(area);
-  if (n > 0) {
-    memcpy(value_buf, area, n);
-    *long_form_out = 0;
-  } else if ((type == TC_CHAR || type == TC_OPAQUE45) && len <= SHORT_TEXT_MAX) {
-    memcpy(value_buf, v, len);
-    *long_form_out = 0;
-  } else if (has_long_form(type, len)) {
-    put_long_form(v, len, value_buf, long_form_out);
-  }
+  if (n > 0)
+    *cut_out = put_cut(area, n, false, value_buf, cap);
+  else if (is_handed_on(type))
+    *cut_out = put_cut(reinterpret_cast<const char*>(v), len, type == TC_BINARY || type == TC_BLOB, value_buf, cap);
   return 1;
 }

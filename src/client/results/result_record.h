@@ -3,48 +3,6 @@
 #include <cstdint>
 #include "connection/conn_record.h"
 
-enum TypeCode : int32_t {
-  TC_UNTYPED = 1,
-  TC_BOOL = 2,
-  TC_TINYINT = 3,
-  TC_SMALLINT = 4,
-  TC_INTEGER = 5,
-  TC_BIGINT = 6,
-  TC_NUMERIC = 7,
-  TC_FLOAT = 8,
-  TC_DOUBLE = 9,
-  TC_DATE = 10,
-  TC_TIME = 11,
-  TC_TIME_TZ = 12,
-  TC_DATETIME = 13,
-  TC_DATETIME_TZ = 14,
-  TC_INTERVAL_YEAR = 15,
-  TC_INTERVAL_YEAR_MONTH = 16,
-  TC_INTERVAL_MONTH = 17,
-  TC_INTERVAL_DAY = 18,
-  TC_INTERVAL_DAY_HOUR = 19,
-  TC_INTERVAL_HOUR = 20,
-  TC_INTERVAL_DAY_MINUTE = 21,
-  TC_INTERVAL_HOUR_MINUTE = 22,
-  TC_INTERVAL_MINUTE = 23,
-  TC_INTERVAL_DAY_SECOND = 24,
-  TC_INTERVAL_HOUR_SECOND = 25,
-  TC_INTERVAL_MINUTE_SECOND = 26,
-  TC_INTERVAL_SECOND = 27,
-  TC_OPAQUE28 = 28,
-  TC_OPAQUE29 = 29,
-  TC_CHAR = 30,
-  TC_OPAQUE31 = 31,
-  TC_CLOB = 32,
-  TC_BINARY = 33,
-  TC_BLOB = 34,
-  TC_OPAQUE45 = 45,
-  TC_CLOB47 = 47,
-  TC_TEXT48 = 48,
-  TC_TEXT60 = 60,
-  TC_CLOB64 = 64,
-  TC_ARRAY_BASE = 10000,  // codes above it are arrays of (code - 10000)
-};
 
 enum ResultKind : int32_t {
   RK_INSERT = 1,

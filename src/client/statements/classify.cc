@@ -3,19 +3,9 @@
 
 #include <cstring>
 
-#include "statements/command.h"
+#include "zvc.h"
 
 namespace {
-enum {
-  SQL_INSERT = 1,
-  SQL_UPDATE = 2,
-  SQL_DELETE = 3,
-  SQL_QUERY = 4,
-  SQL_CREATE = 5,
-  SQL_ALTER = 6,
-  SQL_OTHER = 9,
-  SQL_CALL = 10,
-};
 
 struct KeyWord {
   const char* word;  // six bytes: a shorter word carries its blank
@@ -36,7 +26,7 @@ int32_t classify_select(const char* text) {
 }
 }  // namespace
 
-int32_t classify_sql(const char* text) {
+int32_t ZVC_ClassifySql(const char* text) {
   if (!text) return SQL_OTHER;
   while (*text == ' ' || *text == '\n' || *text == '\r') text++;
   char kstr[10] = {};

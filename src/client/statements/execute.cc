@@ -43,12 +43,12 @@ int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql) {
   return rc;
 }
 
-int32_t ZVC_ExecScalar(ConnRecord** handle, const char* sql, void* value_buf, int32_t* type_out) {
+int32_t ZVC_ExecScalar(ConnRecord** handle, const char* sql, void* value_buf, int32_t value_cap, int32_t* type_out) {
   ConnRecord* conn = conn_of(handle);
-  if (!conn || !sql || !value_buf) return ZV_BAD_HANDLE;
+  if (!conn || !sql || !value_buf || value_cap < 4) return ZV_BAD_HANDLE;
   char* text = begin_exchange(conn, sql);
   if (!text) return ZV_NO_MEMORY;
-  int32_t rc = recv_scalar(conn, value_buf, type_out);
+  int32_t rc = recv_scalar(conn, value_buf, value_cap, type_out);
   end_exchange(conn, text);
   return rc;
 }

@@ -36,21 +36,21 @@ int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
 }
 
 // The value of a finished result: field 0 of row 0 as text, or type 0 and a zero word.
-void report_first_value(ResultRecord* result, void* value_buf, int32_t* type_out) {
+void report_first_value(ResultRecord* result, void* value_buf, int32_t value_cap, int32_t* type_out) {
   if (result->row_count == 0 || result->field_count == 0) {
     *type_out = 0;
     memset(value_buf, 0, 4);
     return;
   }
   *type_out = result->fields[0].type;
-  int32_t long_form = 0;
-  field_to_text(result, static_cast<uint8_t*>(value_buf), &long_form);
-  if (long_form) *type_out += 100;
+  int32_t cut = 0;
+  field_to_text(result, static_cast<uint8_t*>(value_buf), value_cap, &cut);
+  if (cut) *type_out += 100;
 }
 
 // "A": reads the result, and reports it when "K" follows. A result followed by more
 // letters is not the answer and is dropped. 1 when the reply ended, 0 to go on, or a code.
-int32_t recv_scalar_result(ConnRecord* conn, void* value_buf, int32_t* type_out) {
+int32_t recv_scalar_result(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out) {
   ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
   if (!result) return -5;
   result->kind = HT_RESULT;
@@ -59,13 +59,13 @@ int32_t recv_scalar_result(ConnRecord* conn, void* value_buf, int32_t* type_out)
   int32_t rc = read_field_descs(conn, result);
   if (rc == 0) rc = recv_scalar_rows(conn, result);
   if (rc == 0) rc = peek_reply_end(conn);
-  if (rc == 1) report_first_value(result, value_buf, type_out);
+  if (rc == 1) report_first_value(result, value_buf, value_cap, type_out);
   free_result(result);
   return rc;
 }
 }  // namespace
 
-int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
+int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out) {
   int32_t type_scratch = 0;
   if (!type_out) type_out = &type_scratch;
   int32_t ret = 0;
@@ -89,7 +89,7 @@ int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
         // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
         char bkmk[ROWID_BUF_SIZE] = {};
         if (!recv_counted_id(conn, bkmk, ROWID_BUF_SIZE - 1)) return -4;
-        memcpy(value_buf, bkmk, strlen(bkmk) + 1);
+        str_copy_bounded(static_cast<char*>(value_buf), value_cap, bkmk);
         int32_t end = peek_reply_end(conn);
         if (end != 0) return end < 0 ? end : 1;
         break;
@@ -105,7 +105,7 @@ int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t* type_out) {
         break;
       }
       case 'A': {
-        int32_t rc = recv_scalar_result(conn, value_buf, type_out);
+        int32_t rc = recv_scalar_result(conn, value_buf, value_cap, type_out);
         if (rc < 0) return rc;
         if (rc == 1) return 0;
         break;
