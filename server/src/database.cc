@@ -61,8 +61,6 @@ bool exec(sqlite3* db, const char* sql, std::string& error) {
   return false;
 }
 
-int stop_requested(void* stopping) { return static_cast<const std::atomic<bool>*>(stopping)->load() ? 1 : 0; }
-
 }  // namespace
 
 std::unique_ptr<Database> Database::open(const std::string& path, std::string& error) {
@@ -94,7 +92,7 @@ Database::~Database() {
   for (const char* suffix : {"", "-wal", "-shm", "-journal"}) std::remove((path_ + suffix).c_str());
 }
 
-DbPtr Database::connect(int busy_timeout_ms, const std::atomic<bool>* stopping, std::string& error) const {
+DbPtr Database::connect(int busy_timeout_ms, std::string& error) const {
   sqlite3* raw = nullptr;
   int rc = sqlite3_open_v2(path_.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
   DbPtr db(raw);
@@ -103,7 +101,6 @@ DbPtr Database::connect(int busy_timeout_ms, const std::atomic<bool>* stopping, 
     return nullptr;
   }
   sqlite3_busy_timeout(db.get(), busy_timeout_ms);
-  sqlite3_progress_handler(db.get(), 10000, stop_requested, const_cast<std::atomic<bool>*>(stopping));
   // A private database dies with the server, so nothing is gained by waiting for the disk.
   if (!exec(db.get(), private_ ? "PRAGMA synchronous=OFF" : "PRAGMA synchronous=NORMAL", error)) return nullptr;
   return db;

@@ -1,7 +1,6 @@
 // The database all connections of a server share, and the opening of connections to it.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <string>
 
@@ -20,8 +19,8 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   // A connection for one client. A lock held by another connection is waited for up to
-  // `busy_timeout_ms`; a running statement is abandoned once `*stopping` turns true.
-  DbPtr connect(int busy_timeout_ms, const std::atomic<bool>* stopping, std::string& error) const;
+  // `busy_timeout_ms`.
+  DbPtr connect(int busy_timeout_ms, std::string& error) const;
   const std::string& path() const { return path_; }
 
  private:

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -75,6 +76,11 @@ void Server::serve(Client* client) {
   ::close(client->fd);
   client->fd = -1;
   client->done = true;
+}
+
+size_t Server::links() {
+  std::lock_guard<std::mutex> lock(clients_mutex_);
+  return static_cast<size_t>(std::count_if(clients_.begin(), clients_.end(), [](const Client& c) { return !c.done; }));
 }
 
 // Called with clients_mutex_ held.

@@ -27,6 +27,8 @@ class Server {
   bool start(std::string& error);
   // The port listened on, the system's pick when the options asked for 0.
   int port() const { return port_; }
+  // Links open now.
+  size_t links();
   // Closes every link, waits for their threads and releases the database.
   void stop();
 

@@ -25,7 +25,7 @@ void set_receive_timeout(int fd, int seconds) {
 }  // namespace
 
 Session::Session(int fd, const ServerOptions& options, const Database& database, StopSignal& stop)
-    : fd_(fd), options_(options), database_(database), stop_(stop), in_(fd), out_(fd) {}
+    : fd_(fd), options_(options), database_(database), stop_(stop), in_(fd), out_(fd), watch_(fd, stop) {}
 
 void Session::serve() {
   if (!login()) return;
@@ -66,11 +66,12 @@ bool Session::login() {
     refuse("[E10002]login refused: wrong user name or password");
     return false;
   }
-  db_ = database_.connect(options_.busy_timeout_ms, &stop_.flag(), error);
+  db_ = database_.connect(options_.busy_timeout_ms, error);
   if (!db_) {
     refuse("[E10001]" + error);
     return false;
   }
+  watch_.watch(db_.get());
   LobPolicy lobs;
   if (request.lob_descriptors) lobs = LobPolicy{&lobs_, options_.lob_inline_max};
   runner_ = std::make_unique<StatementRunner>(db_.get(), request.auto_commit, lobs);

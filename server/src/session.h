@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "client_watch.h"
 #include "database.h"
 #include "faults.h"
 #include "lob_store.h"
@@ -41,6 +42,7 @@ class Session {
   StopSignal& stop_;
   SocketReader in_;
   ReplyWriter out_;
+  ClientWatch watch_;  // before db_, which must not outlive it
   DbPtr db_;
   LobStore lobs_;
   std::unique_ptr<StatementRunner> runner_;

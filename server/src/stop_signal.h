@@ -18,7 +18,6 @@ class StopSignal {
     woken_.notify_all();
   }
   bool raised() const { return flag_.load(); }
-  const std::atomic<bool>& flag() const { return flag_; }
   // Sleeps for `ms` milliseconds or until the signal is raised.
   void sleep_for(int64_t ms) {
     std::unique_lock<std::mutex> lock(mutex_);

@@ -8,10 +8,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -61,6 +63,13 @@ inline std::string login_text(const std::string& user, const std::string& passwo
   return "login database = SYSTEM user='" + user + "' password='" + password + "'" + clauses + " version = '301'";
 }
 inline const std::string kLoggedIn = "N" + be32(301) + "K";
+
+// Polls `done` every 10 ms for up to `ms` milliseconds; its last answer.
+template <typename Check>
+bool within_ms(int ms, Check done) {
+  for (int waited = 0; waited < ms && !done(); waited += 10) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  return done();
+}
 
 class TestClient {
  public:
