@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "sandbox.h"
+
 namespace zv {
 namespace {
 
@@ -103,6 +105,7 @@ DbPtr Database::connect(int busy_timeout_ms, std::string& error) const {
   sqlite3_busy_timeout(db.get(), busy_timeout_ms);
   // A private database dies with the server, so nothing is gained by waiting for the disk.
   if (!exec(db.get(), private_ ? "PRAGMA synchronous=OFF" : "PRAGMA synchronous=NORMAL", error)) return nullptr;
+  confine(db.get());
   return db;
 }
 

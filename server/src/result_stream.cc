@@ -1,5 +1,6 @@
 #include "result_stream.h"
 
+#include "sqlite_error.h"
 #include "text_util.h"
 
 namespace zv {
@@ -73,7 +74,7 @@ void ResultStream::write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t l
 }
 
 std::string ResultStream::error_text() const {
-  return std::string("[E10001]") + sqlite3_errmsg(sqlite3_db_handle(stmt_.get()));
+  return sqlite_error_text(sqlite3_db_handle(stmt_.get()));
 }
 
 }  // namespace zv

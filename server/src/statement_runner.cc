@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "interval_type_quoting.h"
+#include "sqlite_error.h"
 #include "text_util.h"
 
 namespace zv {
@@ -218,6 +219,6 @@ bool StatementRunner::fetch_cursor(const SpecialStatement& s, ReplyWriter& out) 
   return true;
 }
 
-void StatementRunner::sqlite_error(ReplyWriter& out) { out.error(std::string("[E10001]") + sqlite3_errmsg(db_)); }
+void StatementRunner::sqlite_error(ReplyWriter& out) { out.error(sqlite_error_text(db_)); }
 
 }  // namespace zv
