@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "text_util.h"
+
 namespace zv {
 
 ReplyWriter::ReplyWriter(int fd) : fd_(fd), buf_(new char[kCapacity]) {}
@@ -26,6 +28,11 @@ void ReplyWriter::bytes(const void* data, size_t n) {
 void ReplyWriter::string(std::string_view s) {
   int32(static_cast<int32_t>(s.size()));
   bytes(s.data(), s.size());
+}
+
+void ReplyWriter::error(std::string_view text) {
+  letter('E');
+  string(clip(text, kMaxErrorText));
 }
 
 bool ReplyWriter::flush() {

@@ -13,6 +13,7 @@ namespace zv {
 class ReplyWriter {
  public:
   static constexpr size_t kCapacity = 64 * 1024;
+  static constexpr size_t kMaxErrorText = 200;
 
   explicit ReplyWriter(int fd);
 
@@ -38,11 +39,9 @@ class ReplyWriter {
   void bytes(const void* data, size_t n);
   // int32 length, then the bytes.
   void string(std::string_view s);
-  // An error record: "E" and its text.
-  void error(std::string_view text) {
-    letter('E');
-    string(text);
-  }
+  // An error record: "E" and its text, of which at most kMaxErrorText bytes go out, since
+  // SQLite's messages may quote a statement of any length.
+  void error(std::string_view text);
 
   // Sends what is buffered; false once the link has failed.
   bool flush();

@@ -25,6 +25,13 @@ bool iequals(std::string_view a, std::string_view b) {
   return true;
 }
 
+std::string clip(std::string_view s, size_t max) {
+  if (s.size() <= max) return std::string(s);
+  size_t end = max;
+  while (end > 0 && (static_cast<unsigned char>(s[end]) & 0xC0) == 0x80) --end;  // a UTF-8 continuation byte
+  return std::string(s.substr(0, end)) + "...";
+}
+
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v'; }
 
 std::string_view trim(std::string_view s) {

@@ -17,6 +17,9 @@ std::string_view trim(std::string_view s);
 std::string_view strip_statement_end(std::string_view s);
 // Whitespace-separated words, at most `max_words` of them.
 std::vector<std::string_view> split_words(std::string_view s, size_t max_words = SIZE_MAX);
+// `s` when it has at most `max` bytes, else its first `max` bytes or fewer (a character
+// is not cut in two) and "...".
+std::string clip(std::string_view s, size_t max);
 // Optional sign and decimal digits, nothing else; false on overflow.
 bool parse_int64(std::string_view s, int64_t& out);
 
