@@ -94,7 +94,7 @@ Database::~Database() {
   for (const char* suffix : {"", "-wal", "-shm", "-journal"}) std::remove((path_ + suffix).c_str());
 }
 
-DbPtr Database::connect(int busy_timeout_ms, std::string& error) const {
+DbPtr Database::connect(int busy_timeout_ms, int64_t value_max, std::string& error) const {
   sqlite3* raw = nullptr;
   int rc = sqlite3_open_v2(path_.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
   DbPtr db(raw);
@@ -105,7 +105,7 @@ DbPtr Database::connect(int busy_timeout_ms, std::string& error) const {
   sqlite3_busy_timeout(db.get(), busy_timeout_ms);
   // A private database dies with the server, so nothing is gained by waiting for the disk.
   if (!exec(db.get(), private_ ? "PRAGMA synchronous=OFF" : "PRAGMA synchronous=NORMAL", error)) return nullptr;
-  confine(db.get());
+  confine(db.get(), value_max);
   return db;
 }
 

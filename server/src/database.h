@@ -1,6 +1,7 @@
 // The database all connections of a server share, and the opening of connections to it.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -19,8 +20,8 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   // A connection for one client. A lock held by another connection is waited for up to
-  // `busy_timeout_ms`.
-  DbPtr connect(int busy_timeout_ms, std::string& error) const;
+  // `busy_timeout_ms`; no string, blob or row may be longer than `value_max` bytes.
+  DbPtr connect(int busy_timeout_ms, int64_t value_max, std::string& error) const;
   const std::string& path() const { return path_; }
 
  private:

@@ -9,6 +9,7 @@ namespace zv {
 namespace {
 
 constexpr std::string_view kVersionClause = " version = '";
+constexpr std::string_view kCipherIntro = "~ssl~";
 
 struct Clause {
   std::string key;
@@ -95,6 +96,17 @@ bool login_text_complete(std::string_view text) {
   size_t value_start = p + kVersionClause.size();
   return text.size() > value_start && text.back() == '\'' &&
          text.find('\'', value_start) == text.size() - 1;
+}
+
+LoginTextRead read_login_text(SocketReader& in, size_t max, std::string& text) {
+  while (!login_text_complete(text)) {
+    if (text == kCipherIntro) return LoginTextRead::kEnciphered;
+    if (text.size() >= max) return LoginTextRead::kTooLong;
+    int b = in.byte();
+    if (b < 0) return LoginTextRead::kEnded;
+    text += static_cast<char>(b);
+  }
+  return LoginTextRead::kComplete;
 }
 
 bool parse_login(std::string_view text, LoginRequest& out, std::string& error) {

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "socket_reader.h"
+
 namespace zv {
 
 struct LoginRequest {
@@ -22,12 +24,19 @@ struct LoginRequest {
   bool lob_descriptors = false;  // large objects may be sent as descriptors
 };
 
-// Longest login text accepted.
-constexpr size_t kMaxLoginText = 1024;
-
 // The text carries no length and no terminator: it is complete once the closing
 // quote of its last clause, " version = '...'", has arrived.
 bool login_text_complete(std::string_view text);
+
+enum class LoginTextRead {
+  kComplete,
+  kEnded,       // the link failed or closed first
+  kEnciphered,  // the client asks for an enciphered link
+  kTooLong,     // more than `max` bytes came without the text being complete
+};
+
+// Reads a login text of at most `max` bytes into `text`.
+LoginTextRead read_login_text(SocketReader& in, size_t max, std::string& text);
 
 // Parses the clauses; false with a reason when the text is not a login.
 bool parse_login(std::string_view text, LoginRequest& out, std::string& error);

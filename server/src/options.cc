@@ -7,6 +7,30 @@
 namespace zv {
 namespace {
 
+struct NumberOption {
+  const char* name;
+  int64_t low, high;
+  int64_t ServerOptions::*field;
+};
+
+// SQLite makes no string or blob longer than 1,000,000,000 bytes, whatever it is asked.
+constexpr NumberOption kNumberOptions[] = {
+    {"--lob-inline-max", 0, 1 << 30, &ServerOptions::lob_inline_max},
+    {"--login-max", 64, 1 << 20, &ServerOptions::login_max},
+    {"--command-max", 0, INT32_MAX, &ServerOptions::command_max},
+    {"--parameter-max", 0, INT64_MAX, &ServerOptions::parameter_max},
+    {"--value-max", 1, 1000000000, &ServerOptions::value_max},
+    {"--idle-timeout", 0, INT32_MAX, &ServerOptions::idle_timeout_ms},
+    {"--max-links", 1, 100000, &ServerOptions::max_links},
+};
+
+const NumberOption* number_option(const std::string& name) {
+  for (const NumberOption& o : kNumberOptions) {
+    if (name == o.name) return &o;
+  }
+  return nullptr;
+}
+
 bool to_number(const char* text, int64_t low, int64_t high, int64_t& out) {
   errno = 0;
   char* end = nullptr;
@@ -21,7 +45,9 @@ bool to_number(const char* text, int64_t low, int64_t high, int64_t& out) {
 const char* usage_text() {
   return "usage: zanvo-server [--port N] [--database FILE] [--user U --password P]\n"
          "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n"
-         "                    [--exit-with-parent]\n";
+         "                    [--exit-with-parent] [--login-max BYTES] [--command-max BYTES]\n"
+         "                    [--parameter-max BYTES] [--value-max BYTES] [--idle-timeout MS]\n"
+         "                    [--max-links N]\n";
 }
 
 bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error) {
@@ -53,9 +79,8 @@ bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error
     } else if (name == "--busy-timeout") {
       good = to_number(value, 0, 3600 * 1000, n);
       out.busy_timeout_ms = static_cast<int>(n);
-    } else if (name == "--lob-inline-max") {
-      good = to_number(value, 0, 1 << 30, n);
-      out.lob_inline_max = n;
+    } else if (const NumberOption* o = number_option(name)) {
+      good = to_number(value, o->low, o->high, out.*(o->field));
     } else {
       error = "unknown option " + name;
       return false;

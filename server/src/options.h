@@ -15,6 +15,13 @@ struct ServerOptions {
   int busy_timeout_ms = 1000;   // longest wait for a lock held by another connection
   int64_t lob_inline_max = 4096;  // larger objects go out as descriptors
   bool exit_with_parent = false;  // stop when the process that started the server ends
+  // What one client may cost the server.
+  int64_t login_max = 1024;            // longest login text
+  int64_t command_max = 128 << 20;     // longest command text
+  int64_t parameter_max = 64 << 20;    // most parameter bytes behind one command
+  int64_t value_max = 256 << 20;       // largest string, blob or row a statement may make
+  int64_t idle_timeout_ms = 600000;    // a link silent this long is closed; 0: never
+  int64_t max_links = 256;             // links served at once; more are refused
 };
 
 // Fills `out` from argv; on a bad option returns false with a message in `error`.

@@ -43,8 +43,9 @@ int authorize(void*, int action, const char* first, const char* second, const ch
 
 }  // namespace
 
-void confine(sqlite3* db) {
+void confine(sqlite3* db, int64_t value_max) {
   sqlite3_set_authorizer(db, authorize, nullptr);
+  sqlite3_limit(db, SQLITE_LIMIT_LENGTH, static_cast<int>(value_max));
   sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 0);
   sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
   sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);

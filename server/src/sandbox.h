@@ -4,9 +4,12 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
+
 namespace zv {
 
-// Installs the authorizer and the limits on a client's connection.
-void confine(sqlite3* db);
+// Installs the authorizer and the limits on a client's connection; no string, blob or row
+// may be longer than `value_max` bytes.
+void confine(sqlite3* db, int64_t value_max);
 
 }  // namespace zv

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "reply_writer.h"
 #include "session.h"
 
 namespace zv {
@@ -56,14 +57,28 @@ void Server::accept_loop() {
     ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
     std::lock_guard<std::mutex> lock(clients_mutex_);
     reap_finished_clients();
-    if (clients_.size() >= kMaxClients || stop_.raised()) {
+    if (stop_.raised()) {
       ::close(fd);
+      continue;
+    }
+    if (clients_.size() >= static_cast<size_t>(options_.max_links)) {
+      refuse_link(fd);
       continue;
     }
     Client& client = clients_.emplace_back();
     client.fd = fd;
     client.thread = std::thread(&Server::serve, this, &client);
   }
+}
+
+// Answered as a refused login, which the client reports, rather than by a bare close.
+// The few bytes fit in the new socket's empty send buffer, so the send does not wait.
+void Server::refuse_link(int fd) {
+  ReplyWriter out(fd);
+  out.error("[E10002]too many links: this server serves at most " + std::to_string(options_.max_links) + " at once");
+  out.flush();
+  ::shutdown(fd, SHUT_WR);
+  ::close(fd);
 }
 
 void Server::serve(Client* client) {

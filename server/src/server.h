@@ -15,8 +15,6 @@ namespace zv {
 
 class Server {
  public:
-  static constexpr size_t kMaxClients = 1000;
-
   explicit Server(ServerOptions options);
   ~Server();
 
@@ -41,6 +39,7 @@ class Server {
 
   void accept_loop();
   void serve(Client* client);
+  void refuse_link(int fd);
   void reap_finished_clients();
 
   ServerOptions options_;

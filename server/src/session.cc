@@ -3,23 +3,24 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "lob_fetch.h"
-#include "parameter_skipper.h"
 #include "text_util.h"
 
 namespace zv {
 namespace {
 
-constexpr std::string_view kCipherIntro = "~ssl~";
-constexpr int kLoginTimeoutSeconds = 10;
+constexpr int64_t kLoginTimeoutMs = 10000;
 
-void set_receive_timeout(int fd, int seconds) {
+// A wait for the client, to read from it or to send to it, that lasts longer than `ms`
+// fails and so ends the link; 0 waits forever.
+void set_timeouts(int fd, int64_t ms) {
   timeval tv{};
-  tv.tv_sec = seconds;
+  tv.tv_sec = ms / 1000;
+  tv.tv_usec = static_cast<suseconds_t>(ms % 1000 * 1000);
   ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+  ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
 }
 
 }  // namespace
@@ -28,34 +29,28 @@ Session::Session(int fd, const ServerOptions& options, const Database& database,
     : fd_(fd), options_(options), database_(database), stop_(stop), in_(fd), out_(fd), watch_(fd, stop) {}
 
 void Session::serve() {
+  // A client that never finishes its login text is not waited for long.
+  set_timeouts(fd_, kLoginTimeoutMs);
   if (!login()) return;
+  set_timeouts(fd_, options_.idle_timeout_ms);
   while (!stop_.raised() && serve_command()) {
   }
 }
 
-// A client that never finishes its login text is not waited for forever.
-bool Session::read_login_text(std::string& text) {
-  set_receive_timeout(fd_, kLoginTimeoutSeconds);
-  while (!login_text_complete(text)) {
-    if (text == kCipherIntro) {
-      refuse("[E10008]enciphered links are not supported");
-      return false;
-    }
-    if (text.size() >= kMaxLoginText) {
-      refuse("[E10002]login text too long");
-      return false;
-    }
-    int b = in_.byte();
-    if (b < 0) return false;
-    text += static_cast<char>(b);
-  }
-  set_receive_timeout(fd_, 0);
-  return true;
-}
-
 bool Session::login() {
   std::string text;
-  if (!read_login_text(text)) return false;
+  switch (read_login_text(in_, static_cast<size_t>(options_.login_max), text)) {
+    case LoginTextRead::kComplete:
+      break;
+    case LoginTextRead::kEnded:
+      return false;
+    case LoginTextRead::kEnciphered:
+      refuse("[E10008]enciphered links are not supported");
+      return false;
+    case LoginTextRead::kTooLong:
+      refuse("[E10002]login text too long");
+      return false;
+  }
   LoginRequest request;
   std::string error;
   if (!parse_login(text, request, error)) {
@@ -66,7 +61,7 @@ bool Session::login() {
     refuse("[E10002]login refused: wrong user name or password");
     return false;
   }
-  db_ = database_.connect(options_.busy_timeout_ms, error);
+  db_ = database_.connect(options_.busy_timeout_ms, options_.value_max, error);
   if (!db_) {
     refuse("[E10001]" + error);
     return false;
@@ -88,32 +83,29 @@ void Session::refuse(const std::string& reason) {
   out_.flush();
 }
 
-// Grows the text as its bytes arrive, so that a length alone reserves no memory.
-bool Session::read_text(size_t n, std::string& text) {
-  constexpr size_t kStep = 1 << 20;
-  while (text.size() < n) {
-    size_t done = text.size();
-    text.resize(done + std::min(kStep, n - done));
-    if (!in_.exact(&text[done], text.size() - done)) return false;
-  }
-  return true;
+// A command over a limit is answered and ends the link: the rest of it is never read, so
+// the link cannot be kept in step.
+void Session::refuse_command(const std::string& reason) {
+  out_.error(reason);
+  out_.letter('K');
+  out_.flush();
 }
 
-// A command: "?", int32 length, the text and its NUL, int32 parameter word. A lone "."
-// between commands asks for more rows of a reply already sent in full, so it is passed over.
 bool Session::serve_command() {
-  int intro;
-  while ((intro = in_.byte()) == '.') {
+  Command command;
+  const CommandLimits limits{options_.command_max, options_.parameter_max, options_.reply_version == 301};
+  switch (read_command(in_, limits, command)) {
+    case CommandRead::kCommand:
+      break;
+    case CommandRead::kEnded:
+      return false;
+    case CommandRead::kTextTooLong:
+      refuse_command("[E10007]command text longer than " + std::to_string(options_.command_max) + " bytes");
+      return false;
+    case CommandRead::kParametersTooLarge:
+      refuse_command("[E10003]parameters longer than " + std::to_string(options_.parameter_max) + " bytes");
+      return false;
   }
-  if (intro != '?') return false;
-  int32_t len;
-  if (!in_.int32(len) || len < 0 || len > kMaxCommandText) return false;
-  std::string text;
-  int32_t word;
-  if (!read_text(static_cast<size_t>(len) + 1, text) || !in_.int32(word)) return false;
-  text.pop_back();
-  bool had_parameters = word != 0;
-  if (had_parameters && !skip_parameters(in_, static_cast<uint32_t>(word), options_.reply_version == 301)) return false;
 
   Fault fault = std::exchange(pending_fault_, Fault{});
   if (fault.kind == FaultKind::kStall) {
@@ -124,7 +116,7 @@ bool Session::serve_command() {
   if (fault.kind == FaultKind::kLetter || fault.kind == FaultKind::kLength || fault.kind == FaultKind::kColumns) {
     write_fault_reply(fault, out_);
   } else {
-    answer(text, had_parameters);
+    answer(command.text, command.parameter_word != 0);
   }
   return out_.flush() && fault.kind != FaultKind::kCloseAfter;
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "client_watch.h"
+#include "command_reader.h"
 #include "database.h"
 #include "faults.h"
 #include "lob_store.h"
@@ -20,9 +21,6 @@ namespace zv {
 
 class Session {
  public:
-  // Longest command text accepted.
-  static constexpr int32_t kMaxCommandText = 256 << 20;
-
   Session(int fd, const ServerOptions& options, const Database& database, StopSignal& stop);
 
   // Serves the link until the client leaves, misbehaves or the server stops.
@@ -30,10 +28,9 @@ class Session {
 
  private:
   bool login();
-  bool read_login_text(std::string& text);
   void refuse(const std::string& reason);
+  void refuse_command(const std::string& reason);
   bool serve_command();
-  bool read_text(size_t n, std::string& text);
   void answer(std::string_view text, bool had_parameters);
 
   int fd_;

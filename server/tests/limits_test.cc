@@ -22,5 +22,101 @@ TEST_F(ServerTest, ErrorTextsQuoteAtMost200BytesOfTheStatement) {
   }
 }
 
+TEST_F(ServerTest, ACommandOverTheTextOrParameterLimitIsAnsweredAndEndsTheLink) {
+  zv::ServerOptions options;
+  options.command_max = 1000;
+  options.parameter_max = 100;
+  start(options);
+  auto head = [](int32_t data_len) { return be16(0) + be16(1) + be16(30) + be32(data_len); };  // 10 bytes
+  auto parameter = [&](int32_t data_len) { return head(data_len) + std::string(static_cast<size_t>(data_len), 'p'); };
+  auto c = connect();
+  EXPECT_EQ(c->value("select 1" + std::string(992, ' ')), be32(1));
+  c->command("select 2", 1, parameter(90));
+  EXPECT_EQ(c->reply().records.at(0).text, "[E10003]statement parameters are not supported by this server");
+  EXPECT_EQ(c->value("select 3"), be32(3));
+
+  const struct {
+    std::string bytes;  // as much of the command as is sent
+    std::string error;
+  } cases[] = {
+      {"?" + be32(1001) + "select 1", "[E10007]command text longer than 1000 bytes"},
+      {"?" + be32(1 << 30) + std::string(200000, ' '), "[E10007]command text longer than 1000 bytes"},
+      {"?" + be32(8) + "select 1" + '\0' + be32(1) + parameter(91), "[E10003]parameters longer than 100 bytes"},
+      {"?" + be32(8) + "select 1" + '\0' + be32(1) + head(1 << 30),
+       "[E10003]parameters longer than 100 bytes"},
+  };
+  for (const auto& k : cases) {
+    auto over = connect();
+    over->send(k.bytes);
+    EXPECT_EQ(over->bytes(1), "E");
+    EXPECT_EQ(over->string(), k.error);
+    EXPECT_EQ(over->bytes(1), "K");
+    EXPECT_TRUE(over->closed_by_server());
+  }
+}
+
+TEST_F(ServerTest, AValueOverTheLimitIsAnErrorInsteadOfBeingBuilt) {
+  zv::ServerOptions options;
+  options.value_max = 1000;
+  start(options);
+  auto c = connect();
+  EXPECT_EQ(c->value("select length(randomblob(1000))"), be32(1000));
+  for (const char* text : {"select randomblob(1001)", "select length(zeroblob(999) || 'ab')",
+                           "select length(group_concat('0123456789')) from (select 1 from "
+                           "(WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n WHERE x < 200) "
+                           "SELECT x FROM n))"}) {
+    Reply r = c->run(text);
+    ASSERT_EQ(r.letters, "E") << text;
+    EXPECT_EQ(r.records[0].text, "[E10001]string or blob too big") << text;
+  }
+}
+
+TEST_F(ServerTest, ALinkIdleForLongerThanTheTimeOutIsClosed) {
+  zv::ServerOptions options;
+  options.idle_timeout_ms = 300;
+  start(options);
+  auto busy = connect();
+  for (int i = 0; i < 5; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_EQ(busy->value("select " + std::to_string(i)), be32(i));
+  }
+  auto idle = connect();
+  auto stalled = connect();
+  stalled->send("?" + be32(100) + "select");
+  auto started = std::chrono::steady_clock::now();
+  EXPECT_TRUE(idle->closed_by_server());
+  EXPECT_TRUE(stalled->closed_by_server());
+  auto waited = std::chrono::steady_clock::now() - started;
+  EXPECT_GE(waited, std::chrono::milliseconds(250));
+  EXPECT_LT(waited, std::chrono::milliseconds(2000));
+}
+
+TEST_F(ServerTest, LinksOverTheLimitAndLongLoginTextsAreRefused) {
+  zv::ServerOptions options;
+  options.max_links = 2;
+  options.login_max = 100;
+  start(options);
+  auto first = connect();
+  auto second = connect();
+  for (int i = 0; i < 3; ++i) {
+    TestClient third(port());
+    EXPECT_EQ(third.login(login_text("SYSDBA", "SYSDBA")), "E");
+    EXPECT_EQ(third.string(), "[E10002]too many links: this server serves at most 2 at once");
+    EXPECT_TRUE(third.closed_by_server());
+  }
+  first.reset();
+  ASSERT_TRUE(within_ms(2000, [&] { return server_->links() == 1; }));
+  auto again = connect();
+  EXPECT_EQ(again->value("select 8"), be32(8));
+
+  second.reset();
+  ASSERT_TRUE(within_ms(2000, [&] { return server_->links() == 1; }));
+  TestClient wordy(port());
+  std::string text = login_text("SYSDBA", "SYSDBA", " keyword_filter='" + std::string(40, 'k') + "'");
+  ASSERT_GT(text.size(), 100u);
+  EXPECT_EQ(wordy.login(text), "E");
+  EXPECT_EQ(wordy.string(), "[E10002]login text too long");
+}
+
 }  // namespace
 }  // namespace zvtest
