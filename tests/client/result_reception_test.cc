@@ -228,7 +228,7 @@ TEST(ResultReception, BrokenAndHostileStreamsFailCleanly) {
       {"negative prefix length", head + "*" + be32(-2) + int_field(1) + wire_str("a") + "K", -4, -4},
       {"value of 2 GB", head + "R" + int_field(1) + be32(0x7fffffff) + "K", -4, -4},
       {"4001 columns", "A" + be32(4001) + "K", -4, -4},
-      {"negative name length", "A" + be32(1) + be32(-3) + "K", -1, -1},
+      {"negative name length", "A" + be32(1) + be32(-3) + "K", -4, -4},
   };
   for (const auto& [what, reply, code, all_code] : cases) {
     SCOPED_TRACE(what);

@@ -8,6 +8,7 @@
 #include "reply_script.h"
 #include "results/reception.h"
 #include "results/row_store.h"
+#include "statements/command.h"
 #include "zvc.h"
 
 // The host-order bytes of a value, as a slot or a caller's buffer holds it.

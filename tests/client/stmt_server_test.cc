@@ -128,13 +128,19 @@ TEST_F(StmtServer, LargeObjects) {
 
 TEST_F(StmtServer, FaultsLeaveTheSemaphoreReleased) {
   ASSERT_EQ(1, ZVC_ExecNoQuery(&conn, "insert into t (id) values (1)"));
-  // A reply of one unknown letter ends the reader; nothing else came, so the link stays in step.
-  // So does an error text whose length no string can have.
+  // A reply left before its end (an unknown letter, an error text whose length no string can
+  // have) drops the link: the next call fails cleanly instead of reading the rest as its own
+  // reply, and a reconnect gives a working link.
   const std::pair<const char*, int32_t> faults[] = {
       {"ZANVO FAULT LETTER Z", 0}, {"ZANVO FAULT LENGTH -5", -4}, {"ZANVO FAULT LENGTH 2000000000", -4}};
   for (const auto& [fault, rc] : faults) {
     ASSERT_EQ(0, ZVC_ExecNoQuery(&conn, fault));
+    testing::internal::CaptureStdout();
     EXPECT_EQ(rc, ZVC_ExecNoQuery(&conn, "update t set name = 'b'")) << fault;
+    EXPECT_EQ(-4, ZVC_ExecNoQuery(&conn, "update t set name = 'c'")) << fault;
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(1, semaphore_count(conn));
+    ASSERT_EQ(1, ZVC_Reconnect(&conn));
     EXPECT_EQ(1, ZVC_ExecNoQuery(&conn, "update t set name = 'c'")) << fault;
   }
   // Cut inside the first row of a result: the rows stop, and every later read fails.

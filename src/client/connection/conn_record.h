@@ -39,6 +39,7 @@ struct ConnRecord {
   int32_t lob_ret;
   int32_t verbose_mode;  // bit 1 all, 2 errors, 4 warnings
   char pushback;         // one reply letter handed back; 0 means none
+  int32_t out_of_step;   // a reply was left before its "K": the link can no longer be read in step
   int64_t socket;        // 0 means not connected
   Semaphore* semaphore;
   uint32_t addr;

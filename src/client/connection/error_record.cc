@@ -4,10 +4,6 @@
 #include <cstring>
 
 #include "connection/client_text.h"
-#include "connection/conn_record.h"
-#include "results/lob.h"
-#include "results/result_record.h"
-#include "zvc.h"
 
 namespace {
 
@@ -43,19 +39,6 @@ void split_coded_message(ErrorRecord* rec, const char* message, size_t len) {
   keep_whole_text(rec, body, body_len);
 }
 
-const char* handle_error_text(void* record, int32_t kind) {
-  switch (kind) {
-    case HT_CONN:
-      return static_cast<ConnRecord*>(record)->error_text;
-    case HT_RESULT:
-      return static_cast<ResultRecord*>(record)->message;
-    case HT_LOB:
-      return static_cast<LobHandle*>(record)->error_text;
-    default:
-      return nullptr;
-  }
-}
-
 }  // namespace
 
 ErrorRecord* make_error_record(const char* message) {
@@ -84,16 +67,3 @@ void free_error_record(ErrorRecord* record) {
   free(record);
 }
 
-int32_t ZVC_GetError(void** handle, char* code_out, char* text_out) {
-  if (!handle || !*handle) return ZV_BAD_HANDLE;
-  int32_t kind = *static_cast<int32_t*>(*handle);
-  if (kind == HT_PARAMS) return 0;
-  if (kind != HT_CONN && kind != HT_RESULT && kind != HT_LOB) return ZV_BAD_HANDLE;
-  ErrorRecord* rec = make_error_record(handle_error_text(*handle, kind));
-  if (!rec) return ZV_NO_MORE;
-  memcpy(code_out, rec->code, sizeof rec->code);
-  memcpy(text_out, rec->text, static_cast<size_t>(rec->text_len) + 1);
-  int32_t result = rec->ext_len >= 1 ? 2 : 0;
-  free_error_record(rec);
-  return result;
-}

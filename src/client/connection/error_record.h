@@ -14,5 +14,4 @@ struct ErrorRecord {
 // behind them (text_len counts both), and the whole body in ext_text.
 ErrorRecord* make_error_record(const char* message);
 void free_error_record(ErrorRecord* record);
-// ZVC_GetError (zvc.h) copies code and text with their terminators: the caller's buffers
-// need the sizes of the record's fields, 7 and 257 bytes.
+

@@ -4,11 +4,17 @@
 
 #include "connection/login.h"
 
+void drop_link(ConnRecord* conn) {
+  if (conn->socket != 0) plat_socket_close(static_cast<int>(conn->socket));
+  conn->socket = 0;
+  conn->send_len = 0;
+  conn->recv_len = conn->recv_pos = 0;
+  conn->pushback = 0;
+  conn->out_of_step = 0;
+}
+
 bool net_connect(ConnRecord* conn) {
-  if (conn->socket != 0) {
-    plat_socket_close(static_cast<int>(conn->socket));
-    conn->socket = 0;
-  }
+  drop_link(conn);
   // Dotted IPv4 text only: there is no name resolution.
   conn->addr = plat_inet_addr(conn->server_ip);
   // A text that is no address must not become a connect to the broadcast address.

@@ -59,7 +59,7 @@ int32_t ZVC_CloseConnection(ConnRecord** handle) {
   if (!handle || !*handle) return -1;
   ConnRecord* conn = *handle;
   // No farewell goes over the wire: the server sees the link reset.
-  if (conn->socket != 0) plat_socket_close(static_cast<int>(conn->socket));
+  drop_link(conn);
   plat_sem_close(conn->semaphore);
   free(conn->error_text);
   free_server_list(conn->server_list);

@@ -12,11 +12,6 @@
 #include "results/value_text.h"
 #include "zvc.h"
 
-int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,
-                    int32_t* out_len) {
-  if (!result_of(handle)) return -3;
-  return field_to_value(handle, column, ctype, buffer, buffer_len, out_len);
-}
 
 const uint8_t* field_bytes(const uint8_t* row, const FieldDesc* fields, int32_t index, int32_t* len_out) {
   if (field_is_null(row, index)) {

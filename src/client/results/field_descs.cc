@@ -12,9 +12,10 @@ int32_t read_field_descs(ConnRecord* conn, ResultRecord* result) {
   FieldDesc* fields = static_cast<FieldDesc*>(client_alloc(field_num * sizeof(FieldDesc)));
   if (!fields) return -5;
   for (int32_t i = 0; i < field_num; i++) {
-    if (read_field_desc(conn, &fields[i]) != 0) {
+    int32_t rc = read_field_desc(conn, &fields[i]);
+    if (rc != 0) {
       free_field_descs(fields, i);
-      return -1;
+      return rc;
     }
   }
   // Slots follow the status bits, two bits for each field, packed without padding.
@@ -55,7 +56,7 @@ int32_t read_field_desc(ConnRecord* conn, FieldDesc* desc) {
       !recv_int32(conn, &desc->detail)) {
     free(text);
     memset(desc, 0, sizeof *desc);
-    return -1;
+    return ZV_NET_ERROR;
   }
   split_name(text, desc);
   desc->ctype = type_to_ctype(desc->type);

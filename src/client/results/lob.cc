@@ -7,14 +7,11 @@
 
 #include "connection/client_text.h"
 #include "results/lob_chain.h"
-#include "results/lob_fetch.h"
 #include "zvc.h"
 
 namespace {
 // The length that tells ZVC_PutLobData the caller has finished.
 const uint32_t kLobEndMark = 4294967295u;
-// Values of LobHandle.state beside 0, empty.
-enum { LOB_PUT = 1, LOB_COMPLETE = 2 };
 
 LobHandle* lob_of(LobHandle** lob_var) {
   if (!lob_var || !*lob_var || (*lob_var)->kind != HT_LOB) return nullptr;
@@ -23,7 +20,7 @@ LobHandle* lob_of(LobHandle** lob_var) {
 
 // On a connection that asked for descriptors the first byte tells inline bytes ("c", "b")
 // from a descriptor to fetch ("C", "B"). A value of the other family delivers nothing.
-int32_t lob_from_marked_value(ConnRecord* conn, LobHandle* lob, const uint8_t* value, int32_t len, int32_t ctype,
+int32_t lob_from_marked_value(LobHandle* lob, const uint8_t* value, int32_t len, int32_t ctype,
                               int32_t* out_len) {
   *out_len = 0;
   char inline_mark = ctype == 42 ? 'b' : 'c';
@@ -35,8 +32,10 @@ int32_t lob_from_marked_value(ConnRecord* conn, LobHandle* lob, const uint8_t* v
     int32_t n = len - 1 < LOB_CHUNK_SIZE ? len - 1 : LOB_CHUNK_SIZE;
     rc = lob_append(lob, value + 1, n);
   } else {
+    // A descriptor: the object is fetched over the link by the caller of field access.
     lob->desc_text = strndup(reinterpret_cast<const char*>(value), static_cast<size_t>(len));
-    rc = lob->desc_text ? recv_lob(conn, lob) : ZV_NO_MEMORY;
+    if (!lob->desc_text) return ZV_NO_MEMORY;
+    return LOB_NEEDS_FETCH;
   }
   lob->state = LOB_COMPLETE;
   *out_len = static_cast<int32_t>(lob->size);
@@ -131,7 +130,7 @@ int32_t field_to_lob(ResultRecord* result, const FieldDesc* field, const uint8_t
   if (!lob) return ZV_BAD_HANDLE;
   lob_clear(lob);
   ConnRecord* conn = result->conn;
-  if (conn && conn->lob_ret == 1) return lob_from_marked_value(conn, lob, value, len, ctype, out_len);
+  if (conn && conn->lob_ret == 1) return lob_from_marked_value(lob, value, len, ctype, out_len);
   if (!is_lob_source_type(field->type)) return ZV_NO_CONVERSION;
   int32_t rc = lob_append(lob, value, len);
   lob->state = LOB_COMPLETE;

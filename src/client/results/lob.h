@@ -11,6 +11,12 @@ struct LobChunk {
   LobChunk* next;
 };
 
+// Values of LobHandle.state beside 0, empty.
+enum { LOB_PUT = 1, LOB_COMPLETE = 2 };
+// What field access gives for a large object that came as a descriptor: desc_text is set and the
+// object is still to be fetched over the link.
+enum { LOB_NEEDS_FETCH = 1 };
+
 struct LobHandle {
   int32_t kind;  // HT_LOB
   int32_t chunk_count;

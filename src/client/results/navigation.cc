@@ -33,17 +33,3 @@ int32_t ZVC_CloseResult(void** handle) {
   return 0;
 }
 
-int32_t ZVC_FreeHandle(void** handle) {
-  if (!handle) return ZV_BAD_HANDLE;
-  if (!*handle) return 0;
-  switch (*static_cast<int32_t*>(*handle)) {
-    case HT_CONN:
-      return ZVC_CloseConnection(reinterpret_cast<ConnRecord**>(handle));
-    case HT_RESULT:
-      return ZVC_CloseResult(handle);
-    case HT_LOB:
-      return ZVC_FreeLob(reinterpret_cast<LobHandle**>(handle));
-    default:
-      return ZV_BAD_HANDLE;
-  }
-}

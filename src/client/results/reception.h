@@ -9,10 +9,6 @@ enum {
   ROW_BATCH = 20000,                 // rows of one reception batch
 };
 
-// A read that fails gives its code, leaves *result_out as it was and frees whatever was built of
-// the reply. An error letter (E, F) is no failure: it only sets the status that the end reports.
-int32_t recv_result(ConnRecord* conn, ResultRecord** result_out);
-int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out);
 int32_t read_field_descs(ConnRecord* conn, ResultRecord* result);
 int32_t read_field_desc(ConnRecord* conn, FieldDesc* desc);
 // Read rows up to their limit and return how many came (a row that the table refuses counts too,

@@ -3,6 +3,7 @@
 
 #include "connection/client_text.h"
 #include "results/result_handle.h"
+#include "results/result_attr.h"
 #include "zvc.h"
 
 namespace {
@@ -33,6 +34,8 @@ int32_t put_attr(void* value_out, int32_t value_size, int64_t value, int32_t typ
   return 0;
 }
 
+}  // namespace
+
 int32_t result_get_attr(ResultRecord* result, int32_t attribute, void* value_out, int32_t value_size, int32_t* type_out,
                         int32_t* length_out) {
   switch (attribute) {
@@ -53,25 +56,4 @@ int32_t result_get_attr(ResultRecord* result, int32_t attribute, void* value_out
       return ZV_BAD_HANDLE;
   }
 }
-}  // namespace
 
-int32_t ZVC_GetAttr(void** handle, int32_t attribute, void* value_out, int32_t value_size, int32_t* type_out,
-                    int32_t* length_out) {
-  if (!handle || !*handle) return ZV_BAD_HANDLE;
-  switch (*static_cast<int32_t*>(*handle)) {
-    case HT_CONN: {
-      // A connection answers no attribute numbers yet.
-      ConnRecord* conn = static_cast<ConnRecord*>(*handle);
-      set_error_text(&conn->error_text, "[EC0103]connection attribute type get error,unknown attribute type\n");
-      return ZV_BAD_HANDLE;
-    }
-    case HT_RESULT:
-      return result_get_attr(static_cast<ResultRecord*>(*handle), attribute, value_out, value_size, type_out,
-                             length_out);
-    case HT_PARAMS:
-    case HT_LOB:
-      return 0;
-    default:
-      return ZV_BAD_HANDLE;
-  }
-}

@@ -1,8 +1,14 @@
-// The command message and the reply readers of statements that bring no rows or one value.
+// The command message and the reply readers.
 #pragma once
 #include <cstdint>
 #include "connection/conn_record.h"
+#include "results/result_record.h"
 
 int32_t send_sql_params(ConnRecord* conn, const char* text, int32_t word);
 int32_t recv_noQuery(ConnRecord* conn);
 int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out);
+// Replies that bring rows. A read that fails gives its code, leaves *result_out as it was and
+// frees whatever was built of the reply. An error letter (E, F) is no failure: it only sets the
+// status that the end reports.
+int32_t recv_result(ConnRecord* conn, ResultRecord** result_out);
+int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out);

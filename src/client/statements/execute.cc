@@ -1,11 +1,7 @@
-// Running a statement text directly: one command and its whole reply per call, under the
-// connection's semaphore, since a reply carries nothing that ties it to its command.
-#include <cstdlib>
-#include <cstring>
-
+// Running a statement text directly: one exchange per call.
 #include "connection/wire.h"
-#include "results/reception.h"
 #include "statements/command.h"
+#include "statements/exchange.h"
 #include "zvc.h"
 
 namespace {
@@ -15,22 +11,6 @@ ConnRecord* conn_of(ConnRecord** handle) {
   return *handle;
 }
 
-// Takes the semaphore and sends the command; the caller reads the reply and then calls
-// end_exchange. The exchange works on its own copy of the text, which it frees at the end.
-// Null when the copy cannot be made (the semaphore is not taken then).
-char* begin_exchange(ConnRecord* conn, const char* sql) {
-  char* text = strdup(sql);
-  if (!text) return nullptr;
-  plat_sem_wait(conn->semaphore);
-  send_sql_params(conn, text, 0);
-  send_flush(conn);
-  return text;
-}
-
-void end_exchange(ConnRecord* conn, char* text) {
-  plat_sem_signal(conn->semaphore);
-  free(text);
-}
 }  // namespace
 
 int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql) {

@@ -5,92 +5,70 @@
 #include "connection/wire.h"
 #include "results/reception.h"
 #include "statements/command.h"
-#include "statements/reply_items.h"
+#include "statements/reply_reader.h"
 
 namespace {
-// Every failed letter read of this reader says so on standard output.
-bool read_letter(ConnRecord* conn, char* ch) {
-  if (recv_char(conn, ch)) return true;
-  client_print("Net Error %s \n", "recv_noQuery");
-  return false;
+struct NoQuery {
+  int32_t num;  // row ids received
+};
+
+int32_t on_error(ReplyState* st, char) {
+  int32_t rc = recv_reply_text(st->conn);
+  if (rc != 0) return rc;
+  st->ret = ZV_SERVER_ERROR;
+  return REPLY_GO_ON;
 }
 
-// The letter after "I", "U" or "D", as peek_reply_end; a failed read is told like any other.
-int32_t peek_end(ConnRecord* conn) {
-  int32_t end = peek_reply_end(conn);
-  if (end < 0) client_print("Net Error %s \n", "recv_noQuery");
-  return end;
+int32_t on_notice(ReplyState* st, char letter) {
+  int32_t rc = recv_reply_text(st->conn);
+  if (rc != 0) return rc;
+  client_print(letter == 'W' ? "Server Warning %s \n" : "Server Message %s \n", st->conn->error_text);
+  st->ret = 1;
+  return REPLY_GO_ON;
 }
+
+int32_t on_row_id(ReplyState* st, char) {
+  // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
+  char bkmk[ROWID_BUF_SIZE] = {};
+  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  memcpy(st->conn->last_rowid, bkmk, ROWID_BUF_SIZE);
+  st->end_value = ++static_cast<NoQuery*>(st->ctx)->num;
+  return REPLY_PEEK;
+}
+
+int32_t on_count(ReplyState* st, char) {
+  int32_t count = 0;
+  if (!recv_int32(st->conn, &count)) return ZV_NET_ERROR;
+  st->ret = st->end_value = count;
+  return REPLY_PEEK;
+}
+
+// Every failed read of this reader says so on standard output; those inside "I", "U" and "D"
+// also leave their own text.
+void on_failure(ConnRecord* conn, char letter) {
+  if (letter == 'I') {
+    client_print("Insert Prop NetError  \n");
+    set_error_text(&conn->error_text, "[EC004]Insert Prop NetError");
+  } else if (letter == 'U' || letter == 'D') {
+    client_print("Update Prop NetError  \n");
+    set_error_text(&conn->error_text, "[EC004]Update Prop NetError");
+  } else if (letter == 0) {
+    client_print("Net Error %s \n", "recv_noQuery");
+  }
+}
+
+// Rows of a statement run as one that brings none (a SELECT behind another statement) are not
+// wanted here, but what follows them is; output values the caller did not bind are dropped.
+const ReplyLetter kLetters[] = {
+    {'E', on_error},  {'F', on_error}, {'W', on_notice},          {'M', on_notice},
+    {'I', on_row_id}, {'U', on_count}, {'D', on_count},           {'A', drop_result_hook},
+    {'O', drop_out_value_hook},        {'P', drop_out_value_hook}, {0, nullptr},
+};
+const ReplyReader kNoQuery = {kLetters, READ_RET, on_failure};
 }  // namespace
 
 int32_t recv_noQuery(ConnRecord* conn) {
-  int32_t ret = 0;
-  int32_t num = 0;
-  for (;;) {
-    char ch = 0;
-    if (!read_letter(conn, &ch)) return -4;
-    switch (ch) {
-      case 'K':
-        return ret;
-      case 'E':
-      case 'F': {
-        int32_t rc = recv_reply_text(conn);
-        if (rc != 0) return rc;
-        ret = -1;
-        break;
-      }
-      case 'W':
-      case 'M': {
-        int32_t rc = recv_reply_text(conn);
-        if (rc != 0) return rc;
-        client_print(ch == 'W' ? "Server Warning %s \n" : "Server Message %s \n", conn->error_text);
-        ret = 1;
-        break;
-      }
-      case 'I': {
-        // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
-        char bkmk[ROWID_BUF_SIZE] = {};
-        if (!recv_counted_id(conn, bkmk, ROWID_BUF_SIZE - 1)) {
-          client_print("Insert Prop NetError  \n");
-          set_error_text(&conn->error_text, "[EC004]Insert Prop NetError");
-          return -4;
-        }
-        memcpy(conn->last_rowid, bkmk, ROWID_BUF_SIZE);
-        num++;
-        int32_t end = peek_end(conn);
-        if (end != 0) return end < 0 ? end : num;
-        break;
-      }
-      case 'U':
-      case 'D': {
-        int32_t count = 0;
-        if (!recv_int32(conn, &count)) {
-          client_print("Update Prop NetError  \n");
-          set_error_text(&conn->error_text, "[EC004]Update Prop NetError");
-          return -4;
-        }
-        ret = count;
-        int32_t end = peek_end(conn);
-        if (end != 0) return end < 0 ? end : ret;
-        break;
-      }
-      case 'A': {
-        // Rows of a statement run as one that brings none (a SELECT behind another statement):
-        // they are not wanted here, but what follows them is.
-        int32_t rc = drop_result(conn);
-        if (rc != 0) return rc;
-        break;
-      }
-      case 'O':
-      case 'P': {
-        // The statement has output values but the caller took the plain path.
-        int32_t rc = drop_out_value(conn, ch == 'P');
-        if (rc != 0) return rc;
-        ret = -56;
-        break;
-      }
-      default:
-        return ret;
-    }
-  }
+  NoQuery ctx = {};
+  ReplyState st = {conn, 0, 0, &ctx, false};
+  return read_reply(&kNoQuery, &st);
 }

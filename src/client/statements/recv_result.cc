@@ -1,175 +1,151 @@
 // The letters of a reply that brings rows, read into a chain of ResultRecords (recv_result) or
 // into one record (recv_result_all, for fetches from a named cursor).
-#include <cstdlib>
 #include <cstring>
 
 #include "connection/client_text.h"
 #include "connection/wire.h"
 #include "results/reception.h"
 #include "results/row_store.h"
+#include "statements/command.h"
+#include "statements/reply_reader.h"
 
+namespace {
 enum { VERBOSE_ALL = 1, VERBOSE_ERRORS = 2, VERBOSE_WARNINGS = 4 };
 
+// The chain being built: its head, and its last record, behind which the next one goes.
+struct Chain {
+  ResultRecord* head;
+  ResultRecord* last;
+};
+
 // E, F, W, M: the server's text replaces the connection's error text, with a line on standard
-// output as verbose_mode asks. Returns the status that the letter gives, or the read's failure.
-static int32_t recv_server_text(ConnRecord* conn, char letter) {
-  char* text = nullptr;
-  int32_t rc = recv_string(conn, &text);
+// output as verbose_mode asks. An error makes the status -1, a warning or message 0.
+int32_t on_text(ReplyState* st, char letter) {
+  int32_t rc = recv_reply_text(st->conn);
   if (rc != 0) return rc;
-  int32_t status = 0;
+  const char* text = st->conn->error_text;
+  int32_t mode = st->conn->verbose_mode;
   if (letter == 'E' || letter == 'F') {
-    if (conn->verbose_mode & (VERBOSE_ALL | VERBOSE_ERRORS)) client_print("[EC031]Error in recv result :%s \n", text);
-    status = -1;
+    if (mode & (VERBOSE_ALL | VERBOSE_ERRORS)) client_print("[EC031]Error in recv result :%s \n", text);
   } else if (letter == 'W') {
-    if (conn->verbose_mode & (VERBOSE_ALL | VERBOSE_WARNINGS))
-      client_print("[WC032]Server Warning in recv result :%s \n", text);
+    if (mode & (VERBOSE_ALL | VERBOSE_WARNINGS)) client_print("[WC032]Server Warning in recv result :%s \n", text);
   } else {
     client_print("[MC033]Server send message :%s \n", text);
   }
-  free(conn->error_text);
-  conn->error_text = text;
-  return status;
+  st->ret = letter == 'E' || letter == 'F' ? ZV_SERVER_ERROR : 0;
+  return REPLY_GO_ON;
 }
 
-static bool is_server_text(char letter) { return letter == 'E' || letter == 'F' || letter == 'W' || letter == 'M'; }
-
-// A new empty record behind last (or as head when the chain is empty).
-static ResultRecord* append_record(ResultRecord** head, ResultRecord** last, int32_t result_kind) {
+ResultRecord* new_record(int32_t result_kind) {
   ResultRecord* record = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
   if (!record) return nullptr;
   record->kind = HT_RESULT;
   record->result_kind = result_kind;
-  if (*last)
-    (*last)->next = record;
-  else
-    *head = record;
-  *last = record;
   return record;
 }
 
-// I: the row id goes to the connection and to a record of its own; the chain's head counts it.
-static int32_t recv_insert(ConnRecord* conn, ResultRecord** head, ResultRecord** last) {
-  char bkmk[32] = {0};
-  if (!recv_counted_id(conn, bkmk, sizeof bkmk - 1)) return -4;
-  memcpy(conn->last_rowid, bkmk, sizeof bkmk);
-  conn->rowid_valid = 1;
-  ResultRecord* record = append_record(head, last, RK_INSERT);
-  if (!record) return -5;
-  memcpy(record->row_id, bkmk, sizeof bkmk);
-  (*head)->effect_count++;
-  return 0;
+// A new empty record behind the chain's last (or as head when the chain is empty).
+ResultRecord* append_record(ReplyState* st, int32_t result_kind) {
+  Chain* chain = static_cast<Chain*>(st->ctx);
+  ResultRecord* record = new_record(result_kind);
+  if (!record) return nullptr;
+  if (chain->last)
+    chain->last->next = record;
+  else
+    chain->head = record;
+  chain->last = record;
+  return record;
 }
 
-// A: field descriptions, then rows in batches until one comes short. Returns the last batch's
-// count, or a failure.
-static int32_t recv_rows_result(ConnRecord* conn, ResultRecord* record) {
-  record->conn = conn;
-  int32_t rc = read_field_descs(conn, record);
+int32_t on_count(ReplyState* st, char letter) {
+  int32_t count = 0;
+  if (!recv_int32(st->conn, &count)) return ZV_NET_ERROR;
+  ResultRecord* record = append_record(st, letter == 'U' ? RK_UPDATE : RK_DELETE);
+  if (!record) return ZV_NO_MEMORY;
+  record->effect_count = count;
+  return REPLY_GO_ON;
+}
+
+// I: the row id goes to the connection and to a record of its own; the chain's head counts it.
+int32_t on_row_id(ReplyState* st, char) {
+  char bkmk[ROWID_BUF_SIZE] = {0};
+  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  memcpy(st->conn->last_rowid, bkmk, sizeof bkmk);
+  st->conn->rowid_valid = 1;
+  ResultRecord* record = append_record(st, RK_INSERT);
+  if (!record) return ZV_NO_MEMORY;
+  memcpy(record->row_id, bkmk, sizeof bkmk);
+  static_cast<Chain*>(st->ctx)->head->effect_count++;
+  return REPLY_GO_ON;
+}
+
+// A: field descriptions, then rows in batches until one comes short; the status is the last
+// batch's count.
+int32_t on_rows(ReplyState* st, char) {
+  ResultRecord* record = append_record(st, RK_ROWS);
+  if (!record) return ZV_NO_MEMORY;
+  record->conn = st->conn;
+  int32_t rc = read_field_descs(st->conn, record);
   if (rc != 0) return rc;
   do {
-    rc = recv_rows_20000(conn, record);
+    rc = recv_rows_20000(st->conn, record);
   } while (rc == ROW_BATCH);
-  return rc;
+  if (rc < 0) return rc;
+  st->ret = rc;
+  return REPLY_GO_ON;
 }
 
-// One letter of recv_result. 1 when the reply has ended, else 0 with *status updated, or a failure.
-static int32_t recv_result_letter(ConnRecord* conn, char letter, ResultRecord** head, ResultRecord** last,
-                                  int32_t* status) {
-  if (is_server_text(letter)) {
-    int32_t rc = recv_server_text(conn, letter);
-    if (rc < -1) return rc;
-    *status = rc;
-    return 0;
-  }
-  switch (letter) {
-    case 'U':
-    case 'D': {
-      int32_t count = 0;
-      if (!recv_int32(conn, &count)) return -4;
-      ResultRecord* record = append_record(head, last, letter == 'U' ? RK_UPDATE : RK_DELETE);
-      if (!record) return -5;
-      record->effect_count = count;
-      return 0;
-    }
-    case 'I':
-      return recv_insert(conn, head, last);
-    case 'A': {
-      ResultRecord* record = append_record(head, last, RK_ROWS);
-      if (!record) return -5;
-      int32_t rc = recv_rows_result(conn, record);
-      if (rc < 0) return rc;
-      *status = rc;
-      return 0;
-    }
-    default:  // K, or a letter that no reply of this kind carries
-      return 1;
-  }
-}
+const ReplyLetter kResultLetters[] = {
+    {'E', on_text},  {'F', on_text},   {'W', on_text},   {'M', on_text}, {'U', on_count},
+    {'D', on_count}, {'I', on_row_id}, {'A', on_rows},   {0, nullptr},
+};
+const ReplyReader kResult = {kResultLetters, READ_RET, nullptr};
 
-int32_t recv_result(ConnRecord* conn, ResultRecord** result_out) {
-  int32_t status = 0;
-  ResultRecord* head = nullptr;
-  ResultRecord* last = nullptr;
-  for (;;) {
-    char letter = 0;
-    int32_t rc = recv_char(conn, &letter) ? recv_result_letter(conn, letter, &head, &last, &status) : -4;
-    if (rc < 0) {
-      // The caller never sees a chain of a failed reply.
-      free_result_chain(head);
-      return rc;
-    }
-    if (rc == 1) {
-      *result_out = head;
-      return status;
-    }
-  }
-}
-
-// A: the record is made on the first A; a later A replaces its descriptions and rows.
-static int32_t refill_record(ConnRecord* conn, ResultRecord** record) {
-  if (!*record) {
-    *record = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
-    if (!*record) return -5;
-    (*record)->kind = HT_RESULT;
-    (*record)->result_kind = RK_ROWS;
-  }
-  ResultRecord* rec = *record;
+// A of a cursor fetch: the record is made on the first A; a later A replaces its descriptions
+// and rows.
+int32_t on_refill(ReplyState* st, char) {
+  ResultRecord** slot = static_cast<ResultRecord**>(st->ctx);
+  if (!*slot && !(*slot = new_record(RK_ROWS))) return ZV_NO_MEMORY;
+  ResultRecord* rec = *slot;
   clear_rows(rec);
   free_field_descs(rec->fields, rec->field_count);
   rec->fields = nullptr;
   rec->field_count = 0;
-  rec->conn = conn;
-  int32_t rc = read_field_descs(conn, rec);
-  if (rc != 0) return rc;
-  return recv_rows_all(conn, rec);
+  rec->conn = st->conn;
+  int32_t rc = read_field_descs(st->conn, rec);
+  if (rc == 0) rc = recv_rows_all(st->conn, rec);
+  if (rc < 0) return rc;
+  st->ret = rc;
+  return REPLY_GO_ON;
+}
+
+const ReplyLetter kFetchLetters[] = {
+    {'E', on_text}, {'F', on_text}, {'W', on_text}, {'M', on_text}, {'A', on_refill}, {0, nullptr},
+};
+const ReplyReader kFetch = {kFetchLetters, READ_RET, nullptr};
+}  // namespace
+
+int32_t recv_result(ConnRecord* conn, ResultRecord** result_out) {
+  Chain chain = {};
+  ReplyState st = {conn, 0, 0, &chain, false};
+  int32_t rc = read_reply(&kResult, &st);
+  if (st.failed) {
+    // The caller never sees a chain of a failed reply.
+    free_result_chain(chain.head);
+    return rc;
+  }
+  *result_out = chain.head;
+  return rc;
 }
 
 int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out) {
-  int32_t status = 0;
   ResultRecord* record = nullptr;
-  for (;;) {
-    char letter = 0;
-    int32_t rc = -4;
-    if (recv_char(conn, &letter)) {
-      if (is_server_text(letter)) {
-        rc = recv_server_text(conn, letter);
-        if (rc >= -1) {  // -1 is the server's error: a status, not a failed read
-          status = rc;
-          continue;
-        }
-      } else if (letter == 'A') {
-        rc = refill_record(conn, &record);
-        if (rc >= 0) {
-          status = rc;
-          continue;
-        }
-      } else {
-        break;  // K, or a letter that this reply does not carry
-      }
-    }
+  ReplyState st = {conn, 0, 0, &record, false};
+  int32_t rc = read_reply(&kFetch, &st);
+  if (st.failed) {
     free_result(record);
     return rc;
   }
   *result_out = record;
-  return status;
+  return rc;
 }

@@ -1,6 +1,5 @@
 // The reader of a reply that brings one value: a row id, a count, or the first column of
 // the first row of a result.
-#include <cstdlib>
 #include <cstring>
 
 #include "connection/client_text.h"
@@ -8,20 +7,48 @@
 #include "results/field_access.h"
 #include "results/reception.h"
 #include "statements/command.h"
-#include "statements/reply_items.h"
+#include "statements/reply_reader.h"
 
 namespace {
 enum { ROWS_PER_BLOCK = 200 };
 
+struct Scalar {
+  void* value_buf;
+  int32_t value_cap;
+  int32_t* type_out;
+};
+
 // Every server text is printed here: errors, warnings and messages alike.
-const char* text_line(char letter) {
-  if (letter == 'W') return "Server Warning %s \n";
-  if (letter == 'M') return "Server Message %s \n";
-  return "Server Error %s \n";
+int32_t on_text(ReplyState* st, char letter) {
+  int32_t rc = recv_reply_text(st->conn);
+  if (rc != 0) return rc;
+  const char* line = letter == 'W' ? "Server Warning %s \n" : letter == 'M' ? "Server Message %s \n" : "Server Error %s \n";
+  client_print(line, st->conn->error_text);
+  st->ret = letter == 'W' || letter == 'M' ? 1 : ZV_SERVER_ERROR;
+  return REPLY_GO_ON;
+}
+
+int32_t on_row_id(ReplyState* st, char) {
+  // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
+  char bkmk[ROWID_BUF_SIZE] = {};
+  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  Scalar* s = static_cast<Scalar*>(st->ctx);
+  str_copy_bounded(static_cast<char*>(s->value_buf), s->value_cap, bkmk);
+  st->end_value = 1;
+  return REPLY_PEEK;
+}
+
+int32_t on_count(ReplyState* st, char letter) {
+  int32_t num = 0;
+  if (!recv_int32(st->conn, &num)) return ZV_NET_ERROR;
+  memcpy(static_cast<Scalar*>(st->ctx)->value_buf, &num, sizeof num);
+  st->ret = st->end_value = letter == 'U' ? 2 : 3;
+  return REPLY_PEEK;
 }
 
 // Rows come 200 at a time. A full first block that is not followed by "K" means the server
-// has more: it is told once, with ".", and the rest is taken as it comes.
+// has more: it is told once, with ".", and the rest is taken as it comes. 1 when "K" ended the
+// reply behind the first block, 0 when the rows are all in, or a failure.
 int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
   int32_t got = recv_rows_200(conn, result);
   if (got != ROWS_PER_BLOCK) return got < 0 ? got : 0;
@@ -36,90 +63,49 @@ int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
 }
 
 // The value of a finished result: field 0 of row 0 as text, or type 0 and a zero word.
-void report_first_value(ResultRecord* result, void* value_buf, int32_t value_cap, int32_t* type_out) {
+void report_first_value(ResultRecord* result, const Scalar* s) {
   if (result->row_count == 0 || result->field_count == 0) {
-    *type_out = 0;
-    memset(value_buf, 0, 4);
+    *s->type_out = 0;
+    memset(s->value_buf, 0, 4);
     return;
   }
-  *type_out = result->fields[0].type;
+  *s->type_out = result->fields[0].type;
   int32_t cut = 0;
-  field_to_text(result, static_cast<uint8_t*>(value_buf), value_cap, &cut);
-  if (cut) *type_out += 100;
+  field_to_text(result, static_cast<uint8_t*>(s->value_buf), s->value_cap, &cut);
+  if (cut) *s->type_out += 100;
 }
 
-// "A": reads the result, and reports it when "K" follows. A result followed by more
-// letters is not the answer and is dropped. 1 when the reply ended, 0 to go on, or a code.
-int32_t recv_scalar_result(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out) {
+// "A": the result is the answer when "K" follows it; a result followed by more letters is
+// dropped and the reply goes on.
+int32_t on_result(ReplyState* st, char) {
   ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
-  if (!result) return -5;
+  if (!result) return ZV_NO_MEMORY;
   result->kind = HT_RESULT;
   result->result_kind = RK_ROWS;
-  result->conn = conn;
-  int32_t rc = read_field_descs(conn, result);
-  if (rc == 0) rc = recv_scalar_rows(conn, result);
-  if (rc == 0) rc = peek_reply_end(conn);
-  if (rc == 1) report_first_value(result, value_buf, value_cap, type_out);
+  result->conn = st->conn;
+  int32_t rc = read_field_descs(st->conn, result);
+  if (rc == 0) rc = recv_scalar_rows(st->conn, result);
+  if (rc == 0) rc = peek_reply_end(st->conn);
+  if (rc == 1) report_first_value(result, static_cast<Scalar*>(st->ctx));
   free_result(result);
-  return rc;
+  if (rc < 0) return rc;
+  if (rc != 1) return REPLY_GO_ON;
+  st->ret = 0;
+  return REPLY_DONE;
 }
+
+// Output values the caller did not ask for are dropped, so that the reply stays in step.
+const ReplyLetter kLetters[] = {
+    {'E', on_text},   {'F', on_text},  {'W', on_text},           {'M', on_text},
+    {'I', on_row_id}, {'U', on_count}, {'D', on_count},          {'A', on_result},
+    {'O', drop_out_value_hook},        {'P', drop_out_value_hook}, {0, nullptr},
+};
+const ReplyReader kScalar = {kLetters, 0, nullptr};
 }  // namespace
 
 int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out) {
   int32_t type_scratch = 0;
-  if (!type_out) type_out = &type_scratch;
-  int32_t ret = 0;
-  for (;;) {
-    char ch = 0;
-    if (!recv_char(conn, &ch)) return -4;
-    switch (ch) {
-      case 'K':
-        return ret;
-      case 'E':
-      case 'F':
-      case 'W':
-      case 'M': {
-        int32_t rc = recv_reply_text(conn);
-        if (rc != 0) return rc;
-        client_print(text_line(ch), conn->error_text);
-        ret = ch == 'W' || ch == 'M' ? 1 : -1;
-        break;
-      }
-      case 'I': {
-        // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
-        char bkmk[ROWID_BUF_SIZE] = {};
-        if (!recv_counted_id(conn, bkmk, ROWID_BUF_SIZE - 1)) return -4;
-        str_copy_bounded(static_cast<char*>(value_buf), value_cap, bkmk);
-        int32_t end = peek_reply_end(conn);
-        if (end != 0) return end < 0 ? end : 1;
-        break;
-      }
-      case 'U':
-      case 'D': {
-        int32_t num = 0;
-        if (!recv_int32(conn, &num)) return -4;
-        memcpy(value_buf, &num, sizeof num);
-        ret = ch == 'U' ? 2 : 3;
-        int32_t end = peek_reply_end(conn);
-        if (end != 0) return end < 0 ? end : ret;
-        break;
-      }
-      case 'A': {
-        int32_t rc = recv_scalar_result(conn, value_buf, value_cap, type_out);
-        if (rc < 0) return rc;
-        if (rc == 1) return 0;
-        break;
-      }
-      case 'O':
-      case 'P': {
-        // Output values the caller did not ask for: dropped, so that the reply stays in step.
-        int32_t rc = drop_out_value(conn, ch == 'P');
-        if (rc != 0) return rc;
-        ret = -56;
-        break;
-      }
-      default:
-        return 0;
-    }
-  }
+  Scalar ctx = {value_buf, value_cap, type_out ? type_out : &type_scratch};
+  ReplyState st = {conn, 0, 0, &ctx, false};
+  return read_reply(&kScalar, &st);
 }

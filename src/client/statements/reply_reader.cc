@@ -1,4 +1,4 @@
-#include "statements/reply_items.h"
+#include "statements/reply_reader.h"
 
 #include <cstdlib>
 
@@ -7,6 +7,24 @@
 #include "results/reception.h"
 
 namespace {
+ReplyHook find_hook(const ReplyReader* reader, char letter) {
+  for (const ReplyLetter* l = reader->letters; l->hook; ++l)
+    if (l->letter == letter) return l->hook;
+  return nullptr;
+}
+
+// Every way out of a reply before its "K" leaves bytes of it unread, or takes bytes of the next.
+int32_t stop_short(ReplyState* st, int32_t rc) {
+  st->conn->out_of_step = 1;
+  return rc;
+}
+
+int32_t fail(const ReplyReader* reader, ReplyState* st, char letter, int32_t rc) {
+  st->failed = true;
+  if (reader->on_failure) reader->on_failure(st->conn, letter);
+  return stop_short(st, rc);
+}
+
 // Reads n bytes and forgets them, through a small buffer so that a large length costs no memory.
 bool skip_bytes(ConnRecord* conn, int32_t n) {
   uint8_t scratch[4096];
@@ -17,13 +35,29 @@ bool skip_bytes(ConnRecord* conn, int32_t n) {
   }
   return true;
 }
-
-bool length_is_sane(int32_t len) { return len >= 0 && len <= WIRE_MAX_STRING; }
 }  // namespace
+
+int32_t read_reply(const ReplyReader* reader, ReplyState* st) {
+  for (;;) {
+    char letter = 0;
+    if (!recv_char(st->conn, &letter)) return fail(reader, st, 0, ZV_NET_ERROR);
+    if (letter == 'K') return st->ret;
+    ReplyHook hook = find_hook(reader, letter);
+    if (!hook) return stop_short(st, reader->stray_ret == READ_RET ? st->ret : reader->stray_ret);
+    int32_t step = hook(st, letter);
+    if (step < 0) return fail(reader, st, letter, step);
+    if (step == REPLY_DONE) return st->ret;
+    if (step == REPLY_PEEK) {
+      int32_t end = peek_reply_end(st->conn);
+      if (end < 0) return fail(reader, st, 0, end);
+      if (end == 1) return st->end_value;
+    }
+  }
+}
 
 int32_t peek_reply_end(ConnRecord* conn) {
   char ch = 0;
-  if (!recv_char(conn, &ch)) return -4;
+  if (!recv_char(conn, &ch)) return ZV_NET_ERROR;
   // A zero byte cannot be handed back; as an unknown letter it would end the reply anyway.
   if (ch == 'K' || ch == 0) return 1;
   conn->pushback = ch;
@@ -41,20 +75,27 @@ int32_t recv_reply_text(ConnRecord* conn) {
 
 int32_t drop_out_value(ConnRecord* conn, bool with_index) {
   int32_t word = 0;
-  if (with_index && !recv_int32(conn, &word)) return -4;
+  if (with_index && !recv_int32(conn, &word)) return ZV_NET_ERROR;
   int32_t d_len = 0;
-  if (!recv_int32(conn, &word) || !recv_int32(conn, &d_len)) return -4;
-  if (!length_is_sane(d_len) || !skip_bytes(conn, d_len)) return -4;
+  if (!recv_int32(conn, &word) || !recv_int32(conn, &d_len)) return ZV_NET_ERROR;
+  if (d_len < 0 || d_len > WIRE_MAX_STRING || !skip_bytes(conn, d_len)) return ZV_NET_ERROR;
   set_error_text(&conn->error_text, "[EC0056]when execute sql with output params or return value need bind_params");
   return 0;
 }
 
-int32_t drop_result(ConnRecord* conn) {
+int32_t drop_out_value_hook(ReplyState* st, char letter) {
+  int32_t rc = drop_out_value(st->conn, letter == 'P');
+  if (rc != 0) return rc;
+  st->ret = ZV_OUT_NEEDS_PARAMS;
+  return REPLY_GO_ON;
+}
+
+int32_t drop_result_hook(ReplyState* st, char) {
   ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
-  if (result == nullptr) return -5;
+  if (!result) return ZV_NO_MEMORY;
   result->kind = HT_RESULT;
-  int32_t ret = read_field_descs(conn, result);
-  if (ret == 0) ret = recv_rows_all(conn, result);
+  int32_t rc = read_field_descs(st->conn, result);
+  if (rc == 0) rc = recv_rows_all(st->conn, result);
   free_result(result);
-  return ret < 0 ? ret : 0;
+  return rc < 0 ? rc : REPLY_GO_ON;
 }

@@ -1,4 +1,4 @@
-#include "results/lob_fetch.h"
+#include "statements/lob_fetch.h"
 
 #include <cctype>
 #include <cstdlib>
@@ -9,6 +9,7 @@
 #include "results/lob_chain.h"
 #include "results/reception.h"
 #include "statements/command.h"
+#include "statements/exchange.h"
 #include "zvc.h"
 
 namespace {
@@ -38,14 +39,14 @@ bool parse_descriptor(const char* text, char* lob_desc, char* digits, int64_t* l
 // The descriptions of the fetch reply's one column tell nothing new: read and thrown away.
 int32_t skip_field_descs(ConnRecord* conn) {
   int32_t field_num = 0;
-  if (!recv_int32(conn, &field_num)) return -4;
-  if (field_num < 0 || field_num > MAX_FIELDS) return -4;
+  if (!recv_int32(conn, &field_num)) return ZV_NET_ERROR;
+  if (field_num < 0 || field_num > MAX_FIELDS) return ZV_NET_ERROR;
   FieldDesc* fields = static_cast<FieldDesc*>(client_alloc(sizeof(FieldDesc) * field_num));
-  if (!fields) return -3;
+  if (!fields) return ZV_NO_MEMORY;
   int32_t rc = 0;
   for (int32_t i = 0; i < field_num && rc == 0; i++) rc = read_field_desc(conn, &fields[i]);
   free_field_descs(fields, field_num);
-  if (rc == ZV_NO_MEMORY) return -3;
+  if (rc == ZV_NO_MEMORY) return ZV_NO_MEMORY;
   return rc == 0 ? 0 : -4;
 }
 
@@ -53,12 +54,12 @@ int32_t skip_field_descs(ConnRecord* conn) {
 int32_t recv_fetch_error(ConnRecord* conn, LobHandle* lob) {
   char* text = nullptr;
   int32_t rc = recv_string(conn, &text);
-  if (rc != 0) return rc == ZV_NO_MEMORY ? -3 : -4;
+  if (rc != 0) return rc == ZV_NO_MEMORY ? ZV_NO_MEMORY : ZV_NET_ERROR;
   free(lob->error_text);
   lob->error_text = text;
   char ch = 0;
-  if (!recv_char(conn, &ch)) return -4;
-  return -1;
+  if (!recv_char(conn, &ch)) return ZV_NET_ERROR;
+  return ZV_SERVER_ERROR;
 }
 
 // Reads n bytes of the object straight into the free space of the chain.
@@ -66,12 +67,19 @@ int32_t recv_piece(ConnRecord* conn, LobHandle* lob, int32_t n) {
   while (n > 0) {
     int32_t room = 0;
     uint8_t* dst = lob_tail(lob, &room);
-    if (!dst) return -3;
+    if (!dst) return ZV_NO_MEMORY;
     int32_t part = n < room ? n : room;
-    if (!recv_bytes(conn, dst, part)) return -4;
+    if (!recv_bytes(conn, dst, part)) return ZV_NET_ERROR;
     lob->size += part;
     n -= part;
   }
+  return 0;
+}
+
+// A reply of another form ends the fetch quietly with what arrived; what is left of it in the
+// socket would be misread by the next reply, so the link is marked out of step.
+int32_t fetch_left_form(ConnRecord* conn) {
+  conn->out_of_step = 1;
   return 0;
 }
 
@@ -80,20 +88,20 @@ int32_t recv_piece(ConnRecord* conn, LobHandle* lob, int32_t n) {
 // object past the length that was asked for.
 int32_t recv_fetch_reply(ConnRecord* conn, LobHandle* lob, int64_t limit) {
   char ch = 0;
-  if (!recv_char(conn, &ch)) return -4;
+  if (!recv_char(conn, &ch)) return ZV_NET_ERROR;
   if (ch == 'E' || ch == 'F') return recv_fetch_error(conn, lob);
-  if (ch != 'A') return 0;
+  if (ch != 'A') return fetch_left_form(conn);
   int32_t rc = skip_field_descs(conn);
   if (rc != 0) return rc;
-  if (!recv_char(conn, &ch)) return -4;
-  if (ch != 'R') return 0;
+  if (!recv_char(conn, &ch)) return ZV_NET_ERROR;
+  if (ch != 'R') return fetch_left_form(conn);
   for (;;) {
     int32_t db_len = 0;
     int32_t data_len = 0;
-    if (!recv_int32(conn, &db_len)) return -4;
+    if (!recv_int32(conn, &db_len)) return ZV_NET_ERROR;
     if (db_len == 0) return 0;
-    if (!recv_int32(conn, &data_len)) return -4;
-    if (data_len < 0 || data_len > LOB_CHUNK_SIZE || lob->size + data_len > limit) return -4;
+    if (!recv_int32(conn, &data_len)) return ZV_NET_ERROR;
+    if (data_len < 0 || data_len > LOB_CHUNK_SIZE || lob->size + data_len > limit) return ZV_NET_ERROR;
     rc = recv_piece(conn, lob, data_len);
     if (rc != 0) return rc;
   }
@@ -111,10 +119,10 @@ int32_t recv_lob(ConnRecord* conn, LobHandle* lob) {
   if (!conn) return ZV_NET_ERROR;
   char cmdsql[128];
   client_sprintf(cmdsql, sizeof cmdsql, "get lob '%s' offset 0 limit %s ", lob_desc, digits);
-  plat_sem_wait(conn->semaphore);
-  send_sql_params(conn, cmdsql, 0);
-  send_flush(conn);
+  char* text = begin_exchange(conn, cmdsql);
+  if (!text) return ZV_NO_MEMORY;
   int32_t rc = recv_fetch_reply(conn, lob, limit);
-  plat_sem_signal(conn->semaphore);
+  if (rc < 0 && rc != ZV_SERVER_ERROR) conn->out_of_step = 1;
+  end_exchange(conn, text);
   return rc;
 }

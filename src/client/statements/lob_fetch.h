@@ -4,9 +4,9 @@
 #include "results/lob.h"
 
 // Asks the server for the object named by lob->desc_text and appends it to the handle.
-// Takes the connection's semaphore itself, so it runs between replies, never inside one.
-// 0 on every orderly end (a reply of another form ends quietly with what arrived);
-// -1 when the server answers with an error (its text goes to the handle); -3 when memory
+// Runs its own exchange, so it runs between replies, never inside one. 0 on every orderly
+// end (a reply of another form ends quietly with what arrived, and the link is dropped);
+// -1 when the server answers with an error (its text goes to the handle); -5 when memory
 // runs out; -4 when the link fails or the reply breaks its own form; -13 when the
 // descriptor is malformed.
 int32_t recv_lob(ConnRecord* conn, LobHandle* lob);

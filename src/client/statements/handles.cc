@@ -1,0 +1,96 @@
+// The calls that take a handle of any kind and act by its kind: error texts, release and
+// attributes. The only place that tells the kinds apart.
+#include <cstring>
+
+#include "connection/client_text.h"
+#include "connection/error_record.h"
+#include "results/lob.h"
+#include "results/result_attr.h"
+#include "zvc.h"
+
+namespace {
+// The script layer reads error texts into 1024-byte buffers; longer texts are cut to fit.
+enum { ERROR_TEXT_CAP = 1024, ERROR_CODE_LEN = 6 };
+
+int32_t kind_of(void** handle) { return handle && *handle ? *static_cast<int32_t*>(*handle) : 0; }
+
+// The text that a handle of each kind keeps; null when it has none.
+const char* handle_error_text(void** handle) {
+  switch (kind_of(handle)) {
+    case HT_CONN:
+      return static_cast<ConnRecord*>(*handle)->error_text;
+    case HT_RESULT:
+      return static_cast<ResultRecord*>(*handle)->message;
+    case HT_LOB:
+      return static_cast<LobHandle*>(*handle)->error_text;
+    default:
+      return nullptr;
+  }
+}
+}  // namespace
+
+// The code's 6 bytes and the text's text_len bytes, without terminators: the caller's buffers
+// are of those sizes.
+int32_t ZVC_GetError(void** handle, char* code_out, char* text_out) {
+  int32_t kind = kind_of(handle);
+  if (kind == HT_PARAMS) return 0;
+  if (kind != HT_CONN && kind != HT_RESULT && kind != HT_LOB) return ZV_BAD_HANDLE;
+  ErrorRecord* rec = make_error_record(handle_error_text(handle));
+  if (!rec) return ZV_NO_MORE;
+  memcpy(code_out, rec->code, ERROR_CODE_LEN);
+  memcpy(text_out, rec->text, static_cast<size_t>(rec->text_len));
+  int32_t result = rec->ext_len >= 1 ? 2 : 0;
+  free_error_record(rec);
+  return result;
+}
+
+int32_t ZVC_GetErrorText(void** handle, char* buffer, int32_t* length_out) {
+  const char* text = handle_error_text(handle);
+  size_t n = text ? strnlen(text, ERROR_TEXT_CAP - 1) : 0;
+  if (buffer && text) {
+    memcpy(buffer, text, n);
+    buffer[n] = '\0';
+  }
+  if (length_out) *length_out = static_cast<int32_t>(n);
+  return 0;
+}
+
+int32_t ZVC_GetErrorLength(void** handle) {
+  const char* text = handle_error_text(handle);
+  return text ? static_cast<int32_t>(strlen(text)) : 0;
+}
+
+int32_t ZVC_FreeHandle(void** handle) {
+  if (!handle) return ZV_BAD_HANDLE;
+  if (!*handle) return 0;
+  switch (kind_of(handle)) {
+    case HT_CONN:
+      return ZVC_CloseConnection(reinterpret_cast<ConnRecord**>(handle));
+    case HT_RESULT:
+      return ZVC_CloseResult(handle);
+    case HT_LOB:
+      return ZVC_FreeLob(reinterpret_cast<LobHandle**>(handle));
+    default:
+      return ZV_BAD_HANDLE;
+  }
+}
+
+int32_t ZVC_GetAttr(void** handle, int32_t attribute, void* value_out, int32_t value_size, int32_t* type_out,
+                    int32_t* length_out) {
+  switch (kind_of(handle)) {
+    case HT_CONN: {
+      // A connection answers no attribute numbers yet.
+      ConnRecord* conn = static_cast<ConnRecord*>(*handle);
+      set_error_text(&conn->error_text, "[EC0103]connection attribute type get error,unknown attribute type\n");
+      return ZV_BAD_HANDLE;
+    }
+    case HT_RESULT:
+      return result_get_attr(static_cast<ResultRecord*>(*handle), attribute, value_out, value_size, type_out,
+                             length_out);
+    case HT_PARAMS:
+    case HT_LOB:
+      return 0;
+    default:
+      return ZV_BAD_HANDLE;
+  }
+}
