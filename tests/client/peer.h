@@ -43,8 +43,8 @@ class ScriptedPeer {
 };
 
 // A ConnRecord (as ZVC_OpenConnection would leave it, logged in) whose socket is one end of a
-// socketpair. A thread writes `reply` into the other end and then ends the stream, so a reader
-// that wants more sees a closed link. Release with ZVC_CloseConnection, then sent() tells what
+// socketpair. `reply` goes into the other end (what the socket cannot take at once, by a thread)
+// and then the stream ends, so a reader that wants more sees a closed link. Release with ZVC_CloseConnection, then sent() tells what
 // the client wrote.
 class StreamPeer {
  public:

@@ -101,6 +101,18 @@ TEST(ResultReception, MessagesBetweenRowsAreJoined) {
   EXPECT_EQ(3, r.result->row_count);
   EXPECT_STREQ("first second third!", r.result->message);
   EXPECT_EQ(nullptr, r.peer.conn->error_text);
+
+  // Texts join up to 1 MiB; the texts behind that are read and dropped, and the rows go on.
+  std::string many = kHead + "R" + int_field(1);
+  for (int i = 0; i < 120000; i++) many += "M" + wire_str(std::to_string(10000000 + i) + "|");
+  Received flood(many + "R" + int_field(2) + "K");
+  ASSERT_NE(nullptr, flood.result);
+  EXPECT_EQ(2, flood.result->row_count);
+  void* handle = flood.result;
+  const int32_t kept = (1024 * 1024 - 1) / 9;  // whole texts of 9 bytes that fit with the NUL
+  ASSERT_EQ(kept * 9, ZVC_GetErrorLength(&handle));
+  EXPECT_EQ("10000000|10000001|", std::string(flood.result->message, 18));
+  EXPECT_EQ(std::to_string(10000000 + kept - 1) + "|", std::string(flood.result->message + (kept - 1) * 9, 9));
 }
 
 TEST(ResultReception, LettersOfAReply) {

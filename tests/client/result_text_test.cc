@@ -80,6 +80,12 @@ TEST(ResultText, CutsAndCopies) {
       {TC_NUMERIC, digits, 64, digits.substr(0, 63), -12, 37},
       {TC_OPAQUE45, digits, 128, digits, 0, 100},
       {TC_OPAQUE45, digits, 64, digits.substr(0, 63), -12, 37},
+      // A character that would be split stays out whole; binary bytes are cut where room ends.
+      {TC_CHAR, "ab\xc3\xa9\xc3\xa9", 4, "ab", -12, 3},
+      {TC_CHAR, "ab\xe2\x82\xac", 4, "ab", -12, 2},
+      {TC_CHAR, "ab\xe2\x82\xac", 5, "ab\xe2\x82\xac", 0, 5},
+      {TC_CHAR, "\xf0\x9f\x98\x80z", 4, "", -12, 2},
+      {TC_BINARY, "ab\xc3\xa9\xc3\xa9", 4, "ab\xc3", -12, 3},
   };
   for (const auto& [type, value, buffer_len, text, rc, out_len] : cases) {
     SCOPED_TRACE(testing::Message() << type << " into " << buffer_len);

@@ -7,6 +7,7 @@ enum {
   MAX_NAME_LEN = 65536,              // a column name on the wire longer than this is a failed read
   MAX_VALUE_LEN = 256 * 1024 * 1024,  // the same for a variable value: room for 64 MiB inline objects
   ROW_BATCH = 20000,                 // rows of one reception batch
+  MAX_MESSAGE_LEN = 1024 * 1024,     // server texts between rows kept on a result, at most
 };
 
 int32_t read_field_descs(ConnRecord* conn, ResultRecord* result);

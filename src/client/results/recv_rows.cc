@@ -22,21 +22,29 @@ bool recv_counted_id(ConnRecord* conn, char* dst, int32_t cap) {
   return true;
 }
 
-// Joins a text received between rows onto the result's message; takes ownership of text.
+// Joins a text received between rows onto the result's message; takes ownership of text. The
+// message grows by doubling, with its length kept, so that many small texts cost linear time,
+// and stops growing at MAX_MESSAGE_LEN: texts beyond it are read and dropped.
 static int32_t add_message(ResultRecord* result, char* text) {
-  if (!result->message) {
-    result->message = text;
+  size_t add_len = strlen(text);
+  size_t need = result->message_len + add_len + 1;
+  if (need > MAX_MESSAGE_LEN) {
+    free(text);
     return 0;
   }
-  size_t old_len = strlen(result->message);
-  size_t add_len = strlen(text);
-  char* joined = static_cast<char*>(realloc(result->message, old_len + add_len + 1));
-  if (!joined) {
-    free(text);
-    return -5;
+  if (need > result->message_cap) {
+    size_t cap = result->message_cap ? result->message_cap : 256;
+    while (cap < need) cap *= 2;
+    char* grown = static_cast<char*>(realloc(result->message, cap));
+    if (!grown) {
+      free(text);
+      return ZV_NO_MEMORY;
+    }
+    result->message = grown;
+    result->message_cap = cap;
   }
-  memcpy(joined + old_len, text, add_len + 1);
-  result->message = joined;
+  memcpy(result->message + result->message_len, text, add_len + 1);
+  result->message_len += add_len;
   free(text);
   return 0;
 }

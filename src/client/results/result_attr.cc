@@ -52,7 +52,7 @@ int32_t result_get_attr(ResultRecord* result, int32_t attribute, void* value_out
     case ATTR_HAS_NEXT:
       return put_attr(value_out, value_size, result->next ? 1 : 0, ATTR_INT32, type_out, length_out);
     default:
-      set_error_text(&result->message, "[EC0105]result attribute type get error,unknown attribute type\n");
+      set_result_message(result, "[EC0105]result attribute type get error,unknown attribute type\n");
       return ZV_BAD_HANDLE;
   }
 }

@@ -2,7 +2,9 @@
 #include "results/result_record.h"
 
 #include <cstdlib>
+#include <cstring>
 
+#include "connection/client_text.h"
 #include "results/row_store.h"
 
 int32_t type_slot_width(int32_t type) {
@@ -69,6 +71,12 @@ static int32_t element_ctype(int32_t type) {
 int32_t type_to_ctype(int32_t type) {
   if (type > TC_ARRAY_BASE) return element_ctype(type - TC_ARRAY_BASE) + TC_ARRAY_BASE;
   return element_ctype(type);
+}
+
+void set_result_message(ResultRecord* result, const char* text) {
+  set_error_text(&result->message, text);
+  result->message_len = result->message ? strlen(result->message) : 0;
+  result->message_cap = result->message ? result->message_len + 1 : 0;
 }
 
 int32_t free_result(ResultRecord* result) {

@@ -61,6 +61,8 @@ struct ResultRecord {
   int32_t result_kind;
   int32_t effect_count;
   char row_id[32];
+  size_t message_len;  // bytes of the texts joined in message, and the room it has
+  size_t message_cap;
 };
 
 // Slot width of a TypeCode's value inside a row: 1, 2, 4, 8, or 16 for a FieldValueRef.
@@ -68,6 +70,8 @@ int32_t type_slot_width(int32_t type);
 // The CType that callers read for a TypeCode.
 int32_t type_to_ctype(int32_t type);
 
+// Replaces the result's message with a copy of text, keeping its length and room in step.
+void set_result_message(ResultRecord* result, const char* text);
 // Frees one record with everything it owns; does not follow next. Returns 0.
 int32_t free_result(ResultRecord* result);
 // Frees a whole chain from result on.

@@ -64,7 +64,7 @@ static int32_t start_table(ResultRecord* result) {
 
 static int32_t refuse_row(ResultRecord* result) {
   client_print("语句行结果集过大\n");
-  set_error_text(&result->message, "[EC080]select result-set is too large please connect to db-server");
+  set_result_message(result, "[EC080]select result-set is too large please connect to db-server");
   return -1;
 }
 
