@@ -90,23 +90,23 @@ void apply(const Clause& c, LoginRequest& out) {
 
 }  // namespace
 
-bool login_text_complete(std::string_view text) {
-  size_t p = text.rfind(kVersionClause);
-  if (p == std::string_view::npos) return false;
-  size_t value_start = p + kVersionClause.size();
-  return text.size() > value_start && text.back() == '\'' &&
-         text.find('\'', value_start) == text.size() - 1;
-}
-
+// Only a quote can open the version's value or close it, so the text is looked at for
+// each quote alone, and only at its end: the work stays in proportion to the text.
 LoginTextRead read_login_text(SocketReader& in, size_t max, std::string& text) {
-  while (!login_text_complete(text)) {
+  bool in_version_value = false;
+  for (;;) {
     if (text == kCipherIntro) return LoginTextRead::kEnciphered;
     if (text.size() >= max) return LoginTextRead::kTooLong;
     int b = in.byte();
     if (b < 0) return LoginTextRead::kEnded;
     text += static_cast<char>(b);
+    if (b != '\'') continue;
+    if (ends_with(text, kVersionClause)) {
+      in_version_value = true;
+    } else if (in_version_value) {
+      return LoginTextRead::kComplete;
+    }
   }
-  return LoginTextRead::kComplete;
 }
 
 bool parse_login(std::string_view text, LoginRequest& out, std::string& error) {

@@ -24,10 +24,6 @@ struct LoginRequest {
   bool lob_descriptors = false;  // large objects may be sent as descriptors
 };
 
-// The text carries no length and no terminator: it is complete once the closing
-// quote of its last clause, " version = '...'", has arrived.
-bool login_text_complete(std::string_view text);
-
 enum class LoginTextRead {
   kComplete,
   kEnded,       // the link failed or closed first
@@ -35,7 +31,9 @@ enum class LoginTextRead {
   kTooLong,     // more than `max` bytes came without the text being complete
 };
 
-// Reads a login text of at most `max` bytes into `text`.
+// Reads a login text of at most `max` bytes into `text`. The text carries no length and no
+// terminator: it is complete once the closing quote of its last clause, " version = '...'",
+// has arrived.
 LoginTextRead read_login_text(SocketReader& in, size_t max, std::string& text);
 
 // Parses the clauses; false with a reason when the text is not a login.

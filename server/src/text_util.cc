@@ -32,6 +32,10 @@ std::string clip(std::string_view s, size_t max) {
   return std::string(s.substr(0, end)) + "...";
 }
 
+bool ends_with(std::string_view s, std::string_view tail) {
+  return s.size() >= tail.size() && s.substr(s.size() - tail.size()) == tail;
+}
+
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v'; }
 
 std::string_view trim(std::string_view s) {

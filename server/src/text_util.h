@@ -11,6 +11,7 @@ namespace zv {
 std::string lower_case(std::string_view s);
 std::string upper_case(std::string_view s);
 bool iequals(std::string_view a, std::string_view b);
+bool ends_with(std::string_view s, std::string_view tail);
 bool is_space(char c);
 std::string_view trim(std::string_view s);
 // Trims, then drops one trailing ";" and what surrounds it.

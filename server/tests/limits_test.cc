@@ -118,5 +118,16 @@ TEST_F(ServerTest, LinksOverTheLimitAndLongLoginTextsAreRefused) {
   EXPECT_EQ(wordy.string(), "[E10002]login text too long");
 }
 
+TEST_F(ServerTest, ALoginTextIsReadInTimeInProportionToItsLength) {
+  zv::ServerOptions options;
+  options.login_max = 1 << 20;
+  start(options);
+  auto started = std::chrono::steady_clock::now();
+  TestClient quotes(port());
+  EXPECT_EQ(quotes.login("login database = " + std::string(1 << 20, '\'')), "E");
+  EXPECT_EQ(quotes.string(), "[E10002]login text too long");
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(3));
+}
+
 }  // namespace
 }  // namespace zvtest
