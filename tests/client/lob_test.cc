@@ -113,7 +113,7 @@ TEST(Lob, ColumnValues) {
     ZVC_CreateLob(&lob);
     ZVC_PutLobData(&lob, c.before.data(), static_cast<uint32_t>(c.before.size()));
     int32_t out_len = -1;
-    EXPECT_EQ(c.rc, ZVC_GetData(&result, 1, c.ctype, &lob, 0, &out_len));
+    EXPECT_EQ(c.rc, ZVC_GetData(&result, 1, c.ctype, &lob, sizeof lob, &out_len));
     EXPECT_EQ(static_cast<int32_t>(c.bytes.size()), out_len);
     EXPECT_TRUE(c.bytes == lob_bytes(&lob));
     EXPECT_EQ(c.error, lob_error(&lob));

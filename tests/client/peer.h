@@ -44,8 +44,8 @@ class ScriptedPeer {
 
 // A ConnRecord (as ZVC_OpenConnection would leave it, logged in) whose socket is one end of a
 // socketpair. `reply` goes into the other end (what the socket cannot take at once, by a thread)
-// and then the stream ends, so a reader that wants more sees a closed link. Release with ZVC_CloseConnection, then sent() tells what
-// the client wrote.
+// and then the stream ends, so a reader that wants more sees a closed link. Release with
+// ZVC_CloseConnection, then sent() tells what the client wrote.
 class StreamPeer {
  public:
   explicit StreamPeer(const std::string& reply, bool close_after = true);

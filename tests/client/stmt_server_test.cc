@@ -39,7 +39,7 @@ class StmtServer : public ::testing::Test {
     LobHandle* lob = nullptr;
     ZVC_CreateLob(&lob);
     int32_t out_len = -1;
-    EXPECT_EQ(rc, ZVC_GetData(&result, 1, ctype, &lob, 0, &out_len)) << sql;
+    EXPECT_EQ(rc, ZVC_GetData(&result, 1, ctype, &lob, sizeof lob, &out_len)) << sql;
     std::string bytes(static_cast<size_t>(lob->size), '\0');
     if (!bytes.empty()) ZVC_GetLobData(&lob, &bytes[0], static_cast<int32_t>(bytes.size()));
     EXPECT_EQ(static_cast<int32_t>(bytes.size()), out_len) << sql;

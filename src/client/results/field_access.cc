@@ -31,13 +31,31 @@ const uint8_t* field_bytes(const uint8_t* row, const FieldDesc* fields, int32_t 
 
 static int32_t refuse(int32_t* out_len) {
   *out_len = 0;
-  return -13;
+  return ZV_NO_CONVERSION;
 }
 
-static int32_t deliver(void* buffer, const void* value, int32_t size, int32_t* out_len) {
-  memcpy(buffer, value, size);
-  *out_len = size;
+// Where a converted value goes: the caller's buffer, its size, and the length to report.
+struct Out {
+  void* buffer;
+  int32_t buffer_len;
+  int32_t* out_len;
+};
+
+// A value of fixed size goes in whole or not at all: a buffer too small for it gets nothing,
+// and *out_len tells the size it needs.
+static int32_t deliver(const Out& out, const void* value, int32_t size) {
+  *out.out_len = size;
+  if (size > out.buffer_len) return ZV_TRUNCATED;
+  memcpy(out.buffer, value, size);
   return 0;
+}
+
+// Raw bytes of a caller-sized buffer: as many as fit, and -12 with the count left behind.
+static int32_t deliver_raw(const Out& out, const uint8_t* v, int32_t len) {
+  if (len <= out.buffer_len) return deliver(out, v, len);
+  memcpy(out.buffer, v, out.buffer_len);
+  *out.out_len = len - out.buffer_len;
+  return ZV_TRUNCATED;
 }
 
 static bool is_integer_type(int32_t type) { return type >= TC_TINYINT && type <= TC_BIGINT; }
@@ -61,36 +79,36 @@ static int32_t text_to_int32(const uint8_t* v, int32_t len) {
 // Stored numerics end in the arena's zero byte, so the text can be read as a C string.
 static double text_to_double(const uint8_t* v) { return strtod(reinterpret_cast<const char*>(v), nullptr); }
 
-static int32_t to_int32(int32_t type, const uint8_t* v, int32_t len, void* buffer, int32_t* out_len) {
+static int32_t to_int32(int32_t type, const uint8_t* v, int32_t len, const Out& out) {
   int32_t n;
   if (type == TC_BOOL || (is_integer_type(type) && type != TC_BIGINT))
     n = static_cast<int32_t>(load_integer(type, v));
   else if (type == TC_NUMERIC)
     n = text_to_int32(v, len);
   else
-    return refuse(out_len);
-  return deliver(buffer, &n, sizeof n, out_len);
+    return refuse(out.out_len);
+  return deliver(out, &n, sizeof n);
 }
 
-static int32_t to_int16(int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
-  if (type != TC_BOOL && type != TC_TINYINT && type != TC_SMALLINT) return refuse(out_len);
+static int32_t to_int16(int32_t type, const uint8_t* v, const Out& out) {
+  if (type != TC_BOOL && type != TC_TINYINT && type != TC_SMALLINT) return refuse(out.out_len);
   int16_t n = static_cast<int16_t>(load_integer(type, v));
-  return deliver(buffer, &n, sizeof n, out_len);
+  return deliver(out, &n, sizeof n);
 }
 
-static int32_t to_int64(int32_t type, const uint8_t* v, int32_t len, void* buffer, int32_t* out_len) {
+static int32_t to_int64(int32_t type, const uint8_t* v, int32_t len, const Out& out) {
   int64_t n;
   if (type == TC_BOOL || is_integer_type(type))
     n = load_integer(type, v);
   else if (type == TC_NUMERIC)
     n = text_to_int32(v, len);
   else
-    return refuse(out_len);
-  return deliver(buffer, &n, sizeof n, out_len);
+    return refuse(out.out_len);
+  return deliver(out, &n, sizeof n);
 }
 
 // CType 7 and 8 take every number but TC_BOOL, each straight from its stored form.
-static int32_t to_float(int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
+static int32_t to_float(int32_t type, const uint8_t* v, const Out& out) {
   float f;
   if (is_integer_type(type))
     f = static_cast<float>(load_integer(type, v));
@@ -101,11 +119,11 @@ static int32_t to_float(int32_t type, const uint8_t* v, void* buffer, int32_t* o
   else if (type == TC_DOUBLE)
     f = static_cast<float>(load_f64(v));
   else
-    return refuse(out_len);
-  return deliver(buffer, &f, sizeof f, out_len);
+    return refuse(out.out_len);
+  return deliver(out, &f, sizeof f);
 }
 
-static int32_t to_double(int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
+static int32_t to_double(int32_t type, const uint8_t* v, const Out& out) {
   double d;
   if (is_integer_type(type))
     d = static_cast<double>(load_integer(type, v));
@@ -116,88 +134,90 @@ static int32_t to_double(int32_t type, const uint8_t* v, void* buffer, int32_t* 
   else if (type == TC_DOUBLE)
     d = load_f64(v);
   else
-    return refuse(out_len);
-  return deliver(buffer, &d, sizeof d, out_len);
+    return refuse(out.out_len);
+  return deliver(out, &d, sizeof d);
 }
 
 // CType 28 and 31: intervals or integers as numbers.
-static int32_t to_interval_number(int32_t ctype, int32_t type, const uint8_t* v, void* buffer, int32_t* out_len) {
-  if (ctype == 28 && type == TC_INTERVAL_YEAR_MONTH) {
+static int32_t to_interval_number(int32_t ctype, int32_t type, const uint8_t* v, const Out& out) {
+  if (ctype == CT_YEAR_MONTH && type == TC_INTERVAL_YEAR_MONTH) {
     int32_t months = load_i32(v);
-    return deliver(buffer, &months, sizeof months, out_len);
+    return deliver(out, &months, sizeof months);
   }
   int64_t n;
   if (type == TC_INTEGER)
     n = load_i32(v);
-  else if (type == TC_BIGINT || (ctype == 31 && type == TC_INTERVAL_DAY_SECOND))
+  else if (type == TC_BIGINT || (ctype == CT_DAY_SECOND && type == TC_INTERVAL_DAY_SECOND))
     n = load_i64(v);
   else
-    return refuse(out_len);
-  return deliver(buffer, &n, sizeof n, out_len);
+    return refuse(out.out_len);
+  return deliver(out, &n, sizeof n);
 }
 
 static int32_t convert(ResultRecord* result, int32_t index, int32_t ctype, const uint8_t* v, int32_t len,
-                       void* buffer, int32_t buffer_len, int32_t* out_len) {
+                       const Out& out) {
   int32_t type = result->fields[index].type;
   switch (ctype) {
-    case 1:
-    case 5:
-      return to_int32(type, v, len, buffer, out_len);
-    case 2:
-    case 10:
-    case 11:
-    case 12:
-    case 13:
-    case 14:
-      return text_rule(type, v, len, static_cast<char*>(buffer), buffer_len, out_len);
-    case 3:
-    case 63:
-      return deliver(buffer, v, 1, out_len);
-    case 4:
-      return to_int16(type, v, buffer, out_len);
-    case 6:
-      return to_int64(type, v, len, buffer, out_len);
-    case 7:
-      return to_float(type, v, buffer, out_len);
-    case 8:
-      return to_double(type, v, buffer, out_len);
-    case 9:  // unbounded: the caller sizes the buffer from the column
-      return deliver(buffer, v, len, out_len);
-    case 15:
-      return binary_copy(type, v, len, static_cast<uint8_t*>(buffer), buffer_len, out_len);
-    case 18:
-      return piece_copy(type, v, len, static_cast<uint8_t*>(buffer), buffer_len, out_len);
-    case 21:  // intervals deliver nothing here
-      return type == TC_INTERVAL_YEAR_MONTH || type == TC_INTERVAL_DAY_SECOND ? 0 : refuse(out_len);
-    case 23:
-      return type == TC_DATETIME ? deliver(buffer, v, 8, out_len) : refuse(out_len);
-    case 28:
-    case 31:
-      return to_interval_number(ctype, type, v, buffer, out_len);
-    case 41:
-    case 42:
-    case 43:
-    case 44:
-      return field_to_lob(result, &result->fields[index], v, len, ctype, buffer, out_len);
+    case CT_BOOL:
+    case CT_INT32:
+      return to_int32(type, v, len, out);
+    case CT_TEXT:
+    case CT_DATE:
+    case CT_TIME:
+    case CT_TIME_TZ:
+    case CT_DATETIME:
+    case CT_DATETIME_TZ:
+      return text_rule(type, v, len, static_cast<char*>(out.buffer), out.buffer_len, out.out_len);
+    case CT_BYTE:
+    case CT_BYTE63:
+      return deliver(out, v, 1);
+    case CT_INT16:
+      return to_int16(type, v, out);
+    case CT_INT64:
+      return to_int64(type, v, len, out);
+    case CT_FLOAT:
+      return to_float(type, v, out);
+    case CT_DOUBLE:
+      return to_double(type, v, out);
+    case CT_NUMERIC:  // the caller sizes the buffer from the column
+      return deliver_raw(out, v, len);
+    case CT_BINARY:
+      return binary_copy(type, v, len, static_cast<uint8_t*>(out.buffer), out.buffer_len, out.out_len);
+    case CT_PIECE:
+      return piece_copy(type, v, len, static_cast<uint8_t*>(out.buffer), out.buffer_len, out.out_len);
+    case CT_INTERVAL:  // intervals deliver nothing here
+      return type == TC_INTERVAL_YEAR_MONTH || type == TC_INTERVAL_DAY_SECOND ? 0 : refuse(out.out_len);
+    case CT_EPOCH_MS:
+      return type == TC_DATETIME ? deliver(out, v, 8) : refuse(out.out_len);
+    case CT_YEAR_MONTH:
+    case CT_DAY_SECOND:
+      return to_interval_number(ctype, type, v, out);
+    case CT_CLOB:
+    case CT_BLOB:
+    case CT_CLOB43:
+    case CT_CLOB44:
+      // The buffer holds the caller's LobHandle pointer.
+      if (out.buffer_len < static_cast<int32_t>(sizeof(void*))) return ZV_BAD_HANDLE;
+      return field_to_lob(result, &result->fields[index], v, len, ctype, out.buffer, out.out_len);
     default:
-      return refuse(out_len);
+      return refuse(out.out_len);
   }
 }
 
 int32_t field_to_value(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,
                        int32_t* out_len) {
   ResultRecord* result = handle ? static_cast<ResultRecord*>(*handle) : nullptr;
-  if (!buffer || !result || buffer_len < 0) return -3;
-  if (column < 1 || column > result->field_count) return -15;
+  if (!buffer || !result || buffer_len < 0) return ZV_BAD_HANDLE;
+  if (column < 1 || column > result->field_count) return ZV_BAD_COLUMN;
   int32_t scratch = 0;
   if (!out_len) out_len = &scratch;
   int32_t index = column - 1;
   const uint8_t* row = result->current_row;
   if (!row || field_is_null(row, index)) {
     *out_len = 0;
-    return -11;
+    return ZV_NULL_VALUE;
   }
   int32_t len = 0;
   const uint8_t* v = field_bytes(row, result->fields, index, &len);
-  return convert(result, index, ctype, v, len, buffer, buffer_len, out_len);
+  return convert(result, index, ctype, v, len, Out{buffer, buffer_len, out_len});
 }
