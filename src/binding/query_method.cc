@@ -1,5 +1,6 @@
 // ZVConnection.query: runs one statement by its class and hands the outcome to a callback,
 // or, without one, wraps it in a ZVQuery.
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,15 +17,10 @@ using v8::Function;
 using v8::FunctionCallbackInfo;
 using v8::Isolate;
 using v8::Local;
-using v8::Name;
 using v8::Object;
 using v8::Value;
 
 enum {
-  CLASS_INSERT = 1,
-  CLASS_UPDATE = 2,
-  CLASS_DELETE = 3,
-  CLASS_SELECT = 4,
   ROW_ID_FIELD = 40,
   ERROR_TEXT_BUF = 1024,
 };
@@ -45,19 +41,23 @@ static void append(QueryRun* run, Local<Array> array, Local<Value> value) {
   array->Set(run->context, array->Length(), value).Check();
 }
 
-// A heap copy of the connection's last error text.
-static char* fetch_error_text(ConnRecord** handle) {
-  char buffer[ERROR_TEXT_BUF] = {0};
+// The words for a failed call: the connection's last error text, or, when the client left
+// none, a text of our own with the code, so that a script never gets an empty message.
+static void failure_text(ConnRecord** handle, int32_t ret, char* buffer, int32_t size) {
+  if (ret == ZV_NET_ERROR) {
+    snprintf(buffer, size, "[EJ1024] database connection is closed");
+    return;
+  }
   int32_t length = 0;
   ZVC_GetErrorText(reinterpret_cast<void**>(handle), buffer, &length);
-  buffer[ERROR_TEXT_BUF - 1] = '\0';
-  return strdup(buffer);
+  buffer[size - 1] = '\0';
+  if (buffer[0] == '\0') snprintf(buffer, size, "[EJ1025] client call failed with code %d", ret);
 }
 
 static void set_run_error(QueryRun* run, int32_t ret) {
-  char* text = ret == ZV_NET_ERROR ? strdup("[EJ1024] database connection is closed") : fetch_error_text(run->handle);
+  char text[ERROR_TEXT_BUF] = {0};
+  failure_text(run->handle, ret, text, sizeof text);
   run->obj_err->Set(run->context, utf8(run->isolate, "Error"), utf8(run->isolate, text)).Check();
-  free(text);
 }
 
 static bool has_error(QueryRun* run) {
@@ -105,9 +105,8 @@ static void read_results(QueryRun* run, void** p_res) {
     // Each result of a chain is read with its own column count.
     int32_t field_num = 0;
     ZVC_GetColumnCount(p_res, &field_num);
-    Local<Name>* names = static_cast<Local<Name>*>(alloca(sizeof(Local<Name>) * (field_num > 0 ? field_num : 1)));
     Local<Array> fields;
-    if (!column_names(&ctx, field_num, names) || !column_objects(&ctx, field_num).ToLocal(&fields)) {
+    if (!column_names(&ctx, field_num) || !column_objects(&ctx, field_num).ToLocal(&fields)) {
       set_error(&ctx, "colulmn NUM overflow");
       break;
     }
@@ -118,7 +117,7 @@ static void read_results(QueryRun* run, void** p_res) {
       // otherwise pile every value's handle into one scope for the collector to walk again and again.
       v8::HandleScope row_scope(run->isolate);
       Local<Object> row;
-      if (!row_to_object(&ctx, field_num, names).ToLocal(&row)) break;
+      if (!row_to_object(&ctx, field_num).ToLocal(&row)) break;
       run->arr_to->Set(run->context, index++, row).Check();
       ret = ZVC_NextRow(p_res);
     }
@@ -154,7 +153,7 @@ static Local<Value> make_query_object(QueryRun* run, const char* sql, int32_t co
   arr_query->Set(run->context, 0, v8::Number::New(isolate, column_count)).Check();
   arr_query->Set(run->context, 1, v8::Number::New(isolate, result_bits)).Check();
   arr_query->Set(run->context, 2, has_error(run) ? Local<Value>(run->obj_err) : Local<Value>(v8::Null(isolate))).Check();
-  Local<Function> factory = v8::FunctionTemplate::New(isolate, ZVQuery::Factory)->GetFunction(run->context).ToLocalChecked();
+  Local<Function> factory = Local<Function>::New(isolate, ZVQuery::factory);
   Local<Value> argv[2] = {utf8(isolate, sql), arr_query};
   Local<Value> query;
   if (!factory->Call(run->context, v8::Null(isolate), 2, argv).ToLocal(&query)) return v8::Undefined(isolate);
@@ -211,10 +210,10 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   double result_bits = pointer_bits(nullptr);
 
   switch (ZVC_ClassifySql(sql)) {
-    case CLASS_INSERT: run_insert(&run, sql); break;
-    case CLASS_UPDATE: run_count(&run, sql, "UPDATE EFFECTNUM"); break;
-    case CLASS_DELETE: run_count(&run, sql, "DELETE EFFECTNUM"); break;
-    case CLASS_SELECT: {
+    case SQL_INSERT: run_insert(&run, sql); break;
+    case SQL_UPDATE: run_count(&run, sql, "UPDATE EFFECTNUM"); break;
+    case SQL_DELETE: run_count(&run, sql, "DELETE EFFECTNUM"); break;
+    case SQL_QUERY: {
       void* p_res = nullptr;
       int32_t field_num = 0, row_count = 0, effect = 0;
       int32_t ret = ZVC_Execute(&conn->p_conn, sql, &p_res, &field_num, &row_count, &effect);

@@ -1,10 +1,13 @@
 #include "binding/row_values.h"
 
+#include <algorithm>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "binding/script_util.h"
-#include "connection/client_text.h"
 #include "zvc.h"
 
 namespace zvdbms {
@@ -20,21 +23,21 @@ using v8::Value;
 enum {
   NAME_BUF = 128,
   TEXT_UNSIZED = 64000,
-  CT_BOOL = 1,
-  CT_TINYINT = 3,
-  CT_SMALLINT = 4,
-  CT_INTEGER = 5,
-  CT_BIGINT = 6,
-  CT_FLOAT = 7,
-  CT_DOUBLE = 8,
-  CT_DATE = 10,
-  CT_DATETIME = 13,
-  CT_TEXT = 2,
-  CT_RAW = 9,
-  CT_EPOCH_MS = 23,
-  CT_CLOB = 41,
-  CT_BLOB = 42,
+  // CTypes whose declared length says nothing about the width of their text.
+  CT_UNSIZED_FIRST = 30,
+  CT_UNSIZED_LAST = 34,
 };
+
+// The large-object reader's progress lines go to standard output whatever the options say,
+// flushed at once so that they keep their place among the script's own output.
+static void print_line(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+static void print_line(const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  vprintf(fmt, args);
+  va_end(args);
+  fflush(stdout);
+}
 
 void row_context_init(RowContext* ctx, Isolate* isolate, void** p_res, RowReader reader, Local<Object> obj_err) {
   ctx->isolate = isolate;
@@ -100,10 +103,10 @@ static Local<Value> number_value(RowContext* ctx, int32_t column, int32_t ctype)
   if (query && data_len == 0) return v8::Null(ctx->isolate);
   double n = 0;
   switch (ctype) {
-    case CT_TINYINT: n = v.i8; break;
-    case CT_SMALLINT: n = v.i16; break;
-    case CT_INTEGER: n = v.i32; break;
-    case CT_BIGINT: n = static_cast<double>(v.i64); break;
+    case CT_BYTE: n = v.i8; break;
+    case CT_INT16: n = v.i16; break;
+    case CT_INT32: n = v.i32; break;
+    case CT_INT64: n = static_cast<double>(v.i64); break;
     case CT_FLOAT: n = v.f32; break;
     default: n = v.f64; break;
   }
@@ -116,8 +119,9 @@ static Local<Value> date_value(RowContext* ctx, int32_t column, int32_t ctype) {
   double ms = 0;
   int32_t data_len = 0;
   if (ctype == CT_DATE) {
+    // CType 9 hands over the stored value as it is: here the int32 day count.
     int32_t days[2] = {0, 0};
-    ZVC_GetData(ctx->p_res, column, CT_RAW, days, sizeof days, &data_len);
+    ZVC_GetData(ctx->p_res, column, CT_NUMERIC, days, sizeof days, &data_len);
     ms = days[0] * 86400000.0;
   } else {
     int64_t stamp = 0;
@@ -128,13 +132,17 @@ static Local<Value> date_value(RowContext* ctx, int32_t column, int32_t ctype) {
   return v8::Date::New(ctx->context, ms).ToLocalChecked();
 }
 
-// Text buffers are sized from the declared length, three bytes a unit so that UTF-8 fits.
+// Text buffers are sized from the declared length, three bytes a unit so that UTF-8 fits, plus
+// the terminator; a column without a declared length takes 64000.
 static int32_t text_buffer_len(RowContext* ctx, int32_t column, int32_t ctype) {
-  if (ctype >= 30 && ctype <= 34) return TEXT_UNSIZED;
-  int32_t size = 0;
-  ZVC_GetColumnSize(ctx->p_res, column, &size);
-  int64_t len = static_cast<int64_t>(size) * 3;
-  if (len < 1 || len > TEXT_UNSIZED) len = TEXT_UNSIZED;
+  int64_t len = TEXT_UNSIZED;
+  if (ctype < CT_UNSIZED_FIRST || ctype > CT_UNSIZED_LAST) {
+    int32_t size = 0;
+    ZVC_GetColumnSize(ctx->p_res, column, &size);
+    if (size > 0) len = static_cast<int64_t>(size) * 3;
+  }
+  // The client takes the length as an int32.
+  if (len >= INT32_MAX) len = INT32_MAX - 1;
   return static_cast<int32_t>(len) + 1;
 }
 
@@ -147,6 +155,14 @@ static char* scratch(RowContext* ctx, int32_t len) {
   return ctx->scratch;
 }
 
+// The bytes of the text in buffer. A value cut to fit is a terminated text inside the buffer,
+// and data_len then counts what stayed behind, not what is there. A value that fits is data_len
+// bytes, which may fill the buffer without a terminator.
+static int32_t text_length(int32_t ret, const char* buffer, int32_t buff_len, int32_t data_len) {
+  if (ret == ZV_TRUNCATED) return static_cast<int32_t>(strnlen(buffer, buff_len));
+  return data_len < buff_len ? data_len : buff_len;
+}
+
 static Local<Value> text_value(RowContext* ctx, int32_t column, int32_t ctype) {
   int32_t buff_len = text_buffer_len(ctx, column, ctype);
   char* buffer = scratch(ctx, buff_len);
@@ -155,48 +171,63 @@ static Local<Value> text_value(RowContext* ctx, int32_t column, int32_t ctype) {
   int32_t ret = ZVC_GetData(ctx->p_res, column, CT_TEXT, buffer, buff_len, &data_len);
   bool query = ctx->reader == READER_QUERY;
   if (query) report_data_error(ctx, ret, false);
-  if (data_len == 0) return query ? Local<Value>(v8::Null(ctx->isolate)) : Local<Value>(v8::String::Empty(ctx->isolate));
+  if (data_len <= 0) return query ? Local<Value>(v8::Null(ctx->isolate)) : Local<Value>(v8::String::Empty(ctx->isolate));
   if (query && ctype == CT_BOOL) return v8::Boolean::New(ctx->isolate, buffer[0] == 'T');
-  return utf8(ctx->isolate, buffer, data_len);
+  return utf8(ctx->isolate, buffer, text_length(ret, buffer, buff_len, data_len));
 }
 
 // Large objects arrive as raw bytes, character ones too; a NULL one is an empty buffer.
 static Local<Value> lob_value(RowContext* ctx, int32_t column, int32_t ctype) {
   LobHandle* lob = nullptr;
-  client_print("Lob read create : %d \n ", ZVC_CreateLob(&lob));
+  print_line("Lob read create : %d \n ", ZVC_CreateLob(&lob));
   int32_t len = 0;
   ZVC_GetData(ctx->p_res, column, ctype, &lob, 8, &len);
-  client_print("Lob read Getdata : length %d \n ", len);
+  print_line("Lob read Getdata : length %d \n ", len);
   if (len < 0) len = 0;
   Local<v8::ArrayBuffer> bytes = v8::ArrayBuffer::New(ctx->isolate, len);
   // An empty buffer has no storage; the read still gets a place to write its nothing to.
   char none = 0;
   void* data = len > 0 ? bytes->GetBackingStore()->Data() : &none;
   int32_t n = ZVC_GetLobData(&lob, data, len);
-  client_print("Lob read Getdata : read_n %d \n ", n);
-  client_print("Lob read Getdata : write to arraybuffer  \n");
+  print_line("Lob read Getdata : read_n %d \n ", n);
+  print_line("Lob read Getdata : write to arraybuffer  \n");
   ZVC_FreeLob(&lob);
   return bytes;
 }
 
 static Local<Value> column_to_script(RowContext* ctx, int32_t column, int32_t ctype) {
-  if (ctype >= CT_TINYINT && ctype <= CT_DOUBLE) return number_value(ctx, column, ctype);
+  if (ctype >= CT_BYTE && ctype <= CT_DOUBLE) return number_value(ctx, column, ctype);
   if (ctype == CT_DATE || ctype == CT_DATETIME) return date_value(ctx, column, ctype);
   if (ctx->reader == READER_QUERY && (ctype == CT_CLOB || ctype == CT_BLOB)) return lob_value(ctx, column, ctype);
   return text_value(ctx, column, ctype);
 }
 
-bool column_names(RowContext* ctx, int32_t count, Local<Name>* names) {
+// Internalized strings of equal text are one object. Sorted by hash, only names of equal hash
+// need comparing, so that a result of very many columns is checked quickly.
+static bool names_distinct(const std::vector<Local<Name>>& names) {
+  std::vector<std::pair<int, size_t>> order(names.size());
+  for (size_t i = 0; i < names.size(); ++i) order[i] = {names[i]->GetIdentityHash(), i};
+  std::sort(order.begin(), order.end());
+  for (size_t i = 1, run = 0; i < order.size(); ++i) {
+    if (order[i].first != order[run].first) {
+      run = i;
+      continue;
+    }
+    for (size_t j = run; j < i; ++j)
+      if (names[order[j].second] == names[order[i].second]) return false;
+  }
+  return true;
+}
+
+bool column_names(RowContext* ctx, int32_t count) {
+  std::vector<Local<Name>>& names = ctx->names;
+  names.resize(count > 0 ? count : 0);
   for (int32_t c = 1; c <= count; ++c) {
     char name[NAME_BUF] = {0};
     if (ZVC_GetColumnName(ctx->p_res, c, name) < 0) return false;
     names[c - 1] = v8::String::NewFromUtf8(ctx->isolate, name, v8::NewStringType::kInternalized).ToLocalChecked();
   }
-  // Internalized strings of equal text are one object.
-  ctx->distinct_names = true;
-  for (int32_t i = 1; i < count && ctx->distinct_names; ++i)
-    for (int32_t j = 0; j < i; ++j)
-      if (names[i] == names[j]) ctx->distinct_names = false;
+  ctx->distinct_names = names_distinct(names);
   return true;
 }
 
@@ -225,8 +256,10 @@ static Local<Object> make_row(RowContext* ctx, int32_t count, Local<Name>* names
   return row;
 }
 
-MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count, Local<Name>* names) {
-  Local<Value>* values = static_cast<Local<Value>*>(alloca(sizeof(Local<Value>) * (count > 0 ? count : 1)));
+MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count) {
+  // One buffer for every row: a wide row must not live on the stack.
+  std::vector<Local<Value>>& values = ctx->values;
+  values.resize(count > 0 ? count : 0);
   for (int32_t c = 1; c <= count; ++c) {
     int32_t ctype = 0;
     if (ZVC_GetColumnType(ctx->p_res, c, &ctype) < 0) {
@@ -241,7 +274,7 @@ MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count, Local<Name>* na
     }
     values[c - 1] = column_to_script(ctx, c, ctype);
   }
-  return make_row(ctx, count, names, values);
+  return make_row(ctx, count, ctx->names.data(), values.data());
 }
 
 }  // namespace zvdbms

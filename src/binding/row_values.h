@@ -3,6 +3,8 @@
 #pragma once
 #include <node.h>
 
+#include <vector>
+
 namespace zvdbms {
 
 enum RowReader {
@@ -22,6 +24,8 @@ struct RowContext {
   bool distinct_names;   // set by column_names: no two columns share a key
   char* scratch;         // reusable text buffer
   int32_t scratch_len;
+  std::vector<v8::Local<v8::Name>> names;    // keys of the current result, by column
+  std::vector<v8::Local<v8::Value>> values;  // values of the row being built
 };
 
 void row_context_init(RowContext* ctx, v8::Isolate* isolate, void** p_res, RowReader reader,
@@ -31,14 +35,14 @@ void row_context_free(RowContext* ctx);
 // Sets obj_err["Error"] to text; a later failure overwrites an earlier one.
 void set_error(RowContext* ctx, const char* text);
 
-// Column names of the current result as keys (null entries where a name can't be read).
-// False when a name can't be read (the reader's own failure has then been reported).
-bool column_names(RowContext* ctx, int32_t count, v8::Local<v8::Name>* names);
+// Column names of the current result into ctx->names, the keys of its rows.
+// False when a name can't be read.
+bool column_names(RowContext* ctx, int32_t count);
 // The fields array: one {ColName, Type} object per column. Empty on failure.
 v8::MaybeLocal<v8::Array> column_objects(RowContext* ctx, int32_t count);
 
-// The current row as a row object with the given keys. Empty when the reading stopped:
+// The current row as a row object keyed by ctx->names. Empty when the reading stopped:
 // in READER_QUERY an unreadable column type ends the row and sets "Error".
-v8::MaybeLocal<v8::Object> row_to_object(RowContext* ctx, int32_t count, v8::Local<v8::Name>* names);
+v8::MaybeLocal<v8::Object> row_to_object(RowContext* ctx, int32_t count);
 
 }  // namespace zvdbms

@@ -16,6 +16,7 @@ using v8::Object;
 using v8::Value;
 
 v8::Persistent<Function> ZVQuery::constructor;
+v8::Persistent<Function> ZVQuery::factory;
 
 // The class is reachable from scripts through an instance's constructor, so a result pointer
 // is taken from the arguments only when query itself builds the object through the factory.
@@ -33,8 +34,12 @@ static void instantiate(const FunctionCallbackInfo<Value>& args, bool from_query
   if (made) args.GetReturnValue().Set(instance);
 }
 
+// The factory's function is made here once: a template made for each query would stay in
+// the isolate for good, and a script making many query objects would grow the heap without end.
 void ZVQuery::Init(Isolate* isolate) {
   constructor.Reset(isolate, build_class(isolate, "ZVQuery", New, 3, nullptr, 0));
+  Local<Function> fn = v8::FunctionTemplate::New(isolate, Factory)->GetFunction(isolate->GetCurrentContext()).ToLocalChecked();
+  factory.Reset(isolate, fn);
 }
 
 void ZVQuery::Factory(const FunctionCallbackInfo<Value>& args) { instantiate(args, true); }

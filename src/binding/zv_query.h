@@ -9,10 +9,11 @@ namespace zvdbms {
 
 class ZVQuery : public node::ObjectWrap {
  public:
-  static v8::Persistent<v8::Function> constructor;  // never released: it lives as long as the process
+  // Both made once at load and never released: they live as long as the process. A Global
+  // here would be reset by its destructor at exit, after the isolate has gone.
+  static v8::Persistent<v8::Function> constructor;
+  static v8::Persistent<v8::Function> factory;  // (sql, arr_query) -> a new ZVQuery; query calls it
   static void Init(v8::Isolate* isolate);
-  // (sql, arr_query) -> a new ZVQuery; query calls it through a function template.
-  static void Factory(const v8::FunctionCallbackInfo<v8::Value>& args);
 
   ~ZVQuery() override;
 
@@ -23,6 +24,7 @@ class ZVQuery : public node::ObjectWrap {
 
  private:
   static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void Factory(const v8::FunctionCallbackInfo<v8::Value>& args);
 };
 
 }  // namespace zvdbms
