@@ -47,13 +47,15 @@ void ZVConnection::New(const FunctionCallbackInfo<Value>& args) {
     if (NewInstance(isolate, args[0]).ToLocal(&instance)) args.GetReturnValue().Set(instance);
     return;
   }
-  ZVConnection* conn = new ZVConnection();
   Local<Value> a = args[0];
+  char* conn_string = nullptr;
   if (a->IsString()) {
-    conn->conn_string = utf8_copy(isolate, a);
-  } else if (a->IsObject()) {
-    conn->conn_string = options_to_conn_string(isolate, a.As<Object>());
+    conn_string = utf8_copy(isolate, a);
+  } else if (a->IsObject() && !options_to_conn_string(isolate, a.As<Object>(), &conn_string)) {
+    return;
   }
+  ZVConnection* conn = new ZVConnection();
+  conn->conn_string = conn_string;
   conn->Wrap(args.This());
   args.GetReturnValue().Set(args.This());
 }

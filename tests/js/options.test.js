@@ -1,0 +1,93 @@
+'use strict';
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const net = require('net');
+const { zanvodb, launcher, options, run } = require('./helpers');
+
+let server;
+test.before(async () => { server = await launcher.start(); });
+test.after(async () => { await server.stop(); });
+
+const invalid = (key, reason) => (err) =>
+  err instanceof TypeError && err.message === `Invalid value for option "${key}": ${reason}`;
+
+const SEPARATOR = 'it may not contain ";" or ","';
+const CONTROL = 'it may not contain control characters';
+const BLANK_END = 'it may not begin or end with a blank';
+const LIST = 'it may not contain "IPS="';
+const QUOTE = 'it may not contain "\'"';
+const MS = 'it must be a whole number of milliseconds from 0 to 2147483647';
+
+const refused = [
+  ['password', 'SYSDBA;Port=1', SEPARATOR],
+  ['password', 'a,b', SEPARATOR],
+  ['host', '127.0.0.1;IP=10.0.0.1', SEPARATOR],
+  ['port', '5138;PWD=x', SEPARATOR],
+  ['user', 'SYSDBA;PWD=x', SEPARATOR],
+  ['database', 'SYSTEM;USER=x', SEPARATOR],
+  ['char_set', 'UTF8,LOB_RET=1', SEPARATOR],
+  ['password', 'xIPS=10.0.0.1', LIST],
+  ['user', 'ips=10.0.0.1', LIST],
+  ['host', 'Ips=10.0.0.1', LIST],
+  ['password', ' SYSDBA', BLANK_END],
+  ['user', 'SYSDBA ', BLANK_END],
+  ['password', 'a\nb', CONTROL],
+  ['user', 'a\u0000b', CONTROL],
+  ['char_set', 'a\u007fb', CONTROL],
+  ['database', 'a\tb', CONTROL],
+  ['user', "SYSDBA' password='x", QUOTE],
+  ['password', "it's", QUOTE],
+  ['char_set', "x'", QUOTE],
+  ['database', "SYS'TEM", QUOTE],
+  ['database', "SYSTEM auto_commit = 'off'", QUOTE],
+  ['database', 'SYSTEM lock_timeout = 0', 'it may not contain a blank'],
+  ['password', 'p'.repeat(64), 'it may have 63 bytes at most'],
+  ['database', 'é'.repeat(32), 'it may have 63 bytes at most'],
+  ['host', '1'.repeat(32), 'it may have 31 bytes at most'],
+  ['timeout', '1000', MS],
+  ['timeout', -1, MS],
+  ['timeout', 1.5, MS],
+  ['timeout', NaN, MS],
+  ['connectTimeout', null, MS],
+  ['connectTimeout', 2147483648, MS],
+  ['connectTimeout', Infinity, MS],
+];
+
+test('values that would change the connection string are refused before anything is sent', async () => {
+  let attempts = 0;
+  const listener = net.createServer((socket) => { attempts += 1; socket.destroy(); });
+  await new Promise((resolve) => listener.listen(0, '127.0.0.1', resolve));
+  const port = listener.address().port;
+  for (const [key, value, reason] of refused) {
+    assert.throws(() => zanvodb.createConnection({ ...options(server), port, [key]: value }), invalid(key, reason),
+      `${key}: ${JSON.stringify(value)}`);
+  }
+  await new Promise((resolve) => setTimeout(resolve, 50));
+  await new Promise((resolve) => listener.close(resolve));
+  assert.equal(attempts, 0);
+});
+
+test('values that keep the string as it is are accepted', () => {
+  const accepted = [
+    { password: 'SYSDBA', database: 'SYSTEM', char_set: '' },
+    { user: 'sysdba', timeout: 0 },
+    { timeout: 5000, connectTimeout: 2000 },
+    { timeout: 2147483647, connectTimeout: 0 },
+    { port: String(server.port), timeout: undefined, connectTimeout: undefined },
+  ];
+  for (const extra of accepted) {
+    const conn = zanvodb.createConnection(options(server, extra));
+    assert.equal(conn.connect(), true, JSON.stringify(extra));
+    assert.deepEqual(run(conn, 'select 1 as one from dual').rows, [{ one: 1 }]);
+    conn.end();
+  }
+});
+
+test('"=" and inner blanks stay part of a password', async () => {
+  const own = await launcher.start({ password: 'se=cret wörd' });
+  const conn = zanvodb.createConnection({ ...options(own), password: 'se=cret wörd' });
+  assert.equal(conn.connect(), true);
+  assert.deepEqual(run(conn, 'select 2 as two from dual').rows, [{ two: 2 }]);
+  conn.end();
+  await own.stop();
+});
