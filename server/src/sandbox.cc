@@ -7,15 +7,13 @@ namespace {
 // reach files (temp_store_directory), the database's form as every connection sees it
 // (journal_mode, writable_schema, schema_version) or the whole process (soft_heap_limit).
 constexpr const char* kHarmlessPragmas[] = {
-    "application_id",  "automatic_index",   "busy_timeout",      "cache_size",      "cache_spill",
-    "case_sensitive_like", "collation_list", "compile_options",  "count_changes",   "data_version",
-    "database_list",   "defer_foreign_keys", "encoding",         "foreign_key_check", "foreign_key_list",
-    "foreign_keys",    "freelist_count",    "full_column_names", "function_list",   "ignore_check_constraints",
-    "index_info",      "index_list",        "index_xinfo",       "integrity_check", "module_list",
-    "optimize",        "page_count",        "page_size",         "pragma_list",     "query_only",
-    "quick_check",     "read_uncommitted",  "recursive_triggers", "reverse_unordered_selects",
-    "short_column_names", "synchronous",    "table_info",        "table_list",      "table_xinfo",
-    "temp_store",      "user_version",
+    "application_id", "automatic_index", "busy_timeout", "cache_size", "cache_spill", "case_sensitive_like",
+    "collation_list", "compile_options", "count_changes", "data_version", "database_list", "defer_foreign_keys",
+    "encoding", "foreign_key_check", "foreign_key_list", "foreign_keys", "freelist_count", "full_column_names",
+    "function_list", "ignore_check_constraints", "index_info", "index_list", "index_xinfo", "integrity_check",
+    "module_list", "optimize", "page_count", "page_size", "pragma_list", "query_only", "quick_check",
+    "read_uncommitted", "recursive_triggers", "reverse_unordered_selects", "short_column_names", "synchronous",
+    "table_info", "table_list", "table_xinfo", "temp_store", "user_version",
 };
 
 bool harmless_pragma(const char* name) {
