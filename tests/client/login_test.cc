@@ -1,5 +1,7 @@
 // Opening, logging in, reconnecting and closing against scripted peers.
 #include <gtest/gtest.h>
+
+#include <chrono>
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -183,4 +185,26 @@ TEST(Login, NobodyListeningAndClosing) {
   ConnRecord* untouched = reinterpret_cast<ConnRecord*>(0x1);
   EXPECT_EQ(ZVC_OpenConnection(nullptr, &untouched), -1);
   EXPECT_EQ(untouched, reinterpret_cast<ConnRecord*>(0x1));
+}
+
+// A server that takes the link and never answers: the login gives up after CONNECT_TIMEOUT
+// (each of a plain link's three reads), not after the statements' 30-minute time-out, and
+// RECV_TIMEOUT replaces that time-out.
+TEST(Login, TimeLimits) {
+  DeadPort silent;
+  ASSERT_EQ(0, listen(silent.fd, 4));
+  std::string text = "IP=127.0.0.1;PORT=" + std::to_string(silent.port) + ";DB=SYSTEM;USER=U;PWD=P";
+  ConnRecord* conn = nullptr;
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(ZV_LOGIN_FAILED, ZVC_OpenConnection((text + ";CONNECT_TIMEOUT=100;RECV_TIMEOUT=2500").c_str(), &conn));
+  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_LT(seconds, 5.0);
+  EXPECT_STREQ(conn->error_text, "[EC012]Error in build-database-connect LOGIN database Failure");
+  EXPECT_EQ(conn->ltimeout, 2500);
+  EXPECT_EQ(conn->connect_timeout, 100);
+  ZVC_CloseConnection(&conn);
+  ASSERT_EQ(ZV_SOCKET_FAILED, ZVC_OpenConnection("IP=127.0.0.1;PORT=1;RECV_TIMEOUT=0", &conn));
+  EXPECT_EQ(conn->ltimeout, 1800000);
+  EXPECT_EQ(conn->connect_timeout, 10000);
+  ZVC_CloseConnection(&conn);
 }

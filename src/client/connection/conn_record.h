@@ -31,6 +31,8 @@ struct ConnRecord {
   char compatible_mode[64];
   char keyword_filter[64];
   int32_t ltimeout;      // receive time-out in milliseconds
+  int32_t recv_timeout;     // RECV_TIMEOUT: replaces ltimeout's default when above 0
+  int32_t connect_timeout;  // CONNECT_TIMEOUT: limit for connecting, and for each read of the login
   int32_t lock_timeout;  // sent at login
   int32_t use_ssl;
   int32_t auto_commit_off;

@@ -84,6 +84,8 @@ const Keyword keywords[] = {
     {"RETURN CURSOR_ID", RULE_FLAG, FIELD(return_cursor_id_off), off_words},
     {"RETURN_CURSORID", RULE_FLAG, FIELD(return_cursor_id_off), off_words},
     {"USE_SRVCURSOR", RULE_FLAG, FIELD(use_srvcursor_off), off_words},
+    {"RECV_TIMEOUT", RULE_DECIMAL, FIELD(recv_timeout), nullptr},
+    {"CONNECT_TIMEOUT", RULE_DECIMAL, FIELD(connect_timeout), nullptr},
 };
 
 #undef FIELD
@@ -130,6 +132,7 @@ void trim_blanks(const char** begin, const char** end) {
 
 void store_server_list(ConnRecord* conn, const char* item) {
   ServerList* list = static_cast<ServerList*>(client_alloc(sizeof(ServerList)));
+  if (!list) return;
   parse_ips_list(list, IPS_CAPACITY, item);
   // A later "IPS=" item replaces the earlier list.
   free_server_list(conn->server_list);
@@ -197,6 +200,15 @@ bool split_conn_item(const char* item, char* title, char* value) {
   return true;
 }
 
+// A copy of address behind the list's last; false when memory runs out.
+static bool add_address(ServerList* list, const char* address) {
+  char* copy = strdup(address);
+  if (!copy) return false;
+  list->addrs[list->count++] = copy;
+  return true;
+}
+
+// When memory runs out the list keeps what it holds, and stays safe to free.
 bool parse_ips_list(ServerList* list, int capacity, const char* item) {
   list->count = 0;
   list->addrs = static_cast<char**>(client_alloc(sizeof(char*) * static_cast<size_t>(capacity)));
@@ -205,6 +217,10 @@ bool parse_ips_list(ServerList* list, int capacity, const char* item) {
   bool grown = false;
   // The item starts with its four-character prefix "IPS=".
   char* rest = strdup(strlen(item) >= 4 ? item + 4 : "");
+  if (!list->addrs || !rest) {
+    free(rest);
+    return false;
+  }
   char* address = rest;
   for (char* comma = strchr(address, ','); comma; comma = strchr(address, ',')) {
     *comma = '\0';
@@ -215,20 +231,28 @@ bool parse_ips_list(ServerList* list, int capacity, const char* item) {
         return false;
       }
       int new_capacity = capacity + IPS_GROWTH;
-      list->addrs = static_cast<char**>(realloc(list->addrs, sizeof(char*) * static_cast<size_t>(new_capacity)));
+      char** addrs = static_cast<char**>(realloc(list->addrs, sizeof(char*) * static_cast<size_t>(new_capacity)));
+      if (!addrs) {
+        free(rest);
+        return false;
+      }
+      list->addrs = addrs;
       memset(list->addrs + capacity, 0, sizeof(char*) * IPS_GROWTH);
       capacity = new_capacity;
       bound += IPS_GROWTH;
       grown = true;
     }
-    list->addrs[list->count++] = strdup(address);
+    if (!add_address(list, address)) {
+      free(rest);
+      return false;
+    }
     address = comma + 1;
   }
-  list->addrs[list->count++] = strdup(address);
+  bool added = add_address(list, address);
+  free(rest);
   list->remaining = list->count;
   list->tried = static_cast<char**>(client_alloc(sizeof(char*) * static_cast<size_t>(list->count + 1)));
-  free(rest);
-  return true;
+  return added && list->tried;
 }
 
 void free_server_list(ServerList* list) {

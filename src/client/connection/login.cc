@@ -118,9 +118,15 @@ bool login_dialogue(ConnRecord* conn) {
   char auth_str[AUTH_STR_SIZE];
   if (!build_login_text(conn, false, auth_str, sizeof auth_str))
     return fail_login(conn, "[EC0193]Error in build-database-connect LOGIN text longer than 511 characters");
+  // A server that accepts and then says nothing must not hold the open for the receive time-out
+  // of statements: the login's reads wait connect_timeout, and the link's own time-out follows.
+  int fd = static_cast<int>(conn->socket);
+  if (conn->connect_timeout > 0) plat_socket_set_recv_timeout(fd, conn->connect_timeout);
   // Straight to the socket, past the send buffer; a failed write shows up as a failed read.
   send_direct(conn, auth_str, static_cast<int32_t>(strlen(auth_str)));
   uint8_t reply[REPLY_SIZE] = {};
-  if (!recv_bytes(conn, reply, 1)) return fail_login(conn, "[EC0195]Error when RECIEVING ,Net Recieve Error");
-  return read_login_reply(conn, reply);
+  bool ok = recv_bytes(conn, reply, 1) ? read_login_reply(conn, reply)
+                                       : fail_login(conn, "[EC0195]Error when RECIEVING ,Net Recieve Error");
+  plat_socket_set_recv_timeout(fd, conn->ltimeout);
+  return ok;
 }

@@ -21,7 +21,7 @@ bool net_connect(ConnRecord* conn) {
   if (conn->addr == INADDR_NONE) return false;
   int fd = plat_socket_open(conn->ltimeout);
   if (fd < 0) return false;
-  if (!plat_socket_connect(fd, conn->addr, conn->port)) {
+  if (!plat_socket_connect(fd, conn->addr, conn->port, conn->connect_timeout)) {
     plat_socket_close(fd);
     return false;
   }

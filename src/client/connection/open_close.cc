@@ -7,7 +7,7 @@
 
 namespace {
 
-enum { LOCK_TIMEOUT_DEFAULT = 300, LTIMEOUT_DEFAULT = 1800000 };
+enum { LOCK_TIMEOUT_DEFAULT = 300, LTIMEOUT_DEFAULT = 1800000, CONNECT_TIMEOUT_DEFAULT = 10000 };
 
 }  // namespace
 
@@ -21,10 +21,11 @@ int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out) {
   conn->lock_timeout = LOCK_TIMEOUT_DEFAULT;
   str_copy_bounded(conn->version, sizeof conn->version, "301");
   conn->verbose_mode = 1;
+  conn->connect_timeout = CONNECT_TIMEOUT_DEFAULT;
   parse_conn_string(conn_string, conn);
-  // Defaults it may not.
+  // Defaults it may not, but for the receive time-out that RECV_TIMEOUT names outright.
   conn->pushback = 0;
-  conn->ltimeout = LTIMEOUT_DEFAULT;
+  conn->ltimeout = conn->recv_timeout > 0 ? conn->recv_timeout : LTIMEOUT_DEFAULT;
   // The lock exists before the socket is tried, so that a failed open leaves a handle to close.
   conn->semaphore = plat_sem_create(0);
   if (!conn->semaphore) return ZV_NO_MEMORY;

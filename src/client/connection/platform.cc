@@ -27,12 +27,13 @@ void set_flag(int fd, int level, int option) {
   setsockopt(fd, level, option, &one, sizeof one);
 }
 
-// A connect that a signal interrupted goes on in the background: wait for it to finish.
-bool finish_interrupted_connect(int fd) {
+// A connect under way in the background: wait for it to finish, at most timeout_ms (no limit
+// when it is not above 0).
+bool finish_connect(int fd, int32_t timeout_ms) {
   pollfd p{fd, POLLOUT, 0};
   int n;
   do {
-    n = poll(&p, 1, -1);
+    n = poll(&p, 1, timeout_ms > 0 ? timeout_ms : -1);
   } while (n < 0 && errno == EINTR);
   if (n <= 0) return false;
   int error = 0;
@@ -59,22 +60,30 @@ int plat_socket_open(int32_t ltimeout_ms) {
   set_flag(fd, SOL_SOCKET, SO_REUSEADDR);
   set_flag(fd, IPPROTO_TCP, TCP_NODELAY);
   set_flag(fd, SOL_SOCKET, SO_KEEPALIVE);
-  if (ltimeout_ms > 0) {
-    timeval tv{};
-    tv.tv_sec = ltimeout_ms / 1000;
-    tv.tv_usec = (ltimeout_ms % 1000) * 1000;
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-  }
+  plat_socket_set_recv_timeout(fd, ltimeout_ms);
   return fd;
 }
 
-bool plat_socket_connect(int fd, uint32_t addr, uint16_t port) {
+void plat_socket_set_recv_timeout(int fd, int32_t timeout_ms) {
+  if (timeout_ms <= 0) return;
+  timeval tv{};
+  tv.tv_sec = timeout_ms / 1000;
+  tv.tv_usec = (timeout_ms % 1000) * 1000;
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+}
+
+// The connect runs without blocking so that it can be given up after timeout_ms; the socket is
+// blocking again afterwards.
+bool plat_socket_connect(int fd, uint32_t addr, uint16_t port, int32_t timeout_ms) {
   sockaddr_in sa{};
   sa.sin_family = AF_INET;
   sa.sin_addr.s_addr = addr;
   sa.sin_port = htons(port);
-  if (connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0) return true;
-  return errno == EINTR && finish_interrupted_connect(fd);
+  int flags = fcntl(fd, F_GETFL);
+  if (flags < 0 || fcntl(fd, F_SETFL, flags | O_NONBLOCK) < 0) return false;
+  bool ok = connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0 ||
+            ((errno == EINPROGRESS || errno == EINTR) && finish_connect(fd, timeout_ms));
+  return fcntl(fd, F_SETFL, flags) == 0 && ok;
 }
 
 void plat_socket_set_abortive(int fd) {

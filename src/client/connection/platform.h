@@ -10,8 +10,11 @@ extern bool swap_on_wire;
 // Blocking IPv4 TCP socket with address reuse, no delay and keep-alive; a receive
 // time-out of ltimeout_ms when it is above 0. Returns a descriptor above 0, or -1.
 int plat_socket_open(int32_t ltimeout_ms);
-// Connects to addr (network order) and port (host order); true on success.
-bool plat_socket_connect(int fd, uint32_t addr, uint16_t port);
+// Sets the receive time-out; nothing when timeout_ms is not above 0.
+void plat_socket_set_recv_timeout(int fd, int32_t timeout_ms);
+// Connects to addr (network order) and port (host order), giving up after timeout_ms (no limit
+// when it is not above 0); true on success.
+bool plat_socket_connect(int fd, uint32_t addr, uint16_t port, int32_t timeout_ms);
 // After a successful connect: closing resets the link at once (SO_LINGER 0).
 void plat_socket_set_abortive(int fd);
 void plat_socket_close(int fd);

@@ -36,7 +36,7 @@ int32_t ZVC_GetColumnCount(void** handle, int32_t* count_out) {
 int32_t ZVC_GetRowCount(void** handle, int32_t* count_out) {
   ResultRecord* result = result_of(handle);
   if (!result || !count_out) return ZV_BAD_HANDLE;
-  *count_out = static_cast<int32_t>(result->row_count);
+  *count_out = row_count_int32(result);
   return 0;
 }
 

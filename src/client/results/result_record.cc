@@ -1,6 +1,7 @@
 // Type-code tables and the release of result records.
 #include "results/result_record.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -71,6 +72,10 @@ static int32_t element_ctype(int32_t type) {
 int32_t type_to_ctype(int32_t type) {
   if (type > TC_ARRAY_BASE) return element_ctype(type - TC_ARRAY_BASE) + TC_ARRAY_BASE;
   return element_ctype(type);
+}
+
+int32_t row_count_int32(const ResultRecord* result) {
+  return result->row_count > INT32_MAX ? INT32_MAX : static_cast<int32_t>(result->row_count);
 }
 
 void set_result_message(ResultRecord* result, const char* text) {

@@ -70,6 +70,9 @@ int32_t type_slot_width(int32_t type);
 // The CType that callers read for a TypeCode.
 int32_t type_to_ctype(int32_t type);
 
+// The row count for the calls that report it as an int32: a count beyond that range reads as
+// INT32_MAX, never as a wrapped number; the row-count attribute gives the whole int64.
+int32_t row_count_int32(const ResultRecord* result);
 // Replaces the result's message with a copy of text, keeping its length and room in step.
 void set_result_message(ResultRecord* result, const char* text);
 // Frees one record with everything it owns; does not follow next. Returns 0.

@@ -45,7 +45,7 @@ int32_t ZVC_Execute(ConnRecord** handle, const char* sql, void** result_out, int
   *result_out = head;
   if (head) {
     if (field_count_out) *field_count_out = head->field_count;
-    if (row_count_out) *row_count_out = static_cast<int32_t>(head->row_count);
+    if (row_count_out) *row_count_out = row_count_int32(head);
     if (effect_out) *effect_out = head->effect_count;
   }
   return rc;
