@@ -1,0 +1,23 @@
+// A reply that brings rows, read by ZVC_Execute (recv_result) into a chain of results, and
+// every value of it read back as a caller would.
+#include <cstdint>
+#include <string>
+
+#include "peer.h"
+#include "read_values.h"
+#include "require.h"
+#include "zvc.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  StreamPeer peer(std::string(reinterpret_cast<const char*>(data), size));
+  void* result = nullptr;
+  int32_t rc = ZVC_Execute(&peer.conn, "select * from t", &result, nullptr, nullptr, nullptr);
+  require_exchange_ended(peer.conn, rc);
+  if (rc < 0) fuzz_require(result == nullptr, "a failed reply hands out no result");
+  if (!result) return 0;
+  do {
+    read_every_value(result);
+  } while (ZVC_NextResult(&result) == 0);
+  ZVC_CloseResult(&result);
+  return 0;
+}
