@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Makes sure the machine has what the build needs: a C++ toolchain, CMake, GoogleTest,
-# Google Benchmark and SQLite's headers. They come preinstalled on our machines; anything
-# missing is installed from Debian's packages.
+# Google Benchmark and SQLite's headers, and for the fuzz harnesses clang++ with its libFuzzer
+# runtime. They come preinstalled on our machines; anything missing is installed from Debian's
+# packages.
 set -euo pipefail
 
 missing=()
@@ -12,6 +13,10 @@ command -v cmake >/dev/null || missing+=(cmake)
 [ -d /usr/include/gtest ] || missing+=(libgtest-dev)
 [ -f /usr/include/benchmark/benchmark.h ] || missing+=(libbenchmark-dev)
 [ -f /usr/include/node/node.h ] || missing+=(nodejs)
+command -v clang++ >/dev/null || missing+=(clang)
+# libFuzzer's runtime for Debian's clang 14, in the runtime folder that clang++ links from.
+fuzzer_runtime="$(clang++ -print-runtime-dir 2>/dev/null || true)/libclang_rt.fuzzer-x86_64.a"
+[ -f "$fuzzer_runtime" ] || missing+=(libclang-rt-14-dev)
 
 if [ ${#missing[@]} -gt 0 ]; then
   echo "installing: ${missing[*]}"

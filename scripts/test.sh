@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test: the C++ tests of the client library and the server
-# (under AddressSanitizer and UndefinedBehaviorSanitizer) and the script API tests against
-# the reference server.
+# (under AddressSanitizer and UndefinedBehaviorSanitizer), the script API tests against the
+# reference server, and a short run of every fuzz harness.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -13,3 +13,5 @@ cmake --build out-asan -j "$jobs"
 (cd out-asan && ctest --output-on-failure -j "$jobs")
 
 node --test tests/js/*.test.js
+
+bash scripts/fuzz.sh 3
