@@ -43,6 +43,7 @@ TEST(StmtReply, Readers) {
   } cases[] = {
       {noquery, "K", 0},
       {noquery, "E" + wire_str("no table") + "K", -1, "", "no table"},
+      {noquery, "U" + be32(4) + "F" + wire_str("fatal") + "K", -1, "", "fatal"},
       {noquery, "W" + wire_str("careful") + "K", 1, "Server Warning careful \n", "careful"},
       {noquery, "U" + be32(5) + "K", 5},
       {noquery, "D" + be32(0) + "K", 0},
