@@ -91,3 +91,15 @@ test('"=" and inner blanks stay part of a password', async () => {
   conn.end();
   await own.stop();
 });
+
+test('timeout bounds a stalled reply: three tries of the receive time-out, then the link counts as closed', () => {
+  const conn = zanvodb.createConnection(options(server, { timeout: 300, connectTimeout: 1000 }));
+  conn.connect();
+  run(conn, 'ZANVO FAULT STALL 5000');
+  const start = Date.now();
+  const stalled = run(conn, 'select 1 from dual');
+  const waited = Date.now() - start;
+  assert.deepEqual(stalled, { err: { Error: '[EJ1024] database connection is closed' }, rows: [], fields: [] });
+  assert.ok(waited >= 850 && waited < 2500, `waited ${waited} ms`);
+  conn.end();
+});
