@@ -52,6 +52,7 @@ TEST(StmtReply, Readers) {
       {noquery, "U" + be32(7) + "M" + wire_str("done") + "K", 1, "Server Message done \n", "done"},
       {noquery, "I" + wire_str("R" + std::string(44, 'x')) + "U" + be32(3) + "K", 3, "", "|R" + std::string(30, 'x')},
       {noquery, "I" + wire_str("9") + kIntColumn + int_rows(3) + "I" + wire_str("10") + "K", 2, "", "|10"},
+      {noquery, kIntColumn + int_rows(1) + "E" + wire_str("bad json") + "K", -1, "", "bad json"},
       {noquery, "O" + be32(5) + be32(4) + be32(42) + "K", -56, "", kOutText},
       {noquery, "U" + be32(2) + "Q", 2},
       {noquery, "W" + wire_str("x"), -4, "Server Warning x \nNet Error recv_noQuery \n", "x"},

@@ -72,6 +72,9 @@ TEST_F(StmtServer, RowIdsCountsAndErrors) {
   EXPECT_STREQ("3", value);
   EXPECT_EQ(-1, ZVC_ExecNoQuery(&conn, "insert into missing values (1)"));
   EXPECT_NE(nullptr, strstr(conn->error_text, "no such table"));
+  // A later statement of the text that fails behind a result's rows fails the whole text.
+  EXPECT_EQ(-1, ZVC_ExecNoQuery(&conn, "select id from t; select json('x')"));
+  EXPECT_STREQ("[E10001]malformed JSON", conn->error_text);
 }
 
 TEST_F(StmtServer, ChainOfResultsWithDescriptions) {

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "zvc.h"
+
 void* client_alloc(size_t size) { return calloc(1, size ? size : 1); }
 
 void client_print(const char* fmt, ...) {
@@ -40,7 +42,7 @@ int32_t str_append_bounded(char* dst, size_t cap, const char* src) {
     memcpy(dst + used, src, room - 1);
     dst[cap - 1] = '\0';
   }
-  return -12;
+  return ZV_TRUNCATED;
 }
 
 size_t utf8_cut_len(const char* s, size_t n, size_t cap) {

@@ -14,13 +14,13 @@ int32_t binary_copy(int32_t type, const uint8_t* v, int32_t len, uint8_t* buffer
                     int32_t* out_len) {
   if (!is_binary_source(type)) {
     *out_len = 0;
-    return -13;
+    return ZV_NO_CONVERSION;
   }
   memset(buffer, 0, buffer_len);
   if (len > buffer_len) {
     memcpy(buffer, v, buffer_len);
     *out_len = len - buffer_len;
-    return -12;
+    return ZV_TRUNCATED;
   }
   memcpy(buffer, v, len);
   *out_len = len;
@@ -30,14 +30,14 @@ int32_t binary_copy(int32_t type, const uint8_t* v, int32_t len, uint8_t* buffer
 int32_t piece_copy(int32_t type, const uint8_t* v, int32_t len, uint8_t* buffer, int32_t buffer_len,
                    int32_t* out_len) {
   int32_t offset = *out_len;
-  if (offset < 0 || offset > len) return -18;
+  if (offset < 0 || offset > len) return ZV_BAD_OFFSET;
   if (offset == len) {  // the end: nothing is left
     *out_len = 0;
     return 0;
   }
   if (!is_binary_source(type)) {
     *out_len = 0;
-    return -13;
+    return ZV_NO_CONVERSION;
   }
   memset(buffer, 0, buffer_len);
   int32_t piece = len - offset < buffer_len ? len - offset : buffer_len;

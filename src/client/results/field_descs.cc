@@ -8,9 +8,9 @@
 
 int32_t read_field_descs(ConnRecord* conn, ResultRecord* result) {
   int32_t field_num = 0;
-  if (!recv_int32(conn, &field_num) || field_num < 0 || field_num > MAX_FIELDS) return -4;
+  if (!recv_int32(conn, &field_num) || field_num < 0 || field_num > MAX_FIELDS) return ZV_NET_ERROR;
   FieldDesc* fields = static_cast<FieldDesc*>(client_alloc(field_num * sizeof(FieldDesc)));
-  if (!fields) return -5;
+  if (!fields) return ZV_NO_MEMORY;
   for (int32_t i = 0; i < field_num; i++) {
     int32_t rc = read_field_desc(conn, &fields[i]);
     if (rc != 0) {
@@ -49,9 +49,9 @@ static void split_name(char* text, FieldDesc* desc) {
 
 int32_t read_field_desc(ConnRecord* conn, FieldDesc* desc) {
   int32_t name_len = 0;
-  if (!recv_int32(conn, &name_len) || name_len < 0 || name_len > MAX_NAME_LEN) return -4;
+  if (!recv_int32(conn, &name_len) || name_len < 0 || name_len > MAX_NAME_LEN) return ZV_NET_ERROR;
   char* text = static_cast<char*>(client_alloc(name_len + 1));
-  if (!text) return -5;
+  if (!text) return ZV_NO_MEMORY;
   if (!recv_bytes(conn, text, name_len) || !recv_int32(conn, &desc->type) || !recv_int32(conn, &desc->size) ||
       !recv_int32(conn, &desc->detail)) {
     free(text);

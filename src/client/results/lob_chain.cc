@@ -42,7 +42,7 @@ int32_t lob_append(LobHandle* lob, const uint8_t* data, int64_t n) {
   while (n > 0) {
     int32_t room = 0;
     uint8_t* dst = lob_tail(lob, &room);
-    if (!dst) return -5;
+    if (!dst) return ZV_NO_MEMORY;
     int32_t part = n < room ? static_cast<int32_t>(n) : room;
     memcpy(dst, data, static_cast<size_t>(part));
     lob->size += part;

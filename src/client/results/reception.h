@@ -18,7 +18,9 @@ int32_t read_field_desc(ConnRecord* conn, FieldDesc* desc);
 int32_t recv_rows_200(ConnRecord* conn, ResultRecord* result);
 int32_t recv_rows_20000(ConnRecord* conn, ResultRecord* result);
 int32_t recv_rows_all(ConnRecord* conn, ResultRecord* result);
-// 0 with a row in *row_out; 101 when the next letter belongs to the caller (it is pushed back); negative on failure.
+// What recv_row gives when the next letter is not a row's: it is pushed back for the caller.
+enum { ROW_NOT_MINE = 101 };
+// 0 with a row in *row_out; ROW_NOT_MINE; negative on failure.
 int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out);
 // Reads an int32 length and that many bytes of a row id, keeping the first cap of them in dst, so
 // that an over-long id still leaves the stream in step. False on a failed read, or a length below 0

@@ -49,11 +49,11 @@ static int32_t add_message(ResultRecord* result, char* text) {
   return 0;
 }
 
-// Reads letters up to the start of a row. 0 with the row's letter in *letter; 101 when the
+// Reads letters up to the start of a row. 0 with the row's letter in *letter; ROW_NOT_MINE when the
 // letter belongs to the caller; a negative code on failure.
 static int32_t recv_row_letter(ConnRecord* conn, ResultRecord* result, char* letter) {
   for (;;) {
-    if (!recv_char(conn, letter)) return -4;
+    if (!recv_char(conn, letter)) return ZV_NET_ERROR;
     switch (*letter) {
       case 'R':
       case '*':
@@ -65,23 +65,24 @@ static int32_t recv_row_letter(ConnRecord* conn, ResultRecord* result, char* let
         char* text = nullptr;
         int32_t rc = recv_string(conn, &text);
         if (rc != 0) return rc;
+        if (*letter == 'E' || *letter == 'F') result->message_has_error = 1;
         rc = add_message(result, text);
         if (rc != 0) return rc;
         break;
       }
       default:
         conn->pushback = *letter;
-        return 101;
+        return ROW_NOT_MINE;
     }
   }
 }
 
 // A value of d_len bytes into the arena, its FieldValueRef into the slot.
 static int32_t recv_variable(ConnRecord* conn, RowArena* arena, uint8_t* slot, int32_t d_len) {
-  if (d_len > MAX_VALUE_LEN) return -4;
+  if (d_len > MAX_VALUE_LEN) return ZV_NET_ERROR;
   uint8_t* bytes = arena_alloc(arena, d_len);
-  if (!bytes) return -5;
-  if (!recv_bytes(conn, bytes, d_len)) return -4;
+  if (!bytes) return ZV_NO_MEMORY;
+  if (!recv_bytes(conn, bytes, d_len)) return ZV_NET_ERROR;
   bytes[d_len] = 0;
   memcpy(slot, &d_len, sizeof d_len);
   memcpy(slot + 8, &bytes, sizeof bytes);
@@ -155,7 +156,7 @@ static int32_t recv_value(ConnRecord* conn, ResultRecord* result, uint8_t* row, 
       return 0;
     }
   }
-  if (!ok) return -4;
+  if (!ok) return ZV_NET_ERROR;
   *status &= ~null_bit;
   return 0;
 }
@@ -166,13 +167,13 @@ int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out) {
   int32_t rc = recv_row_letter(conn, result, &letter);
   if (rc != 0) return rc;
   uint8_t* row = new_row(result->arena, result->row_size, result->field_count);
-  if (!row) return -5;
+  if (!row) return ZV_NO_MEMORY;
   // A row that failed part-way stays in the arena unreferenced; it goes with the result.
   if (letter == '*' && !recv_counted_id(conn, reinterpret_cast<char*>(row) + ROW_PREFIX_OFFSET, ROW_PREFIX_SIZE))
-    return -4;
+    return ZV_NET_ERROR;
   for (int32_t i = 0; i < result->field_count; i++) {
     int32_t d_len = 0;
-    if (!recv_int32(conn, &d_len)) return -4;
+    if (!recv_int32(conn, &d_len)) return ZV_NET_ERROR;
     if (d_len < 1) continue;  // null, as new_row left it
     rc = recv_value(conn, result, row, i, d_len);
     if (rc != 0) return rc;
@@ -185,7 +186,7 @@ int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out) {
 // stays in step with the reply.
 static int32_t recv_rows(ConnRecord* conn, ResultRecord* result, int32_t limit) {
   if (!result->arena) result->arena = arena_create();
-  if (!result->arena) return -5;
+  if (!result->arena) return ZV_NO_MEMORY;
   int32_t count = 0;
   while (count < limit) {
     uint8_t* row = nullptr;

@@ -36,41 +36,42 @@ int32_t type_slot_width(int32_t type) {
 static int32_t element_ctype(int32_t type) {
   switch (type) {
     case TC_BOOL:
-      return 1;
+      return CT_BOOL;
     case TC_NUMERIC:
-      return 9;
+      return CT_NUMERIC;
     case TC_FLOAT:
-      return 7;
+      return CT_FLOAT;
     case TC_DOUBLE:
-      return 8;
+      return CT_DOUBLE;
     case TC_INTERVAL_YEAR_MONTH:
-      return 28;
+      return CT_YEAR_MONTH;
     case TC_INTERVAL_DAY_SECOND:
-      return 31;
+      return CT_DAY_SECOND;
     case TC_OPAQUE29:
-      return 69;
+      return CT_OPAQUE69;
     case TC_CLOB:
-      return 41;
+      return CT_CLOB;
     case TC_BINARY:
-      return 15;
+      return CT_BINARY;
     case TC_BLOB:
-      return 42;
+      return CT_BLOB;
     case TC_CLOB47:
-      return 43;
+      return CT_CLOB43;
     case TC_CLOB64:
-      return 44;
+      return CT_CLOB44;
     default:
       break;
   }
+  // The integer, date and time codes keep their numbers as CTypes.
   if (type >= TC_TINYINT && type <= TC_BIGINT) return type;
   if (type >= TC_DATE && type <= TC_DATETIME_TZ) return type;
-  if (type >= TC_INTERVAL_YEAR && type <= TC_INTERVAL_SECOND) return 21;  // 16 and 24 are taken above
-  if (type >= TC_TEXT48 && type <= TC_TEXT60) return type - TC_TEXT48 + 45;
-  return 2;
+  if (type >= TC_INTERVAL_YEAR && type <= TC_INTERVAL_SECOND) return CT_INTERVAL;  // 16 and 24 are taken above
+  if (type >= TC_TEXT48 && type <= TC_TEXT60) return type - TC_TEXT48 + CT_TEXT45;
+  return CT_TEXT;
 }
 
 int32_t type_to_ctype(int32_t type) {
-  if (type > TC_ARRAY_BASE) return element_ctype(type - TC_ARRAY_BASE) + TC_ARRAY_BASE;
+  if (type > TC_ARRAY_BASE) return element_ctype(type - TC_ARRAY_BASE) + CT_ARRAY_BASE;
   return element_ctype(type);
 }
 

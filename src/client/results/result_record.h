@@ -63,6 +63,7 @@ struct ResultRecord {
   char row_id[32];
   size_t message_len;  // bytes of the texts joined in message, and the room it has
   size_t message_cap;
+  int32_t message_has_error;  // an E or F came among the rows
 };
 
 // Slot width of a TypeCode's value inside a row: 1, 2, 4, 8, or 16 for a FieldValueRef.

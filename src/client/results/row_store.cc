@@ -53,11 +53,11 @@ static bool add_block(ResultRecord* result, int32_t block) {
 
 static int32_t start_table(ResultRecord* result) {
   result->row_table = static_cast<void**>(client_alloc(ROW_TABLE_ENTRIES * sizeof(void*)));
-  if (!result->row_table) return -5;
+  if (!result->row_table) return ZV_NO_MEMORY;
   result->row_table[0] = client_alloc(sizeof(int16_t));
   if (!result->row_table[0] || !add_block(result, 1)) {
     clear_rows(result);
-    return -5;
+    return ZV_NO_MEMORY;
   }
   return 0;
 }
@@ -76,7 +76,7 @@ int32_t store_row(ResultRecord* result, uint8_t* row) {
   if (result->row_capacity <= result->row_count) {
     int32_t block = *static_cast<int16_t*>(result->row_table[0]) + 1;
     if (block > ROW_TABLE_BLOCKS) return refuse_row(result);
-    if (!add_block(result, block)) return -5;
+    if (!add_block(result, block)) return ZV_NO_MEMORY;
   }
   *row_slot(result, result->row_count) = row;
   result->row_count++;
@@ -116,7 +116,7 @@ int32_t next_row(ResultRecord* result) {
   if (!result || result->kind != HT_RESULT) return -1;
   if (result->row_count == 0 || result->row_cursor >= result->row_count) {
     result->current_row = nullptr;
-    return 100;
+    return ZV_NO_MORE;
   }
   result->current_row = *row_slot(result, result->row_cursor);
   result->row_cursor++;

@@ -90,12 +90,18 @@ int32_t drop_out_value_hook(ReplyState* st, char letter) {
   return REPLY_GO_ON;
 }
 
+// The rows go, but an error among them is the reply's: the server reports a later statement
+// of the same text that failed there, and it must not pass for a success.
 int32_t drop_result_hook(ReplyState* st, char) {
   ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
   if (!result) return ZV_NO_MEMORY;
   result->kind = HT_RESULT;
   int32_t rc = read_field_descs(st->conn, result);
   if (rc == 0) rc = recv_rows_all(st->conn, result);
+  if (rc >= 0 && result->message_has_error) {
+    set_error_text(&st->conn->error_text, result->message);
+    st->ret = ZV_SERVER_ERROR;
+  }
   free_result(result);
   return rc < 0 ? rc : REPLY_GO_ON;
 }

@@ -53,7 +53,8 @@ int32_t recv_reply_text(ConnRecord* conn);
 int32_t drop_out_value(ConnRecord* conn, bool with_index);
 // The hook of "O" and "P" for readers that bind no output values: dropped, and -56 to report.
 int32_t drop_out_value_hook(ReplyState* st, char letter);
-// An "A" that nobody asked for, read and dropped so that the reply stays in step.
+// An "A" that nobody asked for, read and dropped so that the reply stays in step; an error text
+// among its rows becomes the connection's error and the reply's -1.
 int32_t drop_result_hook(ReplyState* st, char letter);
 // The letter after a record that may close the reply: 1 on "K", 0 when another letter was handed
 // back (pushback) for the next turn, -4 on a failed read.
