@@ -42,6 +42,9 @@ bool parse_fault(std::string_view text, Fault& out) {
   } else if (w.size() == 4 && iequals(w[2], "COLUMNS")) {
     f.kind = FaultKind::kColumns;
     good = number_in(w[3], INT32_MIN, kMaxFaultColumns, f.value);
+  } else if (w.size() == 4 && iequals(w[2], "RESULTS")) {
+    f.kind = FaultKind::kResults;
+    good = number_in(w[3], 0, kMaxFaultResults, f.value);
   }
   if (!good) return false;
   out = f;
@@ -64,6 +67,17 @@ void write_fault_reply(const Fault& fault, ReplyWriter& out) {
         out.string("c" + std::to_string(i));
         out.int32(kChar);
         out.int32(0);
+        out.int32(0);
+      }
+      out.letter('K');
+      break;
+    case FaultKind::kResults:
+      for (int64_t i = 0; i < fault.value; ++i) {
+        out.letter('A');
+        out.int32(1);
+        out.string("r");
+        out.int32(kInteger);
+        out.int32(4);
         out.int32(0);
       }
       out.letter('K');

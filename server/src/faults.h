@@ -16,6 +16,7 @@ enum class FaultKind {
   kLetter,      // ZANVO FAULT LETTER <c>: the reply is the single byte c
   kLength,      // ZANVO FAULT LENGTH <n>: the reply is "E" and the int32 n
   kColumns,     // ZANVO FAULT COLUMNS <n>: "A", n, n CHAR columns c1.., "K"
+  kResults,     // ZANVO FAULT RESULTS <n>: n results of one INTEGER column r and no rows, "K"
 };
 
 struct Fault {
@@ -26,6 +27,7 @@ struct Fault {
 
 constexpr int64_t kMaxStallMs = 600000;
 constexpr int64_t kMaxFaultColumns = 1000000;
+constexpr int64_t kMaxFaultResults = 10000000;
 
 // Recognises a fault statement; false for any other text.
 bool parse_fault(std::string_view text, Fault& out);

@@ -113,7 +113,8 @@ bool Session::serve_command() {
     if (stop_.raised()) return false;  // the server is stopping: the stalled reply is not sent
   }
   if (fault.kind == FaultKind::kCloseAfter) out_.limit_to(fault.value);
-  if (fault.kind == FaultKind::kLetter || fault.kind == FaultKind::kLength || fault.kind == FaultKind::kColumns) {
+  if (fault.kind == FaultKind::kLetter || fault.kind == FaultKind::kLength || fault.kind == FaultKind::kColumns ||
+      fault.kind == FaultKind::kResults) {
     write_fault_reply(fault, out_);
   } else {
     answer(command.text, command.parameter_word != 0);

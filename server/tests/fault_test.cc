@@ -15,6 +15,7 @@ TEST_F(ServerTest, EachFaultSpoilsTheNextReplyOnly) {
       {"ZANVO FAULT LETTER x", "x", false},
       {"ZANVO FAULT LENGTH -7", "E" + be32(-7), false},
       {"ZANVO FAULT COLUMNS 2", "A" + be32(2) + field("c1", 30, 0) + field("c2", 30, 0) + "K", false},
+      {"ZANVO FAULT RESULTS 2", "A" + be32(1) + field("r", 5, 4) + "A" + be32(1) + field("r", 5, 4) + "K", false},
   };
   for (const auto& k : cases) {
     SCOPED_TRACE(k.fault);

@@ -130,6 +130,18 @@ test('wide results keep every column', () => {
   assert.deepEqual([rows[0], rows[299]], [row, row]);
 });
 
+test('a reply of 600,000 chained results is read whole', () => {
+  const own = openConnection(server, 'USE_SRVCURSOR=off');
+  run(own, 'ZANVO FAULT RESULTS 600000');
+  const { err, rows, fields } = run(own, 'select 1 from dual');
+  own.end();
+  assert.equal(err, null);
+  assert.equal(rows.length, 600000);
+  assert.equal(fields.length, 600000);
+  assert.deepEqual([rows[0], rows[599999]], [[], []]);
+  assert.deepEqual([fields[0], fields[599999]], [[{ ColName: 'r', Type: 5 }], [{ ColName: 'r', Type: 5 }]]);
+});
+
 test('large objects arrive as ArrayBuffers', () => {
   run(conn, 'create table q_lobs (id integer, c clob, b blob)');
   run(conn, "insert into q_lobs values (1, 'character data', x'00ff10')");

@@ -166,6 +166,8 @@ int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out) {
   char letter = 0;
   int32_t rc = recv_row_letter(conn, result, &letter);
   if (rc != 0) return rc;
+  // The arena is made with the first row, so a result without rows costs no row memory.
+  if (!result->arena && !(result->arena = arena_create())) return ZV_NO_MEMORY;
   uint8_t* row = new_row(result->arena, result->row_size, result->field_count);
   if (!row) return ZV_NO_MEMORY;
   // A row that failed part-way stays in the arena unreferenced; it goes with the result.
@@ -185,8 +187,6 @@ int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out) {
 // Reads and stores up to limit rows. A row that the table refuses still counts, so that reception
 // stays in step with the reply.
 static int32_t recv_rows(ConnRecord* conn, ResultRecord* result, int32_t limit) {
-  if (!result->arena) result->arena = arena_create();
-  if (!result->arena) return ZV_NO_MEMORY;
   int32_t count = 0;
   while (count < limit) {
     uint8_t* row = nullptr;
