@@ -16,7 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   int32_t rc = recv_result_all(peer.conn, &result);
   end_exchange(peer.conn, text);
   require_exchange_ended(peer.conn, rc);
-  if (rc < 0) fuzz_require(result == nullptr, "a failed reply hands out no result");
+  // A server error (-1) is no failure: what came before it is handed out.
+  if (rc == ZV_NET_ERROR || rc == ZV_NO_MEMORY) fuzz_require(result == nullptr, "a broken reply hands out no result");
   if (result) read_every_value(result);
   free_result(result);
   return 0;
