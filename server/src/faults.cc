@@ -28,6 +28,9 @@ bool parse_fault(std::string_view text, Fault& out) {
   if (w.size() == 5 && iequals(w[2], "CLOSE") && iequals(w[3], "AFTER")) {
     f.kind = FaultKind::kCloseAfter;
     good = number_in(w[4], 0, INT64_MAX, f.value);
+  } else if (w.size() == 6 && iequals(w[2], "LOB") && iequals(w[3], "CLOSE") && iequals(w[4], "AFTER")) {
+    f.kind = FaultKind::kLobCloseAfter;
+    good = number_in(w[5], 0, INT64_MAX, f.value);
   } else if (w.size() == 4 && iequals(w[2], "STALL")) {
     f.kind = FaultKind::kStall;
     good = number_in(w[3], 0, kMaxStallMs, f.value);

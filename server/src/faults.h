@@ -17,6 +17,7 @@ enum class FaultKind {
   kLength,      // ZANVO FAULT LENGTH <n>: the reply is "E" and the int32 n
   kColumns,     // ZANVO FAULT COLUMNS <n>: "A", n, n CHAR columns c1.., "K"
   kResults,     // ZANVO FAULT RESULTS <n>: n results of one INTEGER column r and no rows, "K"
+  kLobCloseAfter,  // ZANVO FAULT LOB CLOSE AFTER <n>: as CLOSE AFTER, for the next large-object fetch
 };
 
 struct Fault {

@@ -108,6 +108,16 @@ bool Session::serve_command() {
   }
 
   Fault fault = std::exchange(pending_fault_, Fault{});
+  if (fault.kind == FaultKind::kLobCloseAfter) {
+    // Waits for the command that fetches a large object, and spoils its reply only.
+    LobFetch fetch;
+    if (parse_lob_fetch(command.text, fetch)) {
+      fault.kind = FaultKind::kCloseAfter;
+    } else {
+      pending_fault_ = fault;
+      fault = Fault{};
+    }
+  }
   if (fault.kind == FaultKind::kStall) {
     stop_.sleep_for(fault.value);
     if (stop_.raised()) return false;  // the server is stopping: the stalled reply is not sent

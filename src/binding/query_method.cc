@@ -41,22 +41,9 @@ static void append(QueryRun* run, Local<Array> array, Local<Value> value) {
   array->Set(run->context, array->Length(), value).Check();
 }
 
-// The words for a failed call: the connection's last error text, or, when the client left
-// none, a text of our own with the code, so that a script never gets an empty message.
-static void failure_text(ConnRecord** handle, int32_t ret, char* buffer, int32_t size) {
-  if (ret == ZV_NET_ERROR) {
-    snprintf(buffer, size, "[EJ1024] database connection is closed");
-    return;
-  }
-  int32_t length = 0;
-  ZVC_GetErrorText(reinterpret_cast<void**>(handle), buffer, &length);
-  buffer[size - 1] = '\0';
-  if (buffer[0] == '\0') snprintf(buffer, size, "[EJ1025] client call failed with code %d", ret);
-}
-
 static void set_run_error(QueryRun* run, int32_t ret) {
   char text[ERROR_TEXT_BUF] = {0};
-  failure_text(run->handle, ret, text, sizeof text);
+  failure_text(reinterpret_cast<void**>(run->handle), ret, text, sizeof text);
   run->obj_err->Set(run->context, utf8(run->isolate, "Error"), utf8(run->isolate, text)).Check();
 }
 
@@ -72,7 +59,8 @@ static Local<Object> outcome(QueryRun* run, const char* key, Local<Value> value)
 
 static void run_insert(QueryRun* run, const char* sql) {
   uint8_t value[SCALAR_BUF];
-  int32_t ret = exec_scalar(run->handle, sql, value);
+  int32_t type = 0;
+  int32_t ret = exec_scalar(run->handle, sql, value, &type);
   if (ret < 0) {
     set_run_error(run, ret);
     value[0] = '\0';
@@ -83,11 +71,13 @@ static void run_insert(QueryRun* run, const char* sql) {
 
 static void run_count(QueryRun* run, const char* sql, const char* key) {
   uint8_t value[SCALAR_BUF];
-  int32_t ret = exec_scalar(run->handle, sql, value);
+  int32_t type = 0;
+  int32_t ret = exec_scalar(run->handle, sql, value, &type);
   int32_t effect_num = 0;
+  // Only a count leaves the type at 0: a result in the reply leaves text in value, not a count.
   if (ret < 0)
     set_run_error(run, ret);
-  else
+  else if (type == 0)
     memcpy(&effect_num, value, sizeof effect_num);
   append(run, run->arr_to, outcome(run, key, v8::Integer::New(run->isolate, effect_num)));
 }

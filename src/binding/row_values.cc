@@ -177,12 +177,21 @@ static Local<Value> text_value(RowContext* ctx, int32_t column, int32_t ctype) {
 }
 
 // Large objects arrive as raw bytes, character ones too; a NULL one is an empty buffer.
+// The object's own text (the server's error, a malformed descriptor), else the words of the code.
+static void report_lob_error(RowContext* ctx, LobHandle** lob, int32_t ret) {
+  char text[1024] = {0};
+  failure_text(reinterpret_cast<void**>(lob), ret, text, sizeof text);
+  set_error(ctx, text);
+}
+
 static Local<Value> lob_value(RowContext* ctx, int32_t column, int32_t ctype) {
   LobHandle* lob = nullptr;
   print_line("Lob read create : %d \n ", ZVC_CreateLob(&lob));
   int32_t len = 0;
-  ZVC_GetData(ctx->p_res, column, ctype, &lob, 8, &len);
+  int32_t ret = ZVC_GetData(ctx->p_res, column, ctype, &lob, 8, &len);
   print_line("Lob read Getdata : length %d \n ", len);
+  // A fetch that failed must not pass for a short object: the failure goes to "Error".
+  if (ret < 0 && ret != ZV_NULL_VALUE) report_lob_error(ctx, &lob, ret);
   if (len < 0) len = 0;
   Local<v8::ArrayBuffer> bytes = v8::ArrayBuffer::New(ctx->isolate, len);
   // An empty buffer has no storage; the read still gets a place to write its nothing to.

@@ -1,7 +1,10 @@
 #include "binding/script_util.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "zvc.h"
 
 namespace zvdbms {
 
@@ -50,6 +53,17 @@ Local<Function> build_class(Isolate* isolate, const char* name, v8::FunctionCall
     tpl->PrototypeTemplate()->Set(method_name, method);
   }
   return tpl->GetFunction(isolate->GetCurrentContext()).ToLocalChecked();
+}
+
+void failure_text(void** handle, int32_t ret, char* buffer, int32_t size) {
+  if (ret == ZV_NET_ERROR) {
+    snprintf(buffer, size, "[EJ1024] database connection is closed");
+    return;
+  }
+  int32_t length = 0;
+  ZVC_GetErrorText(handle, buffer, &length);
+  buffer[size - 1] = '\0';
+  if (buffer[0] == '\0') snprintf(buffer, size, "[EJ1025] client call failed with code %d", ret);
 }
 
 }  // namespace zvdbms

@@ -28,7 +28,8 @@ void ZVConnection::BeginTransaction(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = open_connection(args);
   if (conn == nullptr) return;
   uint8_t value[SCALAR_BUF];
-  int32_t ret = exec_scalar(&conn->p_conn, "SHOW AUTO_COMMIT;", value);
+  int32_t type = 0;
+  int32_t ret = exec_scalar(&conn->p_conn, "SHOW AUTO_COMMIT;", value, &type);
   if (ret >= 0) ret = ZVC_ExecNoQuery(&conn->p_conn, value[0] == 'T' ? "SET AUTO_COMMIT OFF;" : "COMMIT;");
   report(args, ret);
 }

@@ -51,11 +51,14 @@ test('inserts, updates and deletes give their outcome objects', () => {
   assert.deepEqual(badUpdate.rows, [{ 'UPDATE EFFECTNUM': 0 }]);
   const badDelete = run(conn, 'delete from q_missing');
   assert.deepEqual(badDelete.rows, [{ 'DELETE EFFECTNUM': 0 }]);
+  // A result behind the count leaves text in the value: it is not read as a count.
+  assert.deepEqual(run(conn, "update q_dml set name = 'd'; select 'abcd'"),
+    { err: null, rows: [{ 'UPDATE EFFECTNUM': 0 }], fields: [] });
   const badCreate = run(conn, 'create tabel oops (a int)');
   assert.match(badCreate.err.Error, /^\[E10001\]/);
   assert.deepEqual([badCreate.rows, badCreate.fields], [[], []]);
   // The link is still in step after every refusal.
-  assert.deepEqual(run(conn, 'select name from q_dml').rows, [{ name: 'c' }]);
+  assert.deepEqual(run(conn, 'select name from q_dml').rows, [{ name: 'd' }]);
 });
 
 test('several statements in one text keep the link in step', () => {
@@ -153,6 +156,19 @@ test('large objects arrive as ArrayBuffers', () => {
   assert.deepEqual([...new Uint8Array(rows[0].b)], [0, 255, 16]);
   assert.ok(rows[1].c instanceof ArrayBuffer);
   assert.deepEqual([rows[1].c.byteLength, rows[1].b.byteLength], [0, 0]);
+});
+
+test('a large object whose fetch breaks off is an error, never a short object', () => {
+  const own = openConnection(server, 'LOB_RET=on');
+  run(own, 'create table q_big (b blob)');
+  run(own, 'insert into q_big values (randomblob(100000))');
+  const whole = run(own, 'select b from q_big');
+  assert.equal(whole.err, null);
+  assert.equal(whole.rows[0].b.byteLength, 100000);
+  run(own, 'ZANVO FAULT LOB CLOSE AFTER 5000');
+  const cut = run(own, 'select b from q_big');
+  assert.deepEqual(cut.err, { Error: '[EJ1024] database connection is closed' });
+  own.end();
 });
 
 test('a dropped link is reported until the script reopens it', () => {
