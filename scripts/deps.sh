@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes sure the machine has what the build needs: a C++ toolchain, CMake, GoogleTest,
-# Google Benchmark and SQLite's headers, and for the fuzz harnesses clang++ with its libFuzzer
-# runtime. They come preinstalled on our machines; anything missing is installed from Debian's
+# Google Benchmark, the headers of SQLite, libcrypto and nlohmann-json, and for the fuzz
+# harnesses clang++ with its libFuzzer runtime. They come preinstalled on our machines; anything missing is installed from Debian's
 # packages.
 set -euo pipefail
 
@@ -10,6 +10,8 @@ command -v g++ >/dev/null || missing+=(g++)
 command -v make >/dev/null || missing+=(make)
 command -v cmake >/dev/null || missing+=(cmake)
 [ -f /usr/include/sqlite3.h ] || missing+=(libsqlite3-dev)
+[ -f /usr/include/openssl/bn.h ] || missing+=(libssl-dev)
+[ -f /usr/include/nlohmann/json.hpp ] || missing+=(nlohmann-json3-dev)
 [ -d /usr/include/gtest ] || missing+=(libgtest-dev)
 [ -f /usr/include/benchmark/benchmark.h ] || missing+=(libbenchmark-dev)
 [ -f /usr/include/node/node.h ] || missing+=(nodejs)
