@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Makes sure the machine has what the build needs: a C++ toolchain, CMake, GoogleTest,
 # Google Benchmark, the headers of SQLite, libcrypto and nlohmann-json, and for the fuzz
-# harnesses clang++ with its libFuzzer runtime. They come preinstalled on our machines; anything missing is installed from Debian's
-# packages.
+# harnesses clang++ with its libFuzzer runtime. They come preinstalled on our machines;
+# anything missing is installed from Debian's packages.
 set -euo pipefail
 
 missing=()
