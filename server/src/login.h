@@ -29,6 +29,7 @@ enum class LoginTextRead {
   kEnded,       // the link failed or closed first
   kEnciphered,  // the client asks for an enciphered link
   kTooLong,     // more than `max` bytes came without the text being complete
+  kMalformed,   // enciphered blocks that do not decipher to a text
 };
 
 // Reads a login text of at most `max` bytes into `text`. The text carries no length and no

@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -44,6 +45,27 @@ bool ReplyWriter::flush() {
 void ReplyWriter::send_all(const char* data, size_t n) {
   if (budget_ >= 0 && static_cast<int64_t>(n) > budget_) n = static_cast<size_t>(budget_);
   if (budget_ >= 0) budget_ -= static_cast<int64_t>(n);
+  if (keystream_) {
+    send_enciphered(data, n);
+  } else {
+    send_plain(data, n);
+  }
+}
+
+// Bytes are enciphered in the buffer, in the order they go out. A large value that bypasses
+// the buffer finds it empty and passes through it a piece at a time.
+void ReplyWriter::send_enciphered(const char* data, size_t n) {
+  while (n > 0 && !failed_) {
+    size_t take = std::min(n, kCapacity);
+    if (data != buf_.get()) std::memcpy(buf_.get(), data, take);
+    keystream_->apply(buf_.get(), take);
+    send_plain(buf_.get(), take);
+    data += take;
+    n -= take;
+  }
+}
+
+void ReplyWriter::send_plain(const char* data, size_t n) {
   while (n > 0 && !failed_) {
     ssize_t sent = ::send(fd_, data, n, MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR) continue;

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "byte_order.h"
+#include "link_keystream.h"
 
 namespace zv {
 
@@ -49,18 +51,23 @@ class ReplyWriter {
   void limit_to(int64_t n) { budget_ = n; }
   bool limit_reached() const { return budget_ == 0; }
   bool ok() const { return !failed_; }
+  // From now on every byte sent is enciphered; nothing may be buffered yet.
+  void encipher_with(std::unique_ptr<LinkKeystream> keystream) { keystream_ = std::move(keystream); }
 
  private:
   void reserve(size_t n) {
     if (len_ + n > kCapacity) flush();
   }
   void send_all(const char* data, size_t n);
+  void send_enciphered(const char* data, size_t n);
+  void send_plain(const char* data, size_t n);
 
   int fd_;
   std::unique_ptr<char[]> buf_;
   size_t len_ = 0;
   bool failed_ = false;
   int64_t budget_ = -1;  // -1: no limit
+  std::unique_ptr<LinkKeystream> keystream_;  // null on a plain link
 };
 
 }  // namespace zv

@@ -3,8 +3,10 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <optional>
 #include <utility>
 
+#include "enciphered_login.h"
 #include "lob_fetch.h"
 #include "text_util.h"
 
@@ -39,16 +41,26 @@ void Session::serve() {
 
 bool Session::login() {
   std::string text;
-  switch (read_login_text(in_, static_cast<size_t>(options_.login_max), text)) {
+  const auto max = static_cast<size_t>(options_.login_max);
+  LoginTextRead read = read_login_text(in_, max, text);
+  // Each enciphered login gets a key of its own, so that breaking one opens no other.
+  std::optional<ExchangeKey> key;
+  if (read == LoginTextRead::kEnciphered && (key = make_exchange_key())) {
+    read = read_enciphered_login(in_, out_, *key, max, text);
+  }
+  switch (read) {
     case LoginTextRead::kComplete:
       break;
     case LoginTextRead::kEnded:
       return false;
-    case LoginTextRead::kEnciphered:
-      refuse("[E10008]enciphered links are not supported");
+    case LoginTextRead::kEnciphered:  // no key could be made
+      refuse("[E10008]no key for an enciphered link");
       return false;
     case LoginTextRead::kTooLong:
       refuse("[E10002]login text too long");
+      return false;
+    case LoginTextRead::kMalformed:
+      refuse("[E10002]enciphered login blocks that hold no login text");
       return false;
   }
   LoginRequest request;

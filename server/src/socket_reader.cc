@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "byte_order.h"
 
@@ -19,8 +20,14 @@ bool SocketReader::fill() {
     if (got <= 0) return false;
     pos_ = 0;
     len_ = static_cast<size_t>(got);
+    if (keystream_) keystream_->apply(buf_.get(), len_);
     return true;
   }
+}
+
+void SocketReader::decipher_with(std::unique_ptr<LinkKeystream> keystream) {
+  keystream_ = std::move(keystream);
+  keystream_->apply(&buf_[pos_], len_ - pos_);
 }
 
 int SocketReader::byte() {

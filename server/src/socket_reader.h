@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "link_keystream.h"
+
 namespace zv {
 
 class SocketReader {
@@ -18,6 +20,9 @@ class SocketReader {
   bool int16(int16_t& out);
   bool int32(int32_t& out);
 
+  // From now on every byte read is deciphered, the bytes already buffered as well.
+  void decipher_with(std::unique_ptr<LinkKeystream> keystream);
+
  private:
   bool fill();
 
@@ -26,6 +31,7 @@ class SocketReader {
   std::unique_ptr<char[]> buf_;
   size_t pos_ = 0;
   size_t len_ = 0;
+  std::unique_ptr<LinkKeystream> keystream_;  // null on a plain link
 };
 
 }  // namespace zv

@@ -25,7 +25,6 @@ TEST_F(ServerTest, LoginsAcceptedInPiecesRefusedAndInTheOldReplyForm) {
   start(custom);
   for (auto [text, error] :
        {std::pair{login_text("ALICE", "My secret"), "[E10002]login refused: wrong user name or password"},
-        {"~ssl~", "[E10008]enciphered links are not supported"},
         {"hello there version = '301'", "[E10002]not a login text"},
         {"login user='U' version = '301'", "[E10002]login text without a database clause"}}) {
     TestClient refused(port());

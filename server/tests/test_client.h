@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "link_keystream.h"
 #include "server.h"
 
 namespace zvtest {
@@ -59,6 +60,12 @@ inline std::string field(const std::string& name, int32_t type, int32_t size, in
   return be32(static_cast<int32_t>(name.size())) + name + be32(type) + be32(size) + be32(detail);
 }
 
+// A command message: "?", the text's length, the text and its terminator, the parameter word
+// and the parameter records.
+inline std::string command_message(const std::string& text, int32_t word = 0, const std::string& parameters = "") {
+  return "?" + be32(static_cast<int32_t>(text.size())) + text + '\0' + be32(word) + parameters;
+}
+
 inline std::string login_text(const std::string& user, const std::string& password, const std::string& clauses = "") {
   return "login database = SYSTEM user='" + user + "' password='" + password + "'" + clauses + " version = '301'";
 }
@@ -89,15 +96,27 @@ class TestClient {
   }
   ~TestClient() { ::close(fd_); }
 
-  void send(const std::string& bytes) { ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-  void command(const std::string& text, int32_t word = 0, const std::string& parameters = "") {
-    send("?" + be32(static_cast<int32_t>(text.size())) + text + '\0' + be32(word) + parameters);
+  void send(std::string bytes) {
+    if (send_keystream_) send_keystream_->apply(bytes.data(), bytes.size());
+    ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
   }
-  // Sends a login text and returns the answer's bytes: "K", "N" + int32 + "K", or "E".
+  void command(const std::string& text, int32_t word = 0, const std::string& parameters = "") {
+    send(command_message(text, word, parameters));
+  }
+  // Sends a login text and returns the answer's bytes.
   std::string login(const std::string& text) {
     send(text);
+    return login_answer();
+  }
+  // "K", "N" + int32 + "K", or "E".
+  std::string login_answer() {
     std::string answer = bytes(1);
     return answer == "N" ? answer + bytes(5) : answer;
+  }
+  // From now on what is sent and received runs through these keystreams.
+  void encipher(std::unique_ptr<zv::LinkKeystream> sent, std::unique_ptr<zv::LinkKeystream> received) {
+    send_keystream_ = std::move(sent);
+    receive_keystream_ = std::move(received);
   }
   // Up to n bytes: fewer when the link ends first.
   std::string bytes(size_t n) {
@@ -105,6 +124,7 @@ class TestClient {
     size_t done = 0;
     for (ssize_t got; done < n && (got = ::recv(fd_, &out[done], n - done, 0)) > 0;) done += static_cast<size_t>(got);
     out.resize(done);
+    if (receive_keystream_) receive_keystream_->apply(out.data(), out.size());
     return out;
   }
   int32_t int32() {
@@ -156,6 +176,7 @@ class TestClient {
 
   int fd_;
   std::string pushed_;
+  std::unique_ptr<zv::LinkKeystream> send_keystream_, receive_keystream_;  // null on a plain link
 };
 
 class ServerTest : public ::testing::Test {
