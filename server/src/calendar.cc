@@ -1,5 +1,7 @@
 #include "calendar.h"
 
+#include <cstdio>
+
 namespace zv {
 namespace {
 
@@ -109,6 +111,35 @@ int64_t days_from_civil(int64_t year, int month, int day) {
   int64_t day_of_year = (153 * shifted_month + 2) / 5 + day - 1;
   int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
   return era * 146097 + day_of_era - 719468;
+}
+
+bool datetime_text(int64_t millis, std::string& out) {
+  constexpr int64_t kMillisPerDay = 86400000;
+  // Days before 0001-01-01 and after 9999-12-31 are refused before any arithmetic on them.
+  const int64_t first = days_from_civil(1, 1, 1) * kMillisPerDay;
+  const int64_t end = (days_from_civil(9999, 12, 31) + 1) * kMillisPerDay;
+  if (millis < first || millis >= end) return false;
+  int64_t days = millis / kMillisPerDay, ms = millis % kMillisPerDay;
+  if (ms < 0) {
+    ms += kMillisPerDay;
+    --days;
+  }
+  // The inverse of days_from_civil, again counting from 0000-03-01.
+  int64_t z = days + 719468;
+  int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+  int64_t day_of_era = z - era * 146097;
+  int64_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  int64_t shifted_month = (5 * day_of_year + 2) / 153;
+  int64_t day = day_of_year - (153 * shifted_month + 2) / 5 + 1;
+  int64_t month = shifted_month < 10 ? shifted_month + 3 : shifted_month - 9;
+  int64_t year = year_of_era + era * 400 + (month <= 2 ? 1 : 0);
+  char buf[32];
+  int n = std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d:%02d.%03d", static_cast<int>(year),
+                        static_cast<int>(month), static_cast<int>(day), static_cast<int>(ms / 3600000),
+                        static_cast<int>(ms / 60000 % 60), static_cast<int>(ms / 1000 % 60), static_cast<int>(ms % 1000));
+  out.assign(buf, static_cast<size_t>(n));
+  return true;
 }
 
 bool parse_date_time(std::string_view text, bool zone_allowed, Moment& out) {

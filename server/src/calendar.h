@@ -1,7 +1,9 @@
-// Dates and times on the proleptic Gregorian calendar, read from their usual texts.
+// Dates and times on the proleptic Gregorian calendar, read from and written as their
+// usual texts.
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace zv {
@@ -11,6 +13,10 @@ constexpr int64_t kMicrosPerDay = 86400 * kMicrosPerSecond;
 
 // Days since 1970-01-01 of a valid civil date.
 int64_t days_from_civil(int64_t year, int month, int day);
+
+// The canonical stored text of a DATETIME, "2026-01-01 10:00:00.123", of milliseconds since
+// 1970-01-01 00:00:00; false outside the years 1 to 9999.
+bool datetime_text(int64_t millis, std::string& out);
 
 // A parsed date, time or both, with an optional zone offset.
 struct Moment {

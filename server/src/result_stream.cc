@@ -65,11 +65,7 @@ void ResultStream::write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t l
     }
     state_ = sqlite3_step(stmt);
   }
-  if (unreadable > 0) {
-    out.letter('W');
-    out.string("[W10001]" + std::to_string(unreadable) +
-               " stored values could not be read as their column's type and were sent as null");
-  }
+  write_unreadable_warning(out, unreadable);
   if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) out.error(error_text());
 }
 

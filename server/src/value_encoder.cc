@@ -334,4 +334,11 @@ void ValueEncoder::write_lob(sqlite3_stmt* stmt, int col, char letter) {
   out_.string(value);
 }
 
+void write_unreadable_warning(ReplyWriter& out, int64_t count) {
+  if (count == 0) return;
+  out.letter('W');
+  out.string("[W10001]" + std::to_string(count) +
+             " stored values could not be read as their column's type and were sent as null");
+}
+
 }  // namespace zv

@@ -20,7 +20,9 @@ struct LobPolicy {
 
 class ValueEncoder {
  public:
-  ValueEncoder(ReplyWriter& out, LobPolicy lobs) : out_(out), lobs_(lobs) {}
+  // A null goes out as the length `null_length`: -1 in a row, 0 in an output parameter.
+  ValueEncoder(ReplyWriter& out, LobPolicy lobs, int32_t null_length = -1)
+      : out_(out), lobs_(lobs), null_length_(null_length) {}
 
   // Writes d_len and the value of column `col` of the current row. When the stored value
   // cannot be read as `type`, a null goes out instead and the result is false.
@@ -33,10 +35,15 @@ class ValueEncoder {
   bool write_interval(sqlite3_stmt* stmt, int col, int32_t code);
   void write_bytes(sqlite3_stmt* stmt, int col);
   void write_lob(sqlite3_stmt* stmt, int col, char letter);
-  void write_null() { out_.int32(-1); }
+  void write_null() { out_.int32(null_length_); }
 
   ReplyWriter& out_;
   LobPolicy lobs_;
+  int32_t null_length_;
 };
+
+// The warning that follows values sent as null because they could not be read as their
+// column's type; nothing when `count` is 0.
+void write_unreadable_warning(ReplyWriter& out, int64_t count);
 
 }  // namespace zv
