@@ -16,7 +16,8 @@ struct CtxFree {
 using Bn = std::unique_ptr<BIGNUM, BnFree>;
 using Ctx = std::unique_ptr<BN_CTX, CtxFree>;
 
-constexpr int kPrimeBits = 128;
+constexpr int kModulusBits = 256;
+constexpr int kPrimeBits = kModulusBits / 2;
 constexpr unsigned long kPublicExponent = 65537;
 constexpr int kTries = 100;
 
@@ -33,7 +34,7 @@ bool try_make(BN_CTX* ctx, ExchangeKey& out) {
   if (!p || !q || !n || !phi || !e) return false;
   if (!BN_generate_prime_ex(p.get(), kPrimeBits, 0, nullptr, nullptr, nullptr) ||
       !BN_generate_prime_ex(q.get(), kPrimeBits, 0, nullptr, nullptr, nullptr) || BN_cmp(p.get(), q.get()) == 0 ||
-      !BN_mul(n.get(), p.get(), q.get(), ctx) || BN_num_bits(n.get()) != 8 * static_cast<int>(Block().size())) {
+      !BN_mul(n.get(), p.get(), q.get(), ctx) || BN_num_bits(n.get()) != kModulusBits) {
     return false;
   }
   if (!BN_sub_word(p.get(), 1) || !BN_sub_word(q.get(), 1) || !BN_mul(phi.get(), p.get(), q.get(), ctx) ||
