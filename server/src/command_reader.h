@@ -4,18 +4,19 @@
 #include <cstdint>
 #include <string>
 
+#include "parameters.h"
 #include "socket_reader.h"
 
 namespace zv {
 
 struct Command {
   std::string text;  // without its closing NUL
-  uint32_t parameter_word = 0;
+  Parameters parameters;
 };
 
 struct CommandLimits {
   int64_t text_max = 0;       // longest text read
-  int64_t parameter_max = 0;  // most parameter bytes passed over
+  int64_t parameter_max = 0;  // most parameter bytes read
   bool values_have_type_byte = true;
 };
 
@@ -27,8 +28,8 @@ enum class CommandRead {
 };
 
 // Reads a command: "?", int32 length, the text and its NUL, int32 parameter word and the
-// parameters, which are passed over. A lone "." before it asks for more rows of a reply
-// already sent in full, so it is passed over too.
+// parameters. A lone "." before it asks for more rows of a reply already sent in full, so
+// it is passed over.
 CommandRead read_command(SocketReader& in, const CommandLimits& limits, Command& out);
 
 }  // namespace zv

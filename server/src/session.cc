@@ -139,24 +139,24 @@ bool Session::serve_command() {
       fault.kind == FaultKind::kResults) {
     write_fault_reply(fault, out_);
   } else {
-    answer(command.text, command.parameter_word != 0);
+    answer(command.text, command.parameters);
   }
   return out_.flush() && fault.kind != FaultKind::kCloseAfter;
 }
 
-void Session::answer(std::string_view text, bool had_parameters) {
+// The server's own statements take no parameters; SQL, cursors and routine calls do.
+void Session::answer(std::string_view text, const Parameters& params) {
   Fault fault;
   LobFetch fetch;
-  if (had_parameters) {
-    out_.error("[E10003]statement parameters are not supported by this server");
-    out_.letter('K');
+  if (params.given()) {
+    runner_->run(text, params, out_);
   } else if (parse_fault(text, fault)) {
     pending_fault_ = fault;
     out_.letter('K');
   } else if (parse_lob_fetch(text, fetch)) {
     write_lob_fetch_reply(fetch, lobs_, out_);
   } else {
-    runner_->run(text, out_);
+    runner_->run(text, params, out_);
   }
 }
 

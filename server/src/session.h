@@ -31,7 +31,7 @@ class Session {
   void refuse(const std::string& reason);
   void refuse_command(const std::string& reason);
   bool serve_command();
-  void answer(std::string_view text, bool had_parameters);
+  void answer(std::string_view text, const Parameters& params);
 
   int fd_;
   const ServerOptions& options_;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
+#include "batch_runner.h"
 #include "interval_type_quoting.h"
+#include "parameter_binding.h"
 #include "sqlite_error.h"
 #include "text_util.h"
 
@@ -29,6 +31,14 @@ void single_text_row(ReplyWriter& out, const char* column, int32_t size, const s
   out.string(value);
 }
 
+// Row 0 of a command's parameters, when it brought any, into the placeholders of `stmt`.
+bool bind_parameters(sqlite3_stmt* stmt, const Parameters& params, ReplyWriter& out) {
+  std::string error;
+  if (!params.given() || bind_row(stmt, params, 0, error)) return true;
+  out.error(error);
+  return false;
+}
+
 std::string version_text() { return std::string("Zanvo reference server 1.0 (SQLite ") + sqlite3_libversion() + ")"; }
 
 }  // namespace
@@ -36,7 +46,7 @@ std::string version_text() { return std::string("Zanvo reference server 1.0 (SQL
 StatementRunner::StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs)
     : db_(db), auto_commit_(auto_commit), lobs_(lobs) {}
 
-void StatementRunner::run(std::string_view text, ReplyWriter& out) {
+void StatementRunner::run(std::string_view text, const Parameters& params, ReplyWriter& out) {
   // The text ends at its NUL, as it would for SQLite; bytes behind one are not statements.
   text = text.substr(0, text.find('\0'));
   std::string quoted;
@@ -45,15 +55,19 @@ void StatementRunner::run(std::string_view text, ReplyWriter& out) {
     text = quoted;
   }
   std::string_view rest = text;
-  for (;;) {
+  for (bool first = true;; first = false) {
     while (!rest.empty() && (is_space(rest.front()) || rest.front() == ';')) rest.remove_prefix(1);
     if (rest.empty() || !out.ok()) break;
+    if (!first && params.given()) {
+      out.error("[E10003]parameters go with a text of one statement: the statements behind the first were not run");
+      break;
+    }
     SpecialStatement special = recognize_special(rest);
     bool good;
     if (special.kind == SpecialKind::kNone) {
-      good = run_sql(rest, out);
+      good = run_sql(rest, params, out);
     } else {
-      good = run_special(special, rest, out);
+      good = run_special(special, rest, params, out);
       rest.remove_prefix(std::min(special.length, rest.size()));
     }
     if (!good) break;
@@ -72,7 +86,7 @@ bool StatementRunner::prepare(std::string_view sql, StmtPtr& stmt, const char*& 
   return true;
 }
 
-bool StatementRunner::run_sql(std::string_view& rest, ReplyWriter& out) {
+bool StatementRunner::run_sql(std::string_view& rest, const Parameters& params, ReplyWriter& out) {
   std::string_view verb = first_word(rest);
   bool controls_transaction = iequals(verb, "BEGIN") || iequals(verb, "SAVEPOINT") || iequals(verb, "RELEASE") ||
                               iequals(verb, "ROLLBACK");
@@ -85,6 +99,8 @@ bool StatementRunner::run_sql(std::string_view& rest, ReplyWriter& out) {
   // Nothing but a comment: SQLite compiled nothing, and whatever it left is no statement.
   rest.remove_prefix(stmt || used > 0 ? used : rest.size());
   if (!stmt) return true;
+  if (params.batch_rows > 0) return run_batch(db_, stmt.get(), first_word(statement_text), params, out);
+  if (!bind_parameters(stmt.get(), params, out)) return false;
   if (sqlite3_column_count(stmt.get()) > 0) return run_query(std::move(stmt), out);
   return run_change(std::move(stmt), statement_text, out);
 }
@@ -123,7 +139,16 @@ bool StatementRunner::run_change(StmtPtr stmt, std::string_view text, ReplyWrite
   return true;
 }
 
-bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, ReplyWriter& out) {
+bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, const Parameters& params,
+                                  ReplyWriter& out) {
+  if (params.given() && s.kind != SpecialKind::kDeclareCursor) {
+    out.error("[E10003]this statement takes no parameters");
+    return false;
+  }
+  if (params.batch_rows > 0) {
+    out.error("[E10003]an array batch runs neither a cursor nor a routine call");
+    return false;
+  }
   switch (s.kind) {
     case SpecialKind::kShowAutoCommit:
       single_text_row(out, "auto_commit", 1, auto_commit_ ? "T" : "F");
@@ -141,7 +166,7 @@ bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, Re
       single_text_row(out, "version", 64, version_text());
       return true;
     case SpecialKind::kDeclareCursor:
-      return declare_cursor(s, text, out);
+      return declare_cursor(s, text, params, out);
     case SpecialKind::kFetchCursor:
       return fetch_cursor(s, out);
     case SpecialKind::kOpenCursor:
@@ -179,7 +204,8 @@ bool StatementRunner::begin_if_manual(ReplyWriter& out) {
   return true;
 }
 
-bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text, ReplyWriter& out) {
+bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text, const Parameters& params,
+                                     ReplyWriter& out) {
   StmtPtr stmt;
   const char* tail = nullptr;
   std::string_view query = text.substr(s.query_start);
@@ -188,6 +214,7 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
     out.error("[E10004]a cursor needs a query that returns rows");
     return false;
   }
+  if (!bind_parameters(stmt.get(), params, out)) return false;
   if (cursors_.count(s.cursor) == 0 && cursors_.size() >= kMaxCursors) {
     out.error("[E10006]too many open cursors");
     return false;

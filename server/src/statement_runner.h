@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "parameters.h"
 #include "reply_writer.h"
 #include "result_stream.h"
 #include "special_statements.h"
@@ -20,7 +21,9 @@ class StatementRunner {
 
   StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs);
 
-  void run(std::string_view text, ReplyWriter& out);
+  // `params` belong to the text's first statement: a text that brings parameters runs that
+  // one only, and answers the statements behind it with an error.
+  void run(std::string_view text, const Parameters& params, ReplyWriter& out);
   bool auto_commit() const { return auto_commit_; }
 
  private:
@@ -30,12 +33,12 @@ class StatementRunner {
   };
 
   // Each returns false when the statement failed: its "E" is written and the text stops.
-  bool run_sql(std::string_view& rest, ReplyWriter& out);
-  bool run_special(SpecialStatement& s, std::string_view text, ReplyWriter& out);
+  bool run_sql(std::string_view& rest, const Parameters& params, ReplyWriter& out);
+  bool run_special(SpecialStatement& s, std::string_view text, const Parameters& params, ReplyWriter& out);
   bool run_query(StmtPtr stmt, ReplyWriter& out);
   bool run_change(StmtPtr stmt, std::string_view text, ReplyWriter& out);
   bool end_transaction(const char* verb, ReplyWriter& out);
-  bool declare_cursor(SpecialStatement& s, std::string_view text, ReplyWriter& out);
+  bool declare_cursor(SpecialStatement& s, std::string_view text, const Parameters& params, ReplyWriter& out);
   bool fetch_cursor(const SpecialStatement& s, ReplyWriter& out);
   // In manual commit mode a statement opens a transaction when none is open.
   bool begin_if_manual(ReplyWriter& out);

@@ -31,10 +31,12 @@ struct Field {
 };
 
 // One record of a reply: E, W and I carry `text`, U and D `count`, A `fields` and `rows`.
+// O carries `type` and the value in `text`, P its parameter's `index` as well.
 struct Record {
   char letter = 0;
   std::string text;
   int32_t count = 0;
+  int32_t index = 0, type = 0;
   std::vector<Field> fields;
   std::vector<Row> rows;
 };
@@ -65,6 +67,21 @@ inline std::string field(const std::string& name, int32_t type, int32_t size, in
 inline std::string command_message(const std::string& text, int32_t word = 0, const std::string& parameters = "") {
   return "?" + be32(static_cast<int32_t>(text.size())) + text + '\0' + be32(word) + parameters;
 }
+
+// One parameter record as a client sends it behind a command: name length and name,
+// direction, type code, data length and value. A value of length 0 is a null.
+inline std::string parameter_record(int16_t type, const std::string& value, const std::string& name = "",
+                                    int16_t direction = 1) {
+  return be16(static_cast<int16_t>(name.size())) + name + be16(direction) + be16(type) +
+         be32(static_cast<int32_t>(value.size())) + value;
+}
+// A value of a later row of an array batch: its type byte (which a client of version 201
+// leaves out), its length and its bytes.
+inline std::string packed_value(char type, const std::string& value, bool typed = true) {
+  return (typed ? std::string(1, type) : std::string()) + be32(static_cast<int32_t>(value.size())) + value;
+}
+// A block of packed values: their length in bytes, then them.
+inline std::string block(const std::string& values) { return be32(static_cast<int32_t>(values.size())) + values; }
 
 inline std::string login_text(const std::string& user, const std::string& password, const std::string& clauses = "") {
   return "login database = SYSTEM user='" + user + "' password='" + password + "'" + clauses + " version = '301'";
@@ -144,7 +161,12 @@ class TestClient {
       if (c == "E" || c == "W" || c == "I") r.text = string();
       if (c == "U" || c == "D") r.count = int32();
       if (c == "A") rows(r);
-      if (std::string("EWIUDA").find(c) == std::string::npos) break;
+      if (c == "P") r.index = int32();
+      if (c == "O" || c == "P") {
+        r.type = int32();
+        r.text = string();
+      }
+      if (std::string("EWIUDAOP").find(c) == std::string::npos) break;
     }
     out.complete = c == "K";
     return out;

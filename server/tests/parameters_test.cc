@@ -1,0 +1,177 @@
+#include <tuple>
+
+#include "test_client.h"
+
+namespace zvtest {
+namespace {
+
+struct BoundCase {
+  int16_t code;         // type code sent
+  std::string payload;  // the value as sent
+  const char* declared; // the column it goes into
+  const char* stored;   // quote() of what SQLite keeps
+  Value wire;           // the value as the column sends it back
+};
+
+const BoundCase kBound[] = {
+    {2, "\x01", "BOOLEAN", "1", "T"},
+    {2, "F", "BOOLEAN", "0", "F"},
+    {3, "\xfb", "TINYINT", "-5", "\xfb"},
+    {4, be16(-300), "SMALLINT", "-300", be16(-300)},
+    {5, be32(-70000), "INTEGER", "-70000", be32(-70000)},
+    {6, be64(-5000000000LL), "BIGINT", "-5000000000", be64(-5000000000LL)},
+    {8, be32(static_cast<int32_t>(0xBE800000)), "REAL", "-0.25", be32(static_cast<int32_t>(0xBE800000))},
+    {9, be64(0x3FB999999999999A), "DOUBLE", "0.1", be64(0x3FB999999999999A)},
+    {13, be64(1767261600123LL), "DATETIME", "'2026-01-01 10:00:00.123'", be64(1767261600123LL)},
+    {13, be64(-62135596800000LL), "DATETIME", "'0001-01-01 00:00:00.000'", be64(-62135596800000LL)},
+    {13, be64(-1), "DATETIME", "'1969-12-31 23:59:59.999'", be64(-1)},
+    {30, "h\xC3\xA9llo", "VARCHAR(10)", "'h\xC3\xA9llo'", "h\xC3\xA9llo"},
+    {30, "2026-01-02", "DATE", "'2026-01-02'", be32(20455)},
+    {32, "clob text", "CLOB", "'clob text'", "clob text"},
+    {33, std::string("\x00\x01\xff", 3), "BINARY", "X'0001FF'", std::string("\x00\x01\xff", 3)},
+    {34, std::string("\xff\x00", 2), "BLOB", "X'FF00'", std::string("\xff\x00", 2)},
+    {47, "clob 47", "CLOB", "'clob 47'", "clob 47"},
+    {64, "clob 64", "CLOB", "'clob 64'", "clob 64"},
+    {1008, "", "VARCHAR(4)", "NULL", std::nullopt},
+    {30, "", "VARCHAR(4)", "NULL", std::nullopt},
+};
+
+// A table with one column for each case, c0, c1, ...; the texts that insert its one row
+// through placeholders of the given form and read it back.
+struct Statements {
+  std::string create, insert, quoted = "select ", select = "select ";
+};
+
+Statements statements(const std::string& mark) {
+  Statements s{"drop table if exists p; create table p(", "insert into p values("};
+  for (size_t i = 0; i < std::size(kBound); ++i) {
+    std::string col = "c" + std::to_string(i), sep = i ? ", " : "";
+    s.create += sep + col + " " + kBound[i].declared;
+    s.insert += sep + (mark == "?" ? "?" : mark + col);
+    s.quoted += sep + "quote(" + col + ")";
+    s.select += sep + col;
+  }
+  s.create += ")";
+  s.insert += ")";
+  s.quoted += " from p";
+  s.select += " from p";
+  return s;
+}
+
+// Each case as a record: by position in table order, or by name in reverse order (names in
+// upper case, to show that case does not count).
+std::string records(bool named) {
+  std::string out;
+  for (size_t n = std::size(kBound), k = 0; k < n; ++k) {
+    size_t i = named ? n - 1 - k : k;
+    out += parameter_record(kBound[i].code, kBound[i].payload, named ? "C" + std::to_string(i) : "");
+  }
+  return out;
+}
+
+TEST_F(ServerTest, EveryTypeCodeIsBoundByPositionOrByNameAndComesBackExactly) {
+  for (const char* mark : {"?", ":", "@", "$"}) {
+    SCOPED_TRACE(mark);
+    auto c = connect();
+    Statements s = statements(mark);
+    ASSERT_EQ(c->run(s.create).letters, "");
+    c->command(s.insert, static_cast<int32_t>(std::size(kBound)), records(std::string(mark) != "?"));
+    Reply r = c->reply();
+    ASSERT_EQ(r.letters, "I") << r.records.at(0).text;
+    Row quoted = c->run(s.quoted).records.at(0).rows.at(0);
+    Row wire = c->run(s.select).records.at(0).rows.at(0);
+    for (size_t i = 0; i < std::size(kBound); ++i) {
+      SCOPED_TRACE(i);
+      EXPECT_EQ(quoted[i], kBound[i].stored);
+      EXPECT_EQ(wire[i], kBound[i].wire);
+    }
+  }
+}
+
+TEST_F(ServerTest, AValueOfLengthZeroIsANullWhateverItsType) {
+  auto c = connect();
+  std::string sql = "select ", nulls;
+  const int16_t codes[] = {2, 3, 4, 5, 6, 8, 9, 13, 30, 32, 33, 34, 47, 64, 1008};
+  for (int16_t code : codes) {
+    sql += std::string(nulls.empty() ? "" : ", ") + "typeof(?)";
+    nulls += parameter_record(code, "");
+  }
+  c->command(sql, static_cast<int32_t>(std::size(codes)), nulls);
+  Reply r = c->reply();
+  ASSERT_EQ(r.letters, "A");
+  EXPECT_EQ(r.records[0].rows.at(0), Row(std::size(codes), "null"));
+}
+
+TEST_F(ServerTest, ALargeObjectOfOneMebibyteAndOneByteArrivesInTwoChunks) {
+  auto c = connect();
+  ASSERT_EQ(c->run("create table big(b BLOB, t CLOB)").letters, "");
+  std::string bytes(1048577, '\0');
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 % 251);
+  const std::string text(1048577, 'z');
+  std::string first = parameter_record(34, bytes) + parameter_record(32, text);
+  // The blob's first chunk with its head, then its last byte and the text.
+  const size_t cut = 10 + (1 << 20);
+  c->command("insert into big values(?, ?)", 2, first.substr(0, cut));
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  c->send(first.substr(cut));
+  ASSERT_EQ(c->reply().letters, "I");
+  Reply r = c->run("select b, t, length(b), length(t) from big");
+  ASSERT_EQ(r.letters, "A");
+  EXPECT_EQ(r.records[0].rows.at(0), Row({bytes, text, be32(1048577), be32(1048577)}));
+}
+
+struct Refusal {
+  std::string sql;
+  std::string records;
+  int32_t count;
+  std::string letters, error;
+};
+
+TEST_F(ServerTest, ParametersThatDoNotFitTheStatementAreRefusedAndTheLinkStaysInStep) {
+  auto c = connect();
+  const Refusal cases[] = {
+      {"select ?, ?", parameter_record(5, be32(1)), 1, "E",
+       "[E10003]the statement has 2 placeholders, 1 parameters were sent"},
+      {"select ?", parameter_record(5, be32(1)) + parameter_record(5, be32(2)), 2, "E",
+       "[E10003]the statement has 1 placeholders, 2 parameters were sent"},
+      {"select 1", parameter_record(30, "x"), 1, "E", "[E10003]the statement has 0 placeholders, 1 parameters were sent"},
+      {"select :a, :b", parameter_record(5, be32(1), "a") + parameter_record(5, be32(2), "zz"), 2, "E",
+       "[E10003]no placeholder is named zz"},
+      {"select :a, ?", parameter_record(5, be32(1)) + parameter_record(5, be32(2), "a"), 2, "E",
+       "[E10003]placeholder :a gets two values"},
+      {"select ?", parameter_record(5, be32(1), "", 2), 1, "E",
+       "[E10003]parameter 1 has direction 2: only a routine call takes outputs"},
+      {"select ?, ?", parameter_record(5, be32(1)) + parameter_record(5, be16(1)), 2, "E",
+       "[E10003]parameter 2: a value of type INTEGER takes 4 bytes, not 2"},
+      {"select ?", parameter_record(2, "x"), 1, "E", "[E10003]parameter 1: a BOOLEAN value is the byte 0, 1, 'F' or 'T'"},
+      {"select ?", parameter_record(13, be64(253402300800000LL)), 1, "E",
+       "[E10003]parameter 1: a DATETIME value outside the years 1 to 9999"},
+      {"select ?; select 2", parameter_record(5, be32(1)), 1, "AE",
+       "[E10003]parameters go with a text of one statement: the statements behind the first were not run"},
+      {"SHOW AUTO_COMMIT", parameter_record(5, be32(1)), 1, "E", "[E10003]this statement takes no parameters"},
+  };
+  for (const Refusal& k : cases) {
+    SCOPED_TRACE(k.sql);
+    c->command(k.sql, k.count, k.records);
+    Reply r = c->reply();
+    ASSERT_TRUE(r.complete);
+    ASSERT_EQ(r.letters, k.letters);
+    EXPECT_EQ(r.records.back().text, k.error);
+    EXPECT_EQ(c->value("select 7"), be32(7));
+  }
+}
+
+TEST_F(ServerTest, ACursorTakesItsQuerysParameters) {
+  auto c = connect();
+  ASSERT_EQ(c->run("create table r(n INTEGER); insert into r values(1), (2), (3), (4)").letters, "I");
+  c->command("DECLARE STC0_SMARTCUR CURSOR FOR select n from r where n > :low order by n;", 1,
+             parameter_record(5, be32(2), "low"));
+  ASSERT_EQ(c->reply().letters, "");
+  ASSERT_EQ(c->run("OPEN STC0_SMARTCUR ;").letters, "");
+  Reply r = c->run("FETCH 20000 FROM STC0_SMARTCUR ;");
+  ASSERT_EQ(r.letters, "A");
+  EXPECT_EQ(r.records[0].rows, std::vector<Row>({{be32(3)}, {be32(4)}}));
+}
+
+}  // namespace
+}  // namespace zvtest
