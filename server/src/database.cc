@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "routine_catalogue.h"
 #include "sandbox.h"
 
 namespace zv {
@@ -82,7 +83,8 @@ std::unique_ptr<Database> Database::open(const std::string& path, std::string& e
       !exec(db.get(),
             "CREATE TABLE IF NOT EXISTS dual(dummy VARCHAR(1));"
             "INSERT INTO dual SELECT 'X' WHERE NOT EXISTS (SELECT 1 FROM dual);",
-            error)) {
+            error) ||
+      !exec(db.get(), kRoutineTable, error)) {
     error = "cannot prepare " + file + ": " + error;
     return nullptr;
   }

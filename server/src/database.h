@@ -12,7 +12,7 @@ namespace zv {
 class Database {
  public:
   // Opens the file at `path`, or a private database when `path` is empty; makes sure
-  // that the one-row table `dual` exists. Null with a reason in `error` on failure.
+  // that the one-row table `dual` and the routine catalogue exist. Null with a reason in `error` on failure.
   static std::unique_ptr<Database> open(const std::string& path, std::string& error);
   ~Database();
 

@@ -64,6 +64,13 @@ SpecialStatement recognize_special(std::string_view text) {
   } else if (words.size() == 2 && word_is(words, 0, "CLOSE")) {
     s.kind = SpecialKind::kCloseCursor;
     s.cursor = upper_case(words[1]);
+  } else if (words.size() >= 2 && word_is(words, 0, "CREATE") && word_is(words, 1, "ROUTINE")) {
+    s.kind = SpecialKind::kCreateRoutine;
+  } else if (words.size() == 3 && word_is(words, 0, "DROP") && word_is(words, 1, "ROUTINE")) {
+    s.kind = SpecialKind::kDropRoutine;
+    s.routine = std::string(words[2]);
+  } else if (word_is(words, 0, "EXEC") || word_is(words, 0, "EXECUTE")) {
+    s.kind = SpecialKind::kCallRoutine;
   }
   return s;
 }

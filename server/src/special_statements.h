@@ -1,5 +1,5 @@
 // Statements this server answers itself instead of handing them to SQLite: transaction
-// control, "show version" and the cursor statements.
+// control, "show version", the cursor statements and routines.
 #pragma once
 
 #include <cstddef>
@@ -20,14 +20,18 @@ enum class SpecialKind {
   kOpenCursor,       // OPEN name
   kFetchCursor,      // FETCH n FROM name
   kCloseCursor,      // CLOSE name
+  kCreateRoutine,    // CREATE ROUTINE name(...) ... AS '...'
+  kDropRoutine,      // DROP ROUTINE name
+  kCallRoutine,      // EXEC name(?, ...), EXECUTE name(...)
 };
 
 struct SpecialStatement {
   SpecialKind kind = SpecialKind::kNone;
   bool on = false;         // SET AUTO_COMMIT ON
   std::string cursor;      // cursor name, upper case
+  std::string routine;     // DROP ROUTINE: the routine's name
   int64_t count = 0;       // rows of a FETCH
-  size_t length = 0;       // characters of the text it takes, its ";" included
+  size_t length = 0;       // characters of the text it takes, its ";" included; CREATE ROUTINE finds its own
   size_t query_start = 0;  // DECLARE: where the query begins; the query's own end is SQLite's to find
 };
 

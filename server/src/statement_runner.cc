@@ -6,6 +6,8 @@
 #include "batch_runner.h"
 #include "interval_type_quoting.h"
 #include "parameter_binding.h"
+#include "routine_call.h"
+#include "routine_catalogue.h"
 #include "sqlite_error.h"
 #include "text_util.h"
 
@@ -141,7 +143,8 @@ bool StatementRunner::run_change(StmtPtr stmt, std::string_view text, ReplyWrite
 
 bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, const Parameters& params,
                                   ReplyWriter& out) {
-  if (params.given() && s.kind != SpecialKind::kDeclareCursor) {
+  const bool takes_parameters = s.kind == SpecialKind::kDeclareCursor || s.kind == SpecialKind::kCallRoutine;
+  if (params.given() && !takes_parameters) {
     out.error("[E10003]this statement takes no parameters");
     return false;
   }
@@ -167,6 +170,12 @@ bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, co
       return true;
     case SpecialKind::kDeclareCursor:
       return declare_cursor(s, text, params, out);
+    case SpecialKind::kCreateRoutine:
+      return create_routine(s, text, out);
+    case SpecialKind::kDropRoutine:
+      return drop_routine(s, out);
+    case SpecialKind::kCallRoutine:
+      return begin_if_manual(out) && call_routine(db_, text.substr(0, s.length), params, out);
     case SpecialKind::kFetchCursor:
       return fetch_cursor(s, out);
     case SpecialKind::kOpenCursor:
@@ -244,6 +253,27 @@ bool StatementRunner::fetch_cursor(const SpecialStatement& s, ReplyWriter& out) 
   c.rows->write_header(out);
   c.rows->write_rows(out, lobs_, s.count);
   return true;
+}
+
+// The definition is checked before it is kept; its body is compiled only when it is called,
+// so that it may use tables made later.
+bool StatementRunner::create_routine(SpecialStatement& s, std::string_view text, ReplyWriter& out) {
+  RoutineText routine;
+  std::string error;
+  if (parse_routine_definition(text, routine, s.length, error) && begin_if_manual(out) &&
+      store_routine(db_, routine, error)) {
+    return true;
+  }
+  if (!error.empty()) out.error(error);
+  return false;
+}
+
+bool StatementRunner::drop_routine(const SpecialStatement& s, ReplyWriter& out) {
+  std::string error;
+  if (!begin_if_manual(out)) return false;
+  if (zv::drop_routine(db_, s.routine, error)) return true;
+  out.error(error);
+  return false;
 }
 
 void StatementRunner::sqlite_error(ReplyWriter& out) { out.error(sqlite_error_text(db_)); }

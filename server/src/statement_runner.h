@@ -39,6 +39,8 @@ class StatementRunner {
   bool run_change(StmtPtr stmt, std::string_view text, ReplyWriter& out);
   bool end_transaction(const char* verb, ReplyWriter& out);
   bool declare_cursor(SpecialStatement& s, std::string_view text, const Parameters& params, ReplyWriter& out);
+  bool create_routine(SpecialStatement& s, std::string_view text, ReplyWriter& out);
+  bool drop_routine(const SpecialStatement& s, ReplyWriter& out);
   bool fetch_cursor(const SpecialStatement& s, ReplyWriter& out);
   // In manual commit mode a statement opens a transaction when none is open.
   bool begin_if_manual(ReplyWriter& out);
