@@ -17,7 +17,7 @@ std::string later_rows(int rows, int per_block, bool typed) {
   return out;
 }
 
-class BatchTest : public ServerTest {
+class ServerBatchTest : public ServerTest {
  protected:
   std::unique_ptr<TestClient> with_table(const std::string& clauses = "") {
     auto c = connect(clauses);
@@ -29,7 +29,7 @@ class BatchTest : public ServerTest {
   }
 };
 
-TEST_F(BatchTest, RowsInSeveralBlocksWithOrWithoutTypeBytesAreCountedInOneRecord) {
+TEST_F(ServerBatchTest, RowsInSeveralBlocksWithOrWithoutTypeBytesAreCountedInOneRecord) {
   struct Case {
     int32_t reply_version;
     bool typed;
@@ -52,10 +52,10 @@ TEST_F(BatchTest, RowsInSeveralBlocksWithOrWithoutTypeBytesAreCountedInOneRecord
   }
 }
 
-TEST_F(BatchTest, NamedParametersNullsAndDeletesAndABatchOfOneRow) {
+TEST_F(ServerBatchTest, NamedParametersNullsAndDeletesAndABatchOfOneRow) {
   auto c = with_table();
-  // Records by name in the other order; later rows keep that order. Row 2 has two nulls:
-  // length 0 and a negative length.
+  // Records by name in the other order; later rows keep that order. Row 2 has two nulls,
+  // length 0 and a negative length, and its null key takes the next row id.
   c->command("insert into b values(:n, :v)", batch_word(3, 2),
              parameter_record(kChar, "x", "v") + parameter_record(kInt, be32(7), "n") +
                  block(packed_value(kChar, "y") + packed_value(kInt, be32(8)) + packed_value(kChar, "") + kInt +
@@ -64,7 +64,7 @@ TEST_F(BatchTest, NamedParametersNullsAndDeletesAndABatchOfOneRow) {
   ASSERT_EQ(r.letters, "U") << r.records.at(0).text;
   EXPECT_EQ(r.records[0].count, 3);
   EXPECT_EQ(c->run("select n, v from b order by n").records.at(0).rows,
-            std::vector<Row>({{be32(1), std::nullopt}, {be32(7), "x"}, {be32(8), "y"}}));
+            std::vector<Row>({{be32(7), "x"}, {be32(8), "y"}, {be32(9), std::nullopt}}));
 
   c->command("delete from b where n = ?", batch_word(3, 1),
              parameter_record(kInt, be32(7)) + block(packed_value(kInt, be32(8)) + packed_value(kInt, be32(99))));
@@ -86,7 +86,7 @@ struct Failure {
   std::string error;
 };
 
-TEST_F(BatchTest, AFailingRowIsNamedAndNoRowOfItsBatchStays) {
+TEST_F(ServerBatchTest, AFailingRowIsNamedAndNoRowOfItsBatchStays) {
   const Failure cases[] = {
       {"insert into b values(?, ?)",
        parameter_record(kInt, be32(1)) + parameter_record(kChar, "a") +
