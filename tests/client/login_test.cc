@@ -153,7 +153,7 @@ TEST(Login, FailedLogins) {
       {"", "E" + wire_str("password wrong"), default_text},
       {"", "N1234X" + wire_str("refused"), default_text},
       {"", "", default_text},  // closes before replying
-      {";USE_SSL=on", "", ""},
+      {";USE_SSL=on", "", "~ssl~"},  // an enciphered login whose server closes before its key
       {";USER=O'Brien", "", ""},
       {too_long, "", ""},
   };

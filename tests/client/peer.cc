@@ -13,7 +13,7 @@
 #include "zvc.h"
 
 namespace {
-enum { STEP_EXPECT, STEP_SEND, STEP_CLOSE };
+enum { STEP_EXPECT, STEP_SEND, STEP_CLOSE, STEP_CALL };
 
 std::string be_bytes(uint64_t v, int width) {
   std::string s(width, '\0');
@@ -58,15 +58,19 @@ ScriptedPeer::~ScriptedPeer() {
 }
 
 ScriptedPeer& ScriptedPeer::expect(size_t n) {
-  steps_.push_back({STEP_EXPECT, n, ""});
+  steps_.push_back({STEP_EXPECT, n, "", nullptr});
   return *this;
 }
 ScriptedPeer& ScriptedPeer::send(const std::string& bytes) {
-  steps_.push_back({STEP_SEND, 0, bytes});
+  steps_.push_back({STEP_SEND, 0, bytes, nullptr});
   return *this;
 }
 ScriptedPeer& ScriptedPeer::close() {
-  steps_.push_back({STEP_CLOSE, 0, ""});
+  steps_.push_back({STEP_CLOSE, 0, "", nullptr});
+  return *this;
+}
+ScriptedPeer& ScriptedPeer::then(std::function<void(const std::string&)> fn) {
+  steps_.push_back({STEP_CALL, 0, "", std::move(fn)});
   return *this;
 }
 
@@ -98,7 +102,11 @@ void ScriptedPeer::run() {
   setsockopt(client_fd_, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
   for (const Step& step : steps_) {
     if (step.kind == STEP_SEND) {
-      write_all(client_fd_, step.bytes);
+      std::string bytes = step.bytes;
+      if (outgoing) outgoing(bytes);
+      write_all(client_fd_, bytes);
+    } else if (step.kind == STEP_CALL) {
+      step.fn(received_);
     } else if (step.kind == STEP_CLOSE) {
       ::close(client_fd_);
       client_fd_ = -1;
@@ -111,7 +119,9 @@ void ScriptedPeer::run() {
         if (n <= 0) break;
         done += static_cast<size_t>(n);
       }
-      received_.append(got, 0, done);
+      got.resize(done);
+      if (incoming) incoming(got);
+      received_ += got;
       if (done < step.count) {
         ::close(client_fd_);
         client_fd_ = -1;

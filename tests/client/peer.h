@@ -1,6 +1,7 @@
 // Test peers that play exact bytes to the client and record what it sent.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,6 +23,12 @@ class ScriptedPeer {
   ScriptedPeer& expect(size_t n);               // read exactly n bytes from the client
   ScriptedPeer& send(const std::string& bytes);  // write bytes to the client
   ScriptedPeer& close();                        // close the link
+  // Calls fn in the peer's thread at this point, with what the client has sent so far; it may
+  // set the filters below.
+  ScriptedPeer& then(std::function<void(const std::string& received)> fn);
+  // When set, applied to the bytes of each later send before they go out, and to the bytes each
+  // later expect reads before they are kept (an enciphering peer).
+  std::function<void(std::string&)> outgoing, incoming;
   void start();
   void join();                      // waits for the script to end
   const std::string& received();    // joins first
@@ -32,6 +39,7 @@ class ScriptedPeer {
     int kind;
     size_t count;
     std::string bytes;
+    std::function<void(const std::string&)> fn;
   };
   void run();
   int listen_fd_ = -1;

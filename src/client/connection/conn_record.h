@@ -16,6 +16,7 @@ struct ServerList {
 };
 
 struct ResultRecord;
+struct TuringContext;
 
 struct ConnRecord {
   int32_t kind;  // HT_CONN
@@ -56,4 +57,10 @@ struct ConnRecord {
   uint8_t recv_buf[CONN_BUF_SIZE];
   int32_t recv_len;
   int32_t recv_pos;
+  // An enciphered link: the server's exponent and modulus as they came (256-bit little-endian),
+  // and a keystream for each direction, from a successful login to the next login or the close.
+  uint8_t link_exponent[32];
+  uint8_t link_modulus[32];
+  TuringContext* recv_cipher;
+  TuringContext* send_cipher;
 };

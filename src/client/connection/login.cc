@@ -5,11 +5,15 @@
 #include <cstring>
 
 #include "connection/client_text.h"
+#include "connection/link_cipher.h"
+#include "connection/link_image.h"
 #include "connection/wire.h"
 
 namespace {
 
 enum { AUTH_STR_SIZE = 512, REPLY_SIZE = 32 };
+
+const char* const no_k_text = "[EC0196]Error Can't finish build connect ,Receives K failed";
 
 struct LoginClause {
   bool include;
@@ -44,12 +48,20 @@ const char* quoted_login_value(const ConnRecord* conn) {
   return nullptr;
 }
 
-// A failed login leaves the record disconnected.
+// A failed login leaves the record disconnected, with no keystream.
 bool fail_login(ConnRecord* conn, const char* text) {
   set_error_text(&conn->error_text, text);
   if (conn->socket != 0) plat_socket_close(static_cast<int>(conn->socket));
   conn->socket = 0;
+  link_cipher_free(conn);
   return false;
+}
+
+bool fail_too_long(ConnRecord* conn, int limit) {
+  char text[128];
+  client_sprintf(text, sizeof text, "[EC0193]Error in build-database-connect LOGIN text longer than %d characters",
+                 limit);
+  return fail_login(conn, text);
 }
 
 // The server's answer: "K" for a 201 server, "N", four bytes and "K" for a 301 server,
@@ -67,7 +79,52 @@ bool read_login_reply(ConnRecord* conn, const uint8_t* reply) {
   char* message = nullptr;
   recv_string(conn, &message);
   free(message);
-  return fail_login(conn, "[EC0196]Error Can't finish build connect ,Receives K failed");
+  return fail_login(conn, no_k_text);
+}
+
+// The plain login: the text goes to the socket as it is.
+bool plain_login(ConnRecord* conn) {
+  char auth_str[AUTH_STR_SIZE];
+  if (!build_login_text(conn, false, auth_str, sizeof auth_str)) return fail_too_long(conn, AUTH_STR_SIZE - 1);
+  // Straight to the socket, past the send buffer; a failed write shows up as a failed read.
+  send_direct(conn, auth_str, static_cast<int32_t>(strlen(auth_str)));
+  uint8_t reply[REPLY_SIZE] = {};
+  if (!recv_bytes(conn, reply, 1)) return fail_login(conn, "[EC0195]Error when RECIEVING ,Net Recieve Error");
+  return read_login_reply(conn, reply);
+}
+
+// The enciphered login: the server hands over its exponent and modulus, the client answers with
+// the link key and the login text in blocks raised to that power, and from the reply on both
+// directions run through the keystream of that key.
+bool enciphered_login(ConnRecord* conn) {
+  link_cipher_free(conn);
+  conn->send_len = 0;
+  uint8_t auth_str[AUTH_STR_SIZE] = {};
+  char* text = reinterpret_cast<char*>(auth_str + LINK_KEY_SIZE);
+  // Checked before anything goes out, as on a plain link.
+  if (!build_login_text(conn, true, text, LINK_TEXT_MAX + 1)) return fail_too_long(conn, LINK_TEXT_MAX);
+  send_direct(conn, "~ssl~", 5);
+  // A server that closes early leaves zeros behind what it sent: the blocks then come out zero
+  // and the login fails at its reply.
+  memset(conn->link_exponent, 0, sizeof conn->link_exponent);
+  memset(conn->link_modulus, 0, sizeof conn->link_modulus);
+  recv_direct(conn, conn->link_exponent, sizeof conn->link_exponent);
+  recv_direct(conn, conn->link_modulus, sizeof conn->link_modulus);
+  uint8_t key[LINK_KEY_SIZE];
+  if (!link_key_make(key, conn->password))
+    return fail_login(conn, "[EC0192]Error in build-database-connect no random bytes for the link key");
+  memcpy(auth_str, key, LINK_KEY_SIZE);
+  int32_t n = login_text_stuff(text) + 1;  // with the NUL
+  link_encrypt_blocks(conn, auth_str, n + LINK_KEY_SIZE);
+  send_direct(conn, auth_str, (n + LINK_BLOCK - 1) / LINK_BLOCK * LINK_BLOCK + LINK_KEY_SIZE);
+  explicit_bzero(auth_str, sizeof auth_str);
+  bool keyed = link_cipher_setup(conn, key, LINK_KEY_SIZE);
+  explicit_bzero(key, sizeof key);
+  if (!keyed) return fail_login(conn, no_k_text);
+  // A failed read leaves the zeroed reply, which the reply refuses.
+  uint8_t reply[REPLY_SIZE] = {};
+  recv_bytes(conn, reply, 1);
+  return read_login_reply(conn, reply);
 }
 
 }  // namespace
@@ -104,10 +161,6 @@ bool build_login_text(const ConnRecord* conn, bool enciphered, char* out, size_t
 }
 
 bool login_dialogue(ConnRecord* conn) {
-  // The enciphered link needs the link cipher, which this client does not have:
-  // refuse before anything goes out, rather than send the login in the clear.
-  if (conn->use_ssl != 0)
-    return fail_login(conn, "[EC0199]Error in build-database-connect enciphered link not supported");
   const char* quoted = quoted_login_value(conn);
   if (quoted) {
     char text[128];
@@ -115,18 +168,11 @@ bool login_dialogue(ConnRecord* conn) {
                    quoted);
     return fail_login(conn, text);
   }
-  char auth_str[AUTH_STR_SIZE];
-  if (!build_login_text(conn, false, auth_str, sizeof auth_str))
-    return fail_login(conn, "[EC0193]Error in build-database-connect LOGIN text longer than 511 characters");
   // A server that accepts and then says nothing must not hold the open for the receive time-out
   // of statements: the login's reads wait connect_timeout, and the link's own time-out follows.
   int fd = static_cast<int>(conn->socket);
   if (conn->connect_timeout > 0) plat_socket_set_recv_timeout(fd, conn->connect_timeout);
-  // Straight to the socket, past the send buffer; a failed write shows up as a failed read.
-  send_direct(conn, auth_str, static_cast<int32_t>(strlen(auth_str)));
-  uint8_t reply[REPLY_SIZE] = {};
-  bool ok = recv_bytes(conn, reply, 1) ? read_login_reply(conn, reply)
-                                       : fail_login(conn, "[EC0195]Error when RECIEVING ,Net Recieve Error");
+  bool ok = conn->use_ssl != 0 ? enciphered_login(conn) : plain_login(conn);
   plat_socket_set_recv_timeout(fd, conn->ltimeout);
   return ok;
 }

@@ -2,6 +2,7 @@
 
 #include "connection/client_text.h"
 #include "connection/conn_string.h"
+#include "connection/link_cipher.h"
 #include "connection/login.h"
 #include "zvc.h"
 
@@ -61,6 +62,7 @@ int32_t ZVC_CloseConnection(ConnRecord** handle) {
   ConnRecord* conn = *handle;
   // No farewell goes over the wire: the server sees the link reset.
   drop_link(conn);
+  link_cipher_free(conn);
   plat_sem_close(conn->semaphore);
   free(conn->error_text);
   free_server_list(conn->server_list);

@@ -3,11 +3,12 @@
 #include <cstdlib>
 
 #include "connection/client_text.h"
+#include "connection/link_cipher.h"
 #include "zvc.h"
 
 namespace {
 
-enum { RECV_TRIES = 3 };
+enum { RECV_TRIES = 3, CIPHER_CHUNK = 16384 };
 
 // Socket 0 is "not connected": it must never reach the system as descriptor 0.
 int64_t sock_send(ConnRecord* conn, const void* buf, int32_t len) {
@@ -25,6 +26,20 @@ int32_t write_send_buf(ConnRecord* conn) {
   int64_t r = sock_send(conn, conn->send_buf, conn->send_len);
   conn->send_len = 0;
   return static_cast<int32_t>(r);
+}
+
+// A bulk block on an enciphered link: the caller's memory stays as it is, so the block is
+// enciphered and written a chunk at a time. len, or -1 when a write fails.
+int32_t send_enciphered(ConnRecord* conn, const uint8_t* buf, int32_t len) {
+  uint8_t chunk[CIPHER_CHUNK];
+  for (int32_t done = 0; done < len;) {
+    int32_t n = len - done < CIPHER_CHUNK ? len - done : CIPHER_CHUNK;
+    memcpy(chunk, buf + done, static_cast<size_t>(n));
+    link_cipher_out(conn, chunk, n);
+    if (sock_send(conn, chunk, n) < 0) return -1;
+    done += n;
+  }
+  return len;
 }
 
 }  // namespace
@@ -59,10 +74,14 @@ int32_t recv_buffered(ConnRecord* conn, uint8_t* dst, int32_t len) {
     conn->recv_len = conn->recv_pos = 0;
     return waiting;
   }
+  // An enciphered link gives up at the first failed read; a plain one tries three times.
+  int tries_left = conn->recv_cipher ? 1 : RECV_TRIES;
   int64_t r = 0;
-  for (int tries = 0; tries < RECV_TRIES && r <= 0; ++tries) r = sock_recv(conn, conn->recv_buf, CONN_BUF_SIZE);
+  for (; tries_left > 0 && r <= 0; --tries_left) r = sock_recv(conn, conn->recv_buf, CONN_BUF_SIZE);
   if (r <= 0) return -1;
   int32_t got = static_cast<int32_t>(r);
+  // Deciphered as they arrive: the buffer, and every read that takes from it, holds plain bytes.
+  if (conn->recv_cipher) link_cipher_in(conn, conn->recv_buf, got);
   if (got <= len) {
     memcpy(dst, conn->recv_buf, static_cast<size_t>(got));
     conn->recv_len = conn->recv_pos = 0;
@@ -90,22 +109,23 @@ int32_t recv_string(ConnRecord* conn, char** out) {
   return 0;
 }
 
+// On an enciphered link a byte is enciphered as it enters send_buf, so the buffer only ever holds
+// bytes ready for the wire and the keystream runs in the order of the writes.
 int32_t send_bytes(ConnRecord* conn, const void* buf, int32_t len) {
   if (len <= 0) return 0;
   if (len >= WIRE_BYPASS_SIZE) {
     // Bulk data goes from the caller's memory, after whatever the buffer already holds.
     if (conn->send_len > 0 && write_send_buf(conn) < 0) return -1;
+    if (conn->send_cipher) return send_enciphered(conn, static_cast<const uint8_t*>(buf), len);
     return static_cast<int32_t>(sock_send(conn, buf, len));
   }
-  if (conn->send_len + len >= CONN_BUF_SIZE) {
-    int32_t r = write_send_buf(conn);
-    memcpy(conn->send_buf, buf, static_cast<size_t>(len));
-    conn->send_len = len;
-    return r;
-  }
-  memcpy(conn->send_buf + conn->send_len, buf, static_cast<size_t>(len));
+  int32_t r = 0;
+  if (conn->send_len + len >= CONN_BUF_SIZE) r = write_send_buf(conn);
+  uint8_t* dst = conn->send_buf + conn->send_len;
+  memcpy(dst, buf, static_cast<size_t>(len));
   conn->send_len += len;
-  return 0;
+  if (conn->send_cipher) link_cipher_out(conn, dst, len);
+  return r;
 }
 
 int32_t send_int16(ConnRecord* conn, int16_t n) {
@@ -129,6 +149,17 @@ int32_t send_flush(ConnRecord* conn) {
 }
 
 int64_t send_direct(ConnRecord* conn, const void* buf, int32_t len) { return sock_send(conn, buf, len); }
+
+int32_t recv_direct(ConnRecord* conn, void* buf, int32_t len) {
+  uint8_t* dst = static_cast<uint8_t*>(buf);
+  int32_t done = 0;
+  while (done < len) {
+    int64_t r = sock_recv(conn, dst + done, len - done);
+    if (r <= 0) break;
+    done += static_cast<int32_t>(r);
+  }
+  return done;
+}
 
 int32_t buf_put_bytes(uint8_t* buf, int32_t* cursor, const void* src, int32_t len) {
   memcpy(buf + *cursor, src, static_cast<size_t>(len));

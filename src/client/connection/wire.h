@@ -1,5 +1,7 @@
 // Typed wire primitives over a connection's socket and its 8192-byte buffers.
-// Integers and floats travel big-endian; text and raw bytes as they are.
+// Integers and floats travel big-endian; text and raw bytes as they are. On an enciphered link
+// every byte either way passes the keystream: sent bytes as they are written, received bytes as
+// they come off the socket, so the buffers and every read and write here stay the same.
 #pragma once
 #include <cstdint>
 #include <cstring>
@@ -23,8 +25,12 @@ int32_t send_int16(ConnRecord* conn, int16_t n);
 int32_t send_int32(ConnRecord* conn, int32_t n);
 int32_t send_int64(ConnRecord* conn, int64_t n);
 int32_t send_flush(ConnRecord* conn);
-// Writes straight to the socket, past the send buffer (the login text). The socket's result, -1 when unconnected.
+// Writes straight to the socket, past the send buffer and the keystream (the login). The socket's
+// result, -1 when unconnected.
 int64_t send_direct(ConnRecord* conn, const void* buf, int32_t len);
+// Reads len bytes straight from the socket, past the receive buffer and the keystream (the login's
+// key exchange). The count that arrived before the link failed or closed.
+int32_t recv_direct(ConnRecord* conn, void* buf, int32_t len);
 
 // Memory-buffer writers: store at *cursor, advance it, return its new value.
 int32_t buf_put_bytes(uint8_t* buf, int32_t* cursor, const void* src, int32_t len);

@@ -1,0 +1,243 @@
+// Enciphered links against a scripted server that deciphers the login image with its private
+// exponent and then talks through the keystream: the bytes of the dialogue, every read and write
+// path, the refill of one direction, and the failures.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "cipher_peer.h"
+#include "connection/link_cipher.h"
+#include "connection/login.h"
+#include "connection/wire.h"
+#include "zvc.h"
+
+namespace {
+
+std::string login_text(const std::string& db, const std::string& user, const std::string& pwd,
+                       const std::string& char_set, const std::string& schema = "") {
+  return "login database = " + db + " user='" + user + "' password='" + pwd + "' char_set = '" + char_set +
+         "' iso_level = ''" + (schema.empty() ? "" : " current_schema = '" + schema + "'") +
+         " lock_timeout = 300 auto_commit = 'on' return_cursor_id  = 'on' version = '301'";
+}
+
+// The text as the image carries it: 07 07 behind every full 30 characters, the NUL, zeros up to
+// the last block.
+std::string stuffed(const std::string& text, size_t blocks) {
+  std::string out;
+  for (size_t at = 0; at < text.size(); at += 30) {
+    out += text.substr(at, 30);
+    if (text.size() - at >= 30) out += "\x07\x07";
+  }
+  out += std::string(1, '\0');
+  return out + std::string(32 * blocks - out.size(), '\0');
+}
+
+const std::string default_text = login_text("SYSTEM", "U", "P", "");
+const size_t default_blocks = 6;  // 151 characters: 161 with 07 07 five times, 162 with the NUL
+
+std::string batch_of(const TuringContext* ctx) {
+  return std::string(reinterpret_cast<const char*>(ctx->batch), TURING_BATCH);
+}
+
+// An enciphered open against a CipherPeer whose script the caller has written.
+struct CipherOpen {
+  int32_t rc = 0;
+  ConnRecord* conn = nullptr;
+  explicit CipherOpen(CipherPeer& server, const std::string& extra = "") {
+    server.peer.start();
+    rc = ZVC_OpenConnection(server.peer.conn_string(";USE_SSL=on" + extra).c_str(), &conn);
+  }
+  ~CipherOpen() { ZVC_CloseConnection(&conn); }
+};
+
+}  // namespace
+
+// Login texts whose length falls before, on and after a run of 30, with passwords shorter than,
+// as long as and longer than the key: the image has exactly the key's block and the text's blocks,
+// the text arrives whole, and the link works through the keystream afterwards.
+TEST(CipherLogin, ImageByteForByte) {
+  const std::string p32(32, 'k'), p40(40, 'm'), u63(63, 'u'), p63(63, 'p'), c63(63, 'c'), s63(63, 's');
+  const struct {
+    std::string user, password, char_set, schema;
+    size_t length, blocks;
+  } cases[] = {
+      {"U", "abc", "", "", 149, 5}, {"U", p32, "", "", 180, 7},    {"U", p40, "", "", 211, 8},
+      {"U", "P", "", "", 181, 7},   {u63, p63, c63, s63, 449, 15},  // the longest text that fits
+  };
+  for (const auto& c : cases) {
+    std::string db(c.length - login_text("", c.user, c.password, c.char_set, c.schema).size(), 'd');
+    std::string text = login_text(db, c.user, c.password, c.char_set, c.schema);
+    ASSERT_EQ(c.length, text.size());
+    CipherPeer server;
+    server.login(c.blocks).expect(4);
+    CipherOpen open(server, ";DB=" + db + ";USER=" + c.user + ";PWD=" + c.password + ";CHAR_SET=" + c.char_set +
+                                (c.schema.empty() ? "" : ";CURRENT_SCHEMA=" + c.schema));
+    ASSERT_EQ(2, open.rc) << c.length;
+    send_bytes(open.conn, "ping", 4);
+    EXPECT_EQ(0, send_flush(open.conn));
+    EXPECT_EQ("~ssl~" + server.image + "ping", server.peer.received()) << c.length;
+    EXPECT_EQ(32 * (c.blocks + 1), server.image.size()) << c.length;
+    EXPECT_EQ(stuffed(text, c.blocks), server.text) << c.length;
+    ASSERT_EQ(32u, server.key.size());
+    EXPECT_LT(static_cast<uint8_t>(server.key[31]), 0x80);
+    EXPECT_STREQ("301", open.conn->version);
+    EXPECT_EQ(6, open.conn->recv_cipher->counter);  // "N1234K"
+    EXPECT_EQ(4, open.conn->send_cipher->counter);
+  }
+}
+
+// The 3400th byte the client sends brings the send side's next batch, and leaves the receive side
+// where it was.
+TEST(CipherLogin, RefillAtTheSendSideOnly) {
+  std::string data(3400, '\0'), reply(500, '\0');
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<char>(i * 7);
+  for (size_t i = 0; i < reply.size(); ++i) reply[i] = static_cast<char>(i * 13);
+  CipherPeer server;
+  server.login(default_blocks).expect(3400).send(reply);
+  CipherOpen open(server);
+  ASSERT_EQ(2, open.rc);
+  std::string first = batch_of(open.conn->send_cipher);
+  EXPECT_EQ(first, batch_of(open.conn->recv_cipher));
+  send_bytes(open.conn, data.data(), 3399);
+  EXPECT_EQ(3399, open.conn->send_cipher->counter);
+  EXPECT_EQ(first, batch_of(open.conn->send_cipher));
+  send_bytes(open.conn, data.data() + 3399, 1);
+  EXPECT_EQ(0, open.conn->send_cipher->counter);
+  EXPECT_EQ(link_keystream(server.key, 3740).substr(3400), batch_of(open.conn->send_cipher));
+  EXPECT_EQ(6, open.conn->recv_cipher->counter);
+  EXPECT_EQ(first, batch_of(open.conn->recv_cipher));
+  EXPECT_EQ(0, send_flush(open.conn));
+  std::string got(500, '\0');
+  ASSERT_TRUE(recv_bytes(open.conn, &got[0], 500));
+  EXPECT_EQ(reply, got);
+  EXPECT_EQ(506, open.conn->recv_cipher->counter);
+  EXPECT_EQ(first, batch_of(open.conn->recv_cipher));
+  EXPECT_EQ("~ssl~" + server.image + data, server.peer.received());
+}
+
+// Small writes, a buffer that overflows, bulk blocks with bytes pending, and typed reads from the
+// buffer and past it: all in keystream order.
+TEST(CipherLogin, EveryReadAndWritePath) {
+  const std::string small(100, 's'), bulk(2049, 'b'), large(100000, 'L'), raw(9000, 'r'), text(20000, 't');
+  std::string sent = be16(-2) + be32(258) + be64(-5);
+  for (int i = 0; i < 90; ++i) sent += small;  // past 8192: the buffer is written and starts again
+  sent += bulk + small + large;
+  std::string reply = wire_str(text) + be32(258) + be64(1LL << 40) + raw + "K";
+  CipherPeer server;
+  server.login(default_blocks).expect(sent.size()).send(reply).close();
+  CipherOpen open(server);
+  ASSERT_EQ(2, open.rc);
+  send_int16(open.conn, -2);
+  send_int32(open.conn, 258);
+  send_int64(open.conn, -5);
+  for (int i = 0; i < 90; ++i) send_bytes(open.conn, small.data(), 100);
+  EXPECT_EQ(2049, send_bytes(open.conn, bulk.data(), 2049));
+  send_bytes(open.conn, small.data(), 100);
+  EXPECT_EQ(100000, send_bytes(open.conn, large.data(), 100000));
+  EXPECT_EQ(0, send_flush(open.conn));
+  char* got_text = nullptr;
+  ASSERT_EQ(0, recv_string(open.conn, &got_text));
+  EXPECT_EQ(text, got_text);
+  free(got_text);
+  int32_t n32 = 0;
+  int64_t n64 = 0;
+  EXPECT_TRUE(recv_int32(open.conn, &n32));
+  EXPECT_EQ(258, n32);
+  EXPECT_TRUE(recv_int64(open.conn, &n64));
+  EXPECT_EQ(1LL << 40, n64);
+  std::string got_raw(raw.size(), '\0');
+  EXPECT_TRUE(recv_bytes(open.conn, &got_raw[0], static_cast<int32_t>(raw.size())));
+  EXPECT_EQ(raw, got_raw);
+  char ch = 0;
+  EXPECT_EQ(1, recv_char(open.conn, &ch));
+  EXPECT_EQ('K', ch);
+  EXPECT_EQ("~ssl~" + server.image + sent, server.peer.received());
+  // The stream then ends: an enciphered link fails at once, without three tries.
+  EXPECT_EQ(0, recv_char(open.conn, &ch));
+}
+
+// A server that goes quiet or refuses at any point of the exchange: -9 with the open's text, the
+// link closed, no keystream left.
+TEST(CipherLogin, FailedExchanges) {
+  const std::string exponent(test_exponent.begin(), test_exponent.end());
+  const struct {
+    const char* what;
+    std::function<void(CipherPeer&)> script;
+    size_t image_blocks;  // of what the server got, after "~ssl~"; 0 for none
+  } cases[] = {
+      {"closes before the exponent", [](CipherPeer& s) { s.peer.expect(5).close(); }, 0},
+      {"closes before the modulus", [&](CipherPeer& s) { s.peer.expect(5).send(exponent).close(); }, 0},
+      {"closes before the reply",
+       [](CipherPeer& s) { s.login(default_blocks, "").close(); },
+       default_blocks},
+      {"refuses", [](CipherPeer& s) { s.login(default_blocks, "E" + wire_str("wrong password")).close(); },
+       default_blocks},
+      {"answers N without K", [](CipherPeer& s) { s.login(default_blocks, "N1234X" + wire_str("no")).close(); },
+       default_blocks},
+  };
+  for (const auto& c : cases) {
+    CipherPeer server;
+    c.script(server);
+    CipherOpen open(server);
+    EXPECT_EQ(ZV_LOGIN_FAILED, open.rc) << c.what;
+    EXPECT_STREQ("[EC012]Error in build-database-connect LOGIN database Failure", open.conn->error_text);
+    EXPECT_EQ(0, open.conn->socket) << c.what;
+    EXPECT_EQ(nullptr, open.conn->recv_cipher) << c.what;
+    EXPECT_EQ(nullptr, open.conn->send_cipher) << c.what;
+    std::string got = server.peer.received();
+    EXPECT_EQ("~ssl~", got.substr(0, 5)) << c.what;
+    EXPECT_EQ(c.image_blocks ? 5 + 32 * (c.image_blocks + 1) : 5, got.size()) << c.what;
+  }
+}
+
+// The dialogue's own texts: a text too long for the image goes nowhere, and a refusal frees the
+// keystream and reports that no K came.
+TEST(CipherLogin, DialogueTexts) {
+  StreamPeer too_long("");
+  too_long.conn->use_ssl = 1;
+  memset(too_long.conn->database, 'd', 115);
+  memset(too_long.conn->user, 'u', 63);
+  memset(too_long.conn->password, 'p', 63);
+  memset(too_long.conn->char_set, 'c', 63);
+  strcpy(too_long.conn->iso_level, "i");  // 450 characters
+  EXPECT_FALSE(login_dialogue(too_long.conn));
+  EXPECT_STREQ("[EC0193]Error in build-database-connect LOGIN text longer than 449 characters",
+               too_long.conn->error_text);
+  EXPECT_EQ(0, too_long.conn->socket);
+  EXPECT_EQ("", too_long.sent());
+
+  CipherPeer refusing;
+  refusing.login(default_blocks, "E" + wire_str("no")).close();
+  CipherOpen open(refusing);
+  ASSERT_EQ(ZV_LOGIN_FAILED, open.rc);
+  CipherPeer again;
+  again.login(default_blocks, "E" + wire_str("no")).close();
+  again.peer.start();
+  open.conn->port = again.peer.port();
+  EXPECT_EQ(ZV_LOGIN_FAILED, ZVC_Reconnect(&open.conn));
+  EXPECT_EQ(nullptr, open.conn->send_cipher);
+}
+
+// A reconnection makes a new key and new keystreams.
+TEST(CipherLogin, ReconnectMakesANewKey) {
+  CipherPeer first;
+  first.login(default_blocks).expect(2);
+  CipherOpen open(first);
+  ASSERT_EQ(2, open.rc);
+  send_bytes(open.conn, "hi", 2);
+  send_flush(open.conn);
+  EXPECT_EQ("~ssl~" + first.image + "hi", first.peer.received());
+  CipherPeer second;
+  second.login(default_blocks, "K").expect(2);
+  second.peer.start();
+  open.conn->port = second.peer.port();
+  ASSERT_EQ(1, ZVC_Reconnect(&open.conn));
+  EXPECT_STREQ("201", open.conn->version);
+  send_bytes(open.conn, "yo", 2);
+  send_flush(open.conn);
+  EXPECT_EQ("~ssl~" + second.image + "yo", second.peer.received());
+  EXPECT_NE(first.key, second.key);
+  EXPECT_EQ(1, open.conn->recv_cipher->counter);
+}
