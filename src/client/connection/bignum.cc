@@ -34,7 +34,7 @@ int bn_modmul(uint32_t* out, const uint32_t* a, const uint32_t* b, const uint32_
 }
 
 void bn_mul(uint32_t* out, const uint32_t* a, const uint32_t* b, int n) {
-  bn_zero(out, 2 * n);
+  memset(out, 0, 2 * static_cast<size_t>(n) * sizeof *out);
   for (int i = 0; i < n; ++i) {
     uint64_t carry = 0;
     for (int j = 0; j < n; ++j) {
