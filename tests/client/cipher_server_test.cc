@@ -5,6 +5,7 @@
 #include <string>
 
 #include "results/lob.h"
+#include "server_lob.h"
 #include "server_process.h"
 #include "zvc.h"
 
@@ -21,22 +22,6 @@ class CipherServer : public ::testing::Test {
   void TearDown() override {
     ZVC_CloseConnection(&conn);
     ZVC_CloseConnection(&described);
-  }
-
-  // Column 1 of the first row of sql, read with ctype into a large object and copied out whole.
-  static std::string read_lob(ConnRecord** c, const std::string& sql, int32_t ctype) {
-    void* result = nullptr;
-    EXPECT_GE(ZVC_Execute(c, sql.c_str(), &result, nullptr, nullptr, nullptr), 0) << sql;
-    EXPECT_EQ(0, ZVC_NextRow(&result)) << sql;
-    LobHandle* lob = nullptr;
-    ZVC_CreateLob(&lob);
-    int32_t out_len = -1;
-    EXPECT_EQ(0, ZVC_GetData(&result, 1, ctype, &lob, sizeof lob, &out_len)) << sql;
-    std::string bytes(static_cast<size_t>(lob->size), '\0');
-    if (!bytes.empty()) ZVC_GetLobData(&lob, &bytes[0], static_cast<int32_t>(bytes.size()));
-    ZVC_FreeLob(&lob);
-    ZVC_CloseResult(&result);
-    return bytes;
   }
 
   ServerProcess server;
@@ -90,8 +75,8 @@ TEST_F(CipherServer, LargeObjectsInlineAndByDescriptor) {
                                        "), cast(substr(s, 1, " + std::to_string(n) +
                                        ") as blob) from r order by length(s) desc limit 1")
                                           .c_str()));
-  EXPECT_TRUE(read_lob(&conn, "select c from lobs", CT_CLOB) == text);
-  EXPECT_TRUE(read_lob(&conn, "select b from lobs", CT_BLOB) == text);
-  EXPECT_TRUE(read_lob(&described, "select c from lobs", CT_CLOB43) == text);
-  EXPECT_TRUE(read_lob(&described, "select b from lobs", CT_BLOB) == text);
+  EXPECT_TRUE(read_lob(&conn, "select c from lobs", CT_CLOB, 0) == text);
+  EXPECT_TRUE(read_lob(&conn, "select b from lobs", CT_BLOB, 0) == text);
+  EXPECT_TRUE(read_lob(&described, "select c from lobs", CT_CLOB43, 0) == text);
+  EXPECT_TRUE(read_lob(&described, "select b from lobs", CT_BLOB, 0) == text);
 }
