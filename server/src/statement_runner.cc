@@ -33,10 +33,17 @@ void single_text_row(ReplyWriter& out, const char* column, int32_t size, const s
   out.string(value);
 }
 
-// Row 0 of a command's parameters, when it brought any, into the placeholders of `stmt`.
+// Row 0 of a command's parameters, when it brought any, into the placeholders of `stmt`. A
+// statement with placeholders and no parameters is refused: SQLite would run it with NULLs, and a
+// client that left a value unbound would never hear of it.
 bool bind_parameters(sqlite3_stmt* stmt, const Parameters& params, ReplyWriter& out) {
   std::string error;
-  if (!params.given() || bind_row(stmt, params, 0, error)) return true;
+  const int placeholders = sqlite3_bind_parameter_count(stmt);
+  if (!params.given() && placeholders == 0) return true;
+  if (!params.given())
+    error = "[E10003]the statement has " + std::to_string(placeholders) + " placeholders, 0 parameters were sent";
+  else if (bind_row(stmt, params, 0, error))
+    return true;
   out.error(error);
   return false;
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "binding/bind_values.h"
 #include "binding/row_values.h"
 #include "binding/scalar_exec.h"
 #include "binding/zv_connection.h"
@@ -189,6 +190,7 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   char* sql = nullptr;
   Local<Value> values;
   if (!read_arguments(args, conn, &sql, &values)) return;
+  bind_values(isolate, &conn->p_conn, sql, values);
 
   QueryRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Object::New(isolate), Array::New(isolate),
                Array::New(isolate), Array::New(isolate), Array::New(isolate)};

@@ -6,6 +6,7 @@
 
 struct ConnRecord;
 struct LobHandle;
+struct ParamSet;
 
 // The first word of every record a handle points at.
 enum HandleTag : int32_t {
@@ -30,7 +31,14 @@ enum ZvcCode : int32_t {
   ZV_NO_CONVERSION = -13,
   ZV_BAD_COLUMN = -15,
   ZV_BAD_OFFSET = -18,         // a piece read that starts past the value's end
+  ZV_BIND_RANGE = -51,         // a position (or array size) out of range
+  ZV_BIND_DIRECTION = -52,     // a direction other than 1, 2, 3, 6
+  ZV_BIND_NAME_TWICE = -53,    // an array bound twice under one name
+  ZV_BIND_POSITION = -54,      // a position below 1
+  ZV_BIND_JUMP = -55,          // a position too far past the bound ones
   ZV_OUT_NEEDS_PARAMS = -56,   // output values reached a call that bound none
+  ZV_BIND_TYPE = -58,          // an array of a type that cannot be walked
+  ZV_OUT_UNBOUND = -59,        // an output value without a parameter bound for it
   ZV_OPENED = 2,               // ZVC_OpenConnection's success
   ZV_NO_MORE = 100,
 };
@@ -76,6 +84,7 @@ enum TypeCode : int32_t {
   TC_TEXT48 = 48,
   TC_TEXT60 = 60,
   TC_CLOB64 = 64,
+  TC_EMPTY1008 = 1008,  // what a parameter of CType 58 is sent as
   TC_ARRAY_BASE = 10000,  // codes above it are arrays of (code - 10000)
 };
 
@@ -108,6 +117,8 @@ enum CType : int32_t {
   CT_TEXT45 = 45,  // 45 to 57: the text codes 48 to 60
   CT_BYTE63 = 63,
   CT_OPAQUE69 = 69,
+  CT_LOB_BINARY = 40,  // a binary large object to send, as 42
+  CT_EMPTY58 = 58,     // sent as type code 1008 without a value
   CT_ARRAY_BASE = 10000,
 };
 
@@ -139,6 +150,21 @@ int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql);
 int32_t ZVC_ExecScalar(ConnRecord** handle, const char* sql, void* value_buf, int32_t value_cap, int32_t* type_out);
 int32_t ZVC_Execute(ConnRecord** handle, const char* sql, void** result_out, int32_t* field_count_out,
                     int32_t* row_count_out, int32_t* effect_out);
+
+// Parameters of the next statement. A connection handle works on the connection's own set (made
+// at the first bind and released when the statement has gone out); a set handle on that set.
+// Input values are copied at bind time; output buffers are written by the reply and must outlive
+// the exchange.
+int32_t ZVC_NewParamSet(ParamSet** handle_out);
+int32_t ZVC_AttachParams(ConnRecord** conn_handle, ParamSet** set_handle);
+int32_t ZVC_ClearParams(void** handle);
+int32_t ZVC_BindParamByPos(void** handle, int32_t param_no, int32_t direction, int32_t type, void* value, int32_t size,
+                           int32_t* length_ptr);
+int32_t ZVC_BindParamByName(void** handle, const char* name, int32_t direction, int32_t type, void* value,
+                            int32_t size, int32_t* reserved, int32_t* length_ptr);
+// Runs a text whose parameters include output values or a return value; a result it brings goes
+// to *result_out.
+int32_t ZVC_ExecuteOut(ConnRecord** handle, const char* sql, void** result_out);
 
 // Results: handles of kind 4 (ResultRecord)
 int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,

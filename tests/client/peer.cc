@@ -158,6 +158,10 @@ StreamPeer::StreamPeer(const std::string& reply, bool close_after) {
 }
 
 StreamPeer::~StreamPeer() {
+  if (drainer_.joinable()) {
+    stop_draining_ = true;
+    drainer_.join();
+  }
   if (writer_.joinable()) {
     shutdown(peer_fd_, SHUT_RDWR);
     writer_.join();
@@ -166,8 +170,29 @@ StreamPeer::~StreamPeer() {
   ::close(peer_fd_);
 }
 
+void StreamPeer::drain() {
+  drainer_ = std::thread([this] {
+    char buf[65536];
+    for (;;) {
+      pollfd p{peer_fd_, POLLIN, 0};
+      if (poll(&p, 1, 20) > 0) {
+        ssize_t n = ::recv(peer_fd_, buf, sizeof buf, 0);
+        if (n <= 0) return;
+        drained_.append(buf, static_cast<size_t>(n));
+      } else if (stop_draining_) {
+        return;
+      }
+    }
+  });
+}
+
 std::string StreamPeer::sent() {
-  std::string out;
+  if (drainer_.joinable()) {
+    stop_draining_ = true;
+    drainer_.join();
+  }
+  std::string out = std::move(drained_);
+  drained_.clear();
   char buf[4096];
   for (;;) {
     ssize_t n = ::recv(peer_fd_, buf, sizeof buf, MSG_DONTWAIT);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <atomic>
 #include <thread>
 #include <vector>
 #include "connection/conn_record.h"
@@ -60,8 +61,14 @@ class StreamPeer {
   ~StreamPeer();
   ConnRecord* conn;
   std::string sent();  // everything the client wrote so far
+  // Reads what the client writes as it comes, for a client that writes more than the socket
+  // holds; sent() then returns it.
+  void drain();
 
  private:
   int peer_fd_ = -1;
   std::thread writer_;
+  std::thread drainer_;
+  std::atomic<bool> stop_draining_{false};
+  std::string drained_;
 };

@@ -121,10 +121,11 @@ CutReply fetch_reply() {
   return r.add(kIntColumn + int_rows(2) + "M" + wire_str("half") + int_rows(3) + "K", "careful");
 }
 std::string run_fetch(ConnRecord** conn) {
-  char* text = begin_exchange(*conn, kFetchSql);
+  Exchange ex;
+  begin_exchange(&ex, *conn, kFetchSql, false);
   ResultRecord* result = nullptr;
   int32_t rc = recv_result_all(*conn, &result);
-  end_exchange(*conn, text);
+  end_exchange(&ex);
   std::string detail = result ? std::to_string(result->row_count) + " rows, " + result->message : "";
   free_result(result);
   return outcome(rc, error_text(conn), detail);

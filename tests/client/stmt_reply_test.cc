@@ -57,6 +57,8 @@ TEST(StmtReply, Readers) {
       {noquery, "U" + be32(2) + "Q", 2},
       {noquery, "W" + wire_str("x"), -4, "Server Warning x \nNet Error recv_noQuery \n", "x"},
       {noquery, "I" + be32(-3), -4, "Insert Prop NetError  \n", "[EC004]Insert Prop NetError"},
+      {noquery, "U" + be32(-4) + "K", -4, "Update Prop NetError  \n", "[EC004]Update Prop NetError"},
+      {scalar, "D" + be32(-1) + "K", -4},
 
       {scalar, "U" + be32(5) + "K", 2, "", "", host32(5)},
       {scalar, "D" + be32(0) + "K", 3, "", "", host32(0)},

@@ -17,6 +17,7 @@ struct ServerList {
 
 struct ResultRecord;
 struct TuringContext;
+struct ParamSet;
 
 struct ConnRecord {
   int32_t kind;  // HT_CONN
@@ -63,4 +64,6 @@ struct ConnRecord {
   uint8_t link_modulus[32];
   TuringContext* recv_cipher;
   TuringContext* send_cipher;
+  ParamSet* params;       // the parameters the next statement carries; may be null
+  ResultRecord* results;  // field descriptions a PREPARE brought; may be null
 };

@@ -57,9 +57,7 @@ int32_t ZVC_Reconnect(ConnRecord** handle) {
   return 1;
 }
 
-int32_t ZVC_CloseConnection(ConnRecord** handle) {
-  if (!handle || !*handle) return -1;
-  ConnRecord* conn = *handle;
+void free_conn_record(ConnRecord* conn) {
   // No farewell goes over the wire: the server sees the link reset.
   drop_link(conn);
   link_cipher_free(conn);
@@ -67,6 +65,4 @@ int32_t ZVC_CloseConnection(ConnRecord** handle) {
   free(conn->error_text);
   free_server_list(conn->server_list);
   free(conn);
-  *handle = nullptr;
-  return 0;
 }

@@ -6,18 +6,26 @@
 #include "connection/login.h"
 #include "connection/wire.h"
 #include "statements/command.h"
+#include "statements/send_params.h"
 
-char* begin_exchange(ConnRecord* conn, const char* sql) {
-  char* text = strdup(sql);
-  if (!text) return nullptr;
+bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params) {
+  *ex = {conn, strdup(sql), nullptr};
+  if (!ex->text) return false;
+  if (with_params) {
+    ex->set = conn->params;
+    conn->params = nullptr;
+  }
   plat_sem_wait(conn->semaphore);
-  send_sql_params(conn, text, 0);
+  send_sql_params(conn, ex->text, ex->set ? param_word(ex->set) : 0);
+  // Records cut short leave the server reading the rest from the next command.
+  if (ex->set && send_params(conn, ex->set) != 0) conn->out_of_step = 1;
   send_flush(conn);
-  return text;
+  return true;
 }
 
-void end_exchange(ConnRecord* conn, char* text) {
-  if (conn->out_of_step) drop_link(conn);
-  plat_sem_signal(conn->semaphore);
-  free(text);
+void end_exchange(Exchange* ex) {
+  if (ex->conn->out_of_step) drop_link(ex->conn);
+  plat_sem_signal(ex->conn->semaphore);
+  free(ex->text);
+  if (ex->set && ex->set->origin != ORIGIN_STANDING) free_param_set(ex->set);
 }

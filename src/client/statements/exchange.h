@@ -2,11 +2,19 @@
 // semaphore, since a reply carries nothing that ties it to its command.
 #pragma once
 #include "connection/conn_record.h"
+#include "statements/param_set.h"
 
-// Takes the semaphore and sends the command; the caller reads the reply and then calls
-// end_exchange. The exchange works on its own copy of the text, which end_exchange frees.
-// Null when the copy cannot be made (the semaphore is not taken then).
-char* begin_exchange(ConnRecord* conn, const char* sql);
-// Releases the semaphore. A reply that was left before its end drops the link: the next
-// exchange then fails cleanly instead of reading the rest of this reply as its own.
-void end_exchange(ConnRecord* conn, char* text);
+struct Exchange {
+  ConnRecord* conn;
+  char* text;     // the exchange's own copy of the command text
+  ParamSet* set;  // the parameters it carried, taken off the connection; null for none
+};
+
+// Copies the text, takes the connection's parameter set when with_params is set (so that it goes
+// out once), takes the semaphore and sends the command with the set's records. False when the
+// copy cannot be made: nothing is taken then.
+bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params);
+// After the reply: a reply left before its end drops the link (the next exchange then fails
+// cleanly instead of reading the rest of this reply as its own); the semaphore is released; the
+// text goes, and the set too unless it is a standing one.
+void end_exchange(Exchange* ex);

@@ -6,6 +6,7 @@
 #include "connection/error_record.h"
 #include "results/lob.h"
 #include "results/result_attr.h"
+#include "statements/param_set.h"
 #include "zvc.h"
 
 namespace {
@@ -23,6 +24,8 @@ const char* handle_error_text(void** handle) {
       return static_cast<ResultRecord*>(*handle)->message;
     case HT_LOB:
       return static_cast<LobHandle*>(*handle)->error_text;
+    case HT_PARAMS:
+      return static_cast<ParamSet*>(*handle)->error;
     default:
       return nullptr;
   }
@@ -70,6 +73,10 @@ int32_t ZVC_FreeHandle(void** handle) {
       return ZVC_CloseResult(handle);
     case HT_LOB:
       return ZVC_FreeLob(reinterpret_cast<LobHandle**>(handle));
+    case HT_PARAMS:
+      free_param_set(static_cast<ParamSet*>(*handle));
+      *handle = nullptr;
+      return 0;
     default:
       return ZV_BAD_HANDLE;
   }

@@ -119,10 +119,11 @@ int32_t recv_lob(ConnRecord* conn, LobHandle* lob) {
   if (!conn) return ZV_NET_ERROR;
   char cmdsql[128];
   client_sprintf(cmdsql, sizeof cmdsql, "get lob '%s' offset 0 limit %s ", lob_desc, digits);
-  char* text = begin_exchange(conn, cmdsql);
-  if (!text) return ZV_NO_MEMORY;
+  // The fetch runs between the caller's statements: parameters bound for the next one stay.
+  Exchange ex;
+  if (!begin_exchange(&ex, conn, cmdsql, false)) return ZV_NO_MEMORY;
   int32_t rc = recv_fetch_reply(conn, lob, limit);
   if (rc < 0 && rc != ZV_SERVER_ERROR) conn->out_of_step = 1;
-  end_exchange(conn, text);
+  end_exchange(&ex);
   return rc;
 }

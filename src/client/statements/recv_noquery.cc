@@ -1,15 +1,19 @@
-// The reader of a reply that brings no rows: counts, row ids, server texts, up to "K".
+// The readers of replies that bring no rows: counts, row ids, server texts, up to "K"; and the
+// reader of a call's reply, whose output values go into the bound parameters.
 #include <cstring>
 
 #include "connection/client_text.h"
 #include "connection/wire.h"
 #include "results/reception.h"
 #include "statements/command.h"
+#include "statements/out_values.h"
 #include "statements/reply_reader.h"
 
 namespace {
 struct NoQuery {
-  int32_t num;  // row ids received
+  int32_t num;            // row ids received
+  ParamSet* set;          // the call's parameters, where output values go
+  ResultRecord* result;   // the rows of a call's reply
 };
 
 int32_t on_error(ReplyState* st, char) {
@@ -38,12 +42,13 @@ int32_t on_row_id(ReplyState* st, char) {
 
 int32_t on_count(ReplyState* st, char) {
   int32_t count = 0;
-  if (!recv_int32(st->conn, &count)) return ZV_NET_ERROR;
+  // A count is never negative: one that is would read as a failure code, so the reply is broken.
+  if (!recv_int32(st->conn, &count) || count < 0) return ZV_NET_ERROR;
   st->ret = st->end_value = count;
   return REPLY_PEEK;
 }
 
-// Every failed read of this reader says so on standard output; those inside "I", "U" and "D"
+// Every failed read of these readers says so on standard output; those inside "I", "U" and "D"
 // also leave their own text.
 void on_failure(ConnRecord* conn, char letter) {
   if (letter == 'I') {
@@ -65,10 +70,67 @@ const ReplyLetter kLetters[] = {
     {'O', drop_out_value_hook},        {'P', drop_out_value_hook}, {0, nullptr},
 };
 const ReplyReader kNoQuery = {kLetters, READ_RET, on_failure};
+
+void op_failure(ConnRecord*, char letter) {
+  if (letter == 0) client_print("Net Error %s \n", "recv_noQuery_OP");
+}
+
+// "O" and "P": the value goes into the bound parameter; a cut value or a missing parameter sets
+// the reply's result, and the reply goes on.
+int32_t on_out_value(ReplyState* st, char letter) {
+  int32_t rc = recv_out_value(st->conn, static_cast<NoQuery*>(st->ctx)->set, letter == 'O');
+  if (rc == ZV_TRUNCATED || rc == ZV_OUT_UNBOUND) {
+    st->ret = rc;
+    return REPLY_GO_ON;
+  }
+  return rc < 0 ? rc : REPLY_GO_ON;
+}
+
+// A call's rows: up to two blocks of 200, with "." between them when the server has more. A
+// result followed by "K" is the reply's; one followed by other letters gives way to what comes.
+int32_t on_call_rows(ReplyState* st, char) {
+  NoQuery* q = static_cast<NoQuery*>(st->ctx);
+  ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
+  if (!result) return ZV_NO_MEMORY;
+  result->kind = HT_RESULT;
+  result->result_kind = RK_ROWS;
+  result->conn = st->conn;
+  free_result(q->result);
+  q->result = result;
+  int32_t rc = read_field_descs(st->conn, result);
+  if (rc == 0) rc = recv_rows_200(st->conn, result);
+  if (rc == 200) {
+    int32_t end = peek_reply_end(st->conn);
+    if (end != 0) return end < 0 ? end : (st->ret = rc, REPLY_DONE);
+    send_bytes(st->conn, ".", 1);
+    send_flush(st->conn);
+    rc = recv_rows_200(st->conn, result);
+  }
+  if (rc < 0) return rc;
+  st->ret = st->end_value = rc;
+  return REPLY_PEEK;
+}
+
+const ReplyLetter kCallLetters[] = {
+    {'E', on_error}, {'F', on_error}, {'W', on_notice}, {'M', on_notice},
+    {'O', on_out_value}, {'P', on_out_value}, {'A', on_call_rows}, {0, nullptr},
+};
+const ReplyReader kNoQueryOp = {kCallLetters, READ_RET, op_failure};
 }  // namespace
 
 int32_t recv_noQuery(ConnRecord* conn) {
   NoQuery ctx = {};
   ReplyState st = {conn, 0, 0, &ctx, false};
   return read_reply(&kNoQuery, &st);
+}
+
+int32_t recv_noQuery_OP(ConnRecord* conn, ParamSet* set, ResultRecord** result_out) {
+  NoQuery ctx = {0, set, nullptr};
+  ReplyState st = {conn, 0, 0, &ctx, false};
+  int32_t rc = read_reply(&kNoQueryOp, &st);
+  if (ctx.result && !st.failed && result_out)
+    *result_out = ctx.result;
+  else
+    free_result(ctx.result);
+  return rc;
 }

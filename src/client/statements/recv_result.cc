@@ -59,7 +59,7 @@ ResultRecord* append_record(ReplyState* st, int32_t result_kind) {
 
 int32_t on_count(ReplyState* st, char letter) {
   int32_t count = 0;
-  if (!recv_int32(st->conn, &count)) return ZV_NET_ERROR;
+  if (!recv_int32(st->conn, &count) || count < 0) return ZV_NET_ERROR;  // a count is never negative
   ResultRecord* record = append_record(st, letter == 'U' ? RK_UPDATE : RK_DELETE);
   if (!record) return ZV_NO_MEMORY;
   record->effect_count = count;

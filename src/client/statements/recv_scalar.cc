@@ -40,7 +40,7 @@ int32_t on_row_id(ReplyState* st, char) {
 
 int32_t on_count(ReplyState* st, char letter) {
   int32_t num = 0;
-  if (!recv_int32(st->conn, &num)) return ZV_NET_ERROR;
+  if (!recv_int32(st->conn, &num) || num < 0) return ZV_NET_ERROR;  // a count is never negative
   memcpy(static_cast<Scalar*>(st->ctx)->value_buf, &num, sizeof num);
   st->ret = st->end_value = letter == 'U' ? 2 : 3;
   return REPLY_PEEK;

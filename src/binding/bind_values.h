@@ -1,0 +1,19 @@
+// Script values bound to the placeholders of a statement, as input parameters of the client.
+#pragma once
+#include <node.h>
+
+#include <string>
+
+struct ConnRecord;
+
+namespace zvdbms {
+
+// Binds the values for the placeholders of sql on the connection: by position when the text
+// has "?" placeholders, else by name. values is an array (by index, for either kind) or an object
+// (by name, and by index keys); anything else gives every placeholder undefined, a NULL.
+void bind_values(v8::Isolate* isolate, ConnRecord** handle, const char* sql, v8::Local<v8::Value> values);
+// The text of a script Date as local wall-clock time, "%Y-%m-%d %H:%M:%S"; empty when it
+// cannot be read.
+std::string date_value_text(const char* text);
+
+}  // namespace zvdbms

@@ -1,0 +1,17 @@
+// Ending a connection: the statement layer's parts of the record first, then the link and the
+// record itself.
+#include "connection/login.h"
+#include "results/result_record.h"
+#include "statements/param_set.h"
+#include "zvc.h"
+
+int32_t ZVC_CloseConnection(ConnRecord** handle) {
+  if (!handle || !*handle) return -1;
+  ConnRecord* conn = *handle;
+  // A standing set is its caller's, to free with ZVC_FreeHandle.
+  if (conn->params && conn->params->origin != ORIGIN_STANDING) free_param_set(conn->params);
+  free_result(conn->results);
+  free_conn_record(conn);
+  *handle = nullptr;
+  return 0;
+}
