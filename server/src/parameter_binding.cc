@@ -35,6 +35,11 @@ bool bind_row(sqlite3_stmt* stmt, const Parameters& params, size_t row, std::str
   for (size_t i = 0; i < params.count(); ++i) {
     const ParameterRecord& r = params.records[i];
     const std::string which = "[E10003]parameter " + std::to_string(i + 1);
+    if (r.direction == 0) {
+      // A slot the client jumped over when it bound a later position.
+      error = which + " was left without a value";
+      return false;
+    }
     if (r.direction != kIn) {
       error = which + " has direction " + std::to_string(r.direction) + ": only a routine call takes outputs";
       return false;

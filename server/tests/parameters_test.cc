@@ -141,6 +141,8 @@ TEST_F(ServerTest, ParametersThatDoNotFitTheStatementAreRefusedAndTheLinkStaysIn
        "[E10003]placeholder :a gets two values"},
       {"select ?", parameter_record(5, be32(1), "", 2), 1, "E",
        "[E10003]parameter 1 has direction 2: only a routine call takes outputs"},
+      {"select ?", parameter_record(30, "", "", 0), 1, "E", "[E10003]parameter 1 was left without a value"},
+      {"select ?", "", 0, "E", "[E10003]the statement has 1 placeholders, 0 parameters were sent"},
       {"select ?, ?", parameter_record(5, be32(1)) + parameter_record(5, be16(1)), 2, "E",
        "[E10003]parameter 2: a value of type INTEGER takes 4 bytes, not 2"},
       {"select ?", parameter_record(2, "x"), 1, "E", "[E10003]parameter 1: a BOOLEAN value is the byte 0, 1, 'F' or 'T'"},

@@ -179,7 +179,9 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
   Local<Object> statement = args[0].As<Object>();
   Local<Value> text = statement->Get(context, utf8(isolate, "sql")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
   *values = statement->Get(context, utf8(isolate, "values")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
-  if (args.Length() >= 2 && !args[1]->IsFunction()) *values = args[1];
+  // The statement's own values come first; else the second argument (the callback, when it
+  // stands there, has no values: every placeholder then binds NULL).
+  if ((*values)->IsUndefined()) *values = args[1];
   *sql = utf8_copy(isolate, text);
   return true;
 }

@@ -1,0 +1,72 @@
+'use strict';
+// Script values bound to "?" and ":name" placeholders reach the server as typed parameters and
+// come back as the same values, in every call form of query.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { launcher, openConnection } = require('./helpers');
+
+let server;
+let conn;
+test.before(async () => {
+  server = await launcher.start();
+  conn = openConnection(server);
+  query('create table v (i integer, big bigint, d double, s varchar(40), b boolean, t timestamp, bin blob, n integer)');
+});
+test.after(async () => {
+  conn.end();
+  await server.stop();
+});
+
+// query(...args, cb) gathered into one object, since the callback runs before query returns.
+function query(...args) {
+  let out;
+  conn.query(...args, (err, rows) => { out = { err, rows }; });
+  return out;
+}
+
+const at = new Date(2026, 10, 23, 10, 20, 30, 456);
+const row = [42, 4294967295, 1.5, 'hé\u0000cut', true, at, new Uint8Array([1, 2, 3]), null];
+const expected = {
+  i: 42, big: 2147483647, d: 1.5, s: 'hé', b: true, t: new Date(2026, 10, 23, 10, 20, 30).getTime(), bin: '1,2,3', n: null,
+};
+
+function readBack(id) {
+  const { err, rows } = query('select i, big, d, s, b, t, bin, n from v where i = ?', [id]);
+  assert.equal(err, null);
+  assert.equal(rows.length, 1);
+  const r = rows[0];
+  return { ...r, t: r.t.getTime(), bin: Buffer.from(r.bin).toString() };
+}
+
+test('every kind of value round-trips by position and by name, in each call form', () => {
+  const names = ':i, :big, :d, :s, :b, :t, :bin, :n';
+  const byName = { i: 0, big: row[1], d: row[2], s: row[3], b: row[4], t: row[5], bin: row[6], n: row[7] };
+  const forms = [
+    (id) => query('insert into v values (?, ?, ?, ?, ?, ?, ?, ?)', [id, ...row.slice(1)]),
+    (id) => query({ sql: 'insert into v values (?, ?, ?, ?, ?, ?, ?, ?)', values: [id, ...row.slice(1)] }),
+    (id) => query(`insert into v values (${names})`, { ...byName, i: id }),
+    (id) => query({ sql: `insert into v values (${names})`, values: { ...byName, i: id } }),
+    // An array serves named placeholders by index.
+    (id) => query(`insert into v values (${names})`, [id, ...row.slice(1)]),
+  ];
+  forms.forEach((insert, k) => {
+    const id = 100 + k;
+    assert.deepEqual(insert(id).err, null, `form ${k}`);
+    assert.deepEqual(readBack(id), { ...expected, i: id }, `form ${k}`);
+  });
+  // Without a callback the statement still runs with its values.
+  conn.query('insert into v (i, s) values (?, ?)', [200, 'no callback']);
+  assert.deepEqual(query('select s from v where i = :i', { i: 200 }).rows, [{ s: 'no callback' }]);
+});
+
+test('values that cannot be bound, and placeholders left without values', () => {
+  // An object has no parameter form: its placeholder stays unbound, and the server says so.
+  assert.deepEqual(query('select i from v where i = ?', [{}]).err,
+    { Error: '[E10003]the statement has 1 placeholders, 0 parameters were sent' });
+  assert.deepEqual(query('select i from v where i = ? and s = ?', [() => 1, 'x']).err,
+    { Error: '[E10003]parameter 1 was left without a value' });
+  // With only a callback behind the text every placeholder binds NULL.
+  assert.deepEqual(query('select count(*) as c from v where n is ?'), { err: null, rows: [{ c: 6 }] });
+  // A name the values lack binds NULL; so does a missing index.
+  assert.deepEqual(query('select count(*) as c from v where n is :missing', { other: 1 }).rows, [{ c: 6 }]);
+});
