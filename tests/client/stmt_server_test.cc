@@ -139,3 +139,34 @@ TEST_F(StmtServer, FaultsLeaveTheSemaphoreReleased) {
   EXPECT_EQ("Net Error recv_noQuery \n", testing::internal::GetCapturedStdout());
   EXPECT_EQ(1, semaphore_count(conn));
 }
+
+// A routine with an input, an output, an in-out value and a return value: the values go out as
+// parameter records and come back into the caller's buffers, a date and a text as the caller
+// bound them.
+TEST_F(StmtServer, RoutineOutputValuesEndToEnd) {
+  ASSERT_EQ(0, ZVC_ExecNoQuery(&conn, "CREATE ROUTINE twice(n IN INTEGER, doubled OUT BIGINT, note INOUT VARCHAR(20), "
+                                      "day OUT DATE) RETURNS INTEGER AS 'select :n * 2, :note || ''!'', "
+                                      "date(''1970-03-01''), :n + 1'"));
+  void** h = reinterpret_cast<void**>(&conn);
+  int32_t n = 21, n_len = 4, reserved = 0;
+  int64_t doubled = 0;
+  char note[8] = "hi";
+  int32_t day[3] = {}, ret = 0, lens[4] = {0, 2, 0, 0};
+  ASSERT_EQ(0, ZVC_BindParamByPos(h, 1, 1, CT_INT32, &n, 4, &n_len));
+  ASSERT_EQ(0, ZVC_BindParamByPos(h, 2, 2, CT_INT64, &doubled, sizeof doubled, &lens[0]));
+  ASSERT_EQ(0, ZVC_BindParamByName(h, "note", 3, CT_TEXT, note, sizeof note, &reserved, &lens[1]));
+  ASSERT_EQ(0, ZVC_BindParamByPos(h, 4, 2, CT_DATE, day, sizeof day, &lens[2]));
+  ASSERT_EQ(0, ZVC_BindParamByPos(h, 5, 6, CT_INT32, &ret, sizeof ret, &lens[3]));
+  void* result = nullptr;
+  ASSERT_EQ(0, ZVC_ExecuteOut(&conn, "EXEC twice(?, ?, ?, ?)", &result)) << conn->error_text;
+  EXPECT_EQ(nullptr, result);
+  EXPECT_EQ(42, doubled);
+  EXPECT_EQ("hi!", std::string(note, lens[1]));
+  EXPECT_EQ("1970 3 1", std::to_string(day[0]) + " " + std::to_string(day[1]) + " " + std::to_string(day[2]));
+  EXPECT_EQ(22, ret);
+  EXPECT_EQ("8 3 12 4", std::to_string(lens[0]) + " " + std::to_string(lens[1]) + " " + std::to_string(lens[2]) +
+                            " " + std::to_string(lens[3]));
+  // The set went with the call: the next statement carries none.
+  EXPECT_EQ(nullptr, conn->params);
+  EXPECT_EQ(0, ZVC_ExecNoQuery(&conn, "select 1"));
+}
