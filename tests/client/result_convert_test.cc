@@ -139,3 +139,33 @@ TEST(ResultConvert, ChecksBeforeConverting) {
   EXPECT_EQ(-11, r.get(1, 5, &v, 4, &out));  // no current row
   EXPECT_EQ(0, out);
 }
+
+// Every read stays inside the buffer the caller sized: a fixed-size value needs its whole width
+// (nothing is written otherwise, and out_len tells the width), a raw numeric is cut to the room,
+// and a large object needs room for its handle.
+TEST(ResultConvert, ReadsStayInsideTheCallersBuffer) {
+  Received r(result_head({field_desc("I", TC_BIGINT), field_desc("N", TC_NUMERIC), field_desc("L", TC_BLOB)}) + "R" +
+             i64_field(-2) + wire_str("12345.678") + wire_str("blob") + "K");
+  char buf[16];
+  int32_t out = 0;
+  const struct {
+    int32_t column, ctype, len, rc, out;
+    std::string written;
+  } cases[] = {
+      {1, CT_INT64, 7, -12, 8, ""},
+      {1, CT_INT64, 8, 0, 8, host_bytes(int64_t{-2})},
+      {1, CT_DOUBLE, 4, -12, 8, ""},
+      {2, CT_INT32, 3, -12, 4, ""},
+      {2, CT_NUMERIC, 5, -12, 4, "12345"},
+      {2, CT_NUMERIC, 9, 0, 9, "12345.678"},
+      {3, CT_BLOB, 4, -3, 0, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.column << "/" << c.ctype << " into " << c.len);
+    memset(buf, '#', sizeof buf);
+    out = 0;
+    EXPECT_EQ(c.rc, r.get(c.column, c.ctype, buf, c.len, &out));
+    EXPECT_EQ(c.out, out);
+    EXPECT_EQ(c.written + "#", std::string(buf, c.written.size() + 1));
+  }
+}
