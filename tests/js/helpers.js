@@ -22,4 +22,19 @@ function run(conn, sql) {
   return out;
 }
 
-module.exports = { zanvodb, launcher, options, openConnection, run };
+// A reference server for the test file, started before its tests and stopped after them, and
+// with connect set a connection open on it: fx.server, fx.conn.
+function withServer(test, { connect = false } = {}) {
+  const fx = {};
+  test.before(async () => {
+    fx.server = await launcher.start();
+    if (connect) fx.conn = openConnection(fx.server);
+  });
+  test.after(async () => {
+    if (fx.conn) fx.conn.end();
+    await fx.server.stop();
+  });
+  return fx;
+}
+
+module.exports = { zanvodb, launcher, options, openConnection, run, withServer };

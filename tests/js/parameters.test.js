@@ -3,24 +3,14 @@
 // come back as the same values, in every call form of query.
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { launcher, openConnection } = require('./helpers');
+const { withServer } = require('./helpers');
 
-let server;
-let conn;
-test.before(async () => {
-  server = await launcher.start();
-  conn = openConnection(server);
-  query('create table v (i integer, big bigint, d double, s varchar(40), b boolean, t timestamp, bin blob, n integer)');
-});
-test.after(async () => {
-  conn.end();
-  await server.stop();
-});
+const fx = withServer(test, { connect: true });
 
 // query(...args, cb) gathered into one object, since the callback runs before query returns.
 function query(...args) {
   let out;
-  conn.query(...args, (err, rows) => { out = { err, rows }; });
+  fx.conn.query(...args, (err, rows) => { out = { err, rows }; });
   return out;
 }
 
@@ -39,6 +29,7 @@ function readBack(id) {
 }
 
 test('every kind of value round-trips by position and by name, in each call form', () => {
+  query('create table v (i integer, big bigint, d double, s varchar(40), b boolean, t timestamp, bin blob, n integer)');
   const names = ':i, :big, :d, :s, :b, :t, :bin, :n';
   const byName = { i: 0, big: row[1], d: row[2], s: row[3], b: row[4], t: row[5], bin: row[6], n: row[7] };
   const forms = [
@@ -55,7 +46,7 @@ test('every kind of value round-trips by position and by name, in each call form
     assert.deepEqual(readBack(id), { ...expected, i: id }, `form ${k}`);
   });
   // Without a callback the statement still runs with its values.
-  conn.query('insert into v (i, s) values (?, ?)', [200, 'no callback']);
+  fx.conn.query('insert into v (i, s) values (?, ?)', [200, 'no callback']);
   assert.deepEqual(query('select s from v where i = :i', { i: 200 }).rows, [{ s: 'no callback' }]);
 });
 

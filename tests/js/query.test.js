@@ -1,106 +1,97 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { launcher, openConnection, run } = require('./helpers');
+const { openConnection, run, withServer } = require('./helpers');
 
-let server;
-let conn;
-test.before(async () => {
-  server = await launcher.start();
-  conn = openConnection(server);
-});
-test.after(async () => {
-  conn.end();
-  await server.stop();
-});
+const fx = withServer(test, { connect: true });
 
 const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
 
 test('a select gives row objects and column objects', () => {
-  const one = run(conn, 'select 1 from dual');
+  const one = run(fx.conn, 'select 1 from dual');
   assert.equal(one.err, null);
   assert.deepEqual(one.rows, [{ 1: 1 }]);
   assert.deepEqual(one.fields, [{ ColName: '1', Type: 5 }]);
   assert.deepEqual(Object.keys(one.fields[0]), ['ColName', 'Type']);
 
-  run(conn, 'create table q_empty (a integer, b varchar(10))');
-  const empty = run(conn, 'select a, b from q_empty');
+  run(fx.conn, 'create table q_empty (a integer, b varchar(10))');
+  const empty = run(fx.conn, 'select a, b from q_empty');
   assert.deepEqual(empty, { err: null, rows: [], fields: [{ ColName: 'a', Type: 5 }, { ColName: 'b', Type: 2 }] });
 
   // Two columns of one name leave one key, holding the later value.
-  assert.deepEqual(run(conn, "select 1 as x, 'two' as x from dual").rows, [{ x: 'two' }]);
+  assert.deepEqual(run(fx.conn, "select 1 as x, 'two' as x from dual").rows, [{ x: 'two' }]);
 });
 
 test('inserts, updates and deletes give their outcome objects', () => {
-  assert.deepEqual(run(conn, 'create table q_dml (id integer primary key, name varchar(20))'),
+  assert.deepEqual(run(fx.conn, 'create table q_dml (id integer primary key, name varchar(20))'),
     { err: null, rows: [], fields: [] });
-  assert.deepEqual(run(conn, "insert into q_dml values (7, 'a')"),
+  assert.deepEqual(run(fx.conn, "insert into q_dml values (7, 'a')"),
     { err: null, rows: [{ 'new RowId': '7' }], fields: [] });
-  run(conn, "insert into q_dml values (8, 'b')");
-  assert.deepEqual(run(conn, "update q_dml set name = 'c'"),
+  run(fx.conn, "insert into q_dml values (8, 'b')");
+  assert.deepEqual(run(fx.conn, "update q_dml set name = 'c'"),
     { err: null, rows: [{ 'UPDATE EFFECTNUM': 2 }], fields: [] });
-  assert.deepEqual(run(conn, 'delete from q_dml where id = 8'),
+  assert.deepEqual(run(fx.conn, 'delete from q_dml where id = 8'),
     { err: null, rows: [{ 'DELETE EFFECTNUM': 1 }], fields: [] });
 
-  const refused = run(conn, "insert into q_dml values (7, 'again')");
+  const refused = run(fx.conn, "insert into q_dml values (7, 'again')");
   assert.match(refused.err.Error, /^\[E10001\].*UNIQUE/);
   assert.deepEqual(Object.keys(refused.err), ['Error']);
   assert.deepEqual(refused.rows, [{ 'new RowId': '' }]);
-  const badUpdate = run(conn, 'update q_missing set a = 1');
+  const badUpdate = run(fx.conn, 'update q_missing set a = 1');
   assert.match(badUpdate.err.Error, /^\[E10001\].*no such table/);
   assert.deepEqual(badUpdate.rows, [{ 'UPDATE EFFECTNUM': 0 }]);
-  const badDelete = run(conn, 'delete from q_missing');
+  const badDelete = run(fx.conn, 'delete from q_missing');
   assert.deepEqual(badDelete.rows, [{ 'DELETE EFFECTNUM': 0 }]);
   // A result behind the count leaves text in the value: it is not read as a count.
-  assert.deepEqual(run(conn, "update q_dml set name = 'd'; select 'abcd'"),
+  assert.deepEqual(run(fx.conn, "update q_dml set name = 'd'; select 'abcd'"),
     { err: null, rows: [{ 'UPDATE EFFECTNUM': 0 }], fields: [] });
-  const badCreate = run(conn, 'create tabel oops (a int)');
+  const badCreate = run(fx.conn, 'create tabel oops (a int)');
   assert.match(badCreate.err.Error, /^\[E10001\]/);
   assert.deepEqual([badCreate.rows, badCreate.fields], [[], []]);
   // The link is still in step after every refusal.
-  assert.deepEqual(run(conn, 'select name from q_dml').rows, [{ name: 'd' }]);
+  assert.deepEqual(run(fx.conn, 'select name from q_dml').rows, [{ name: 'd' }]);
 });
 
 test('several statements in one text keep the link in step', () => {
-  assert.deepEqual(run(conn, 'create table q_multi (a integer); insert into q_multi values (1); select a from q_multi'),
+  assert.deepEqual(run(fx.conn, 'create table q_multi (a integer); insert into q_multi values (1); select a from q_multi'),
     { err: null, rows: [], fields: [] });
-  assert.deepEqual(run(conn, 'select a from q_multi').rows, [{ a: 1 }]);
+  assert.deepEqual(run(fx.conn, 'select a from q_multi').rows, [{ a: 1 }]);
 });
 
 test('every call form reaches its statement and callback', () => {
   const seen = [];
-  assert.equal(conn.query((x) => seen.push(['fn', x])), undefined);
-  assert.equal(conn.query('select 1 from dual', (e, rows) => seen.push(['cb', rows.length])), undefined);
-  conn.query('select 1 from dual', [], (e, rows) => seen.push(['values-cb', rows.length]));
-  conn.query({ sql: 'select 1 from dual', values: [] }, (e, rows) => seen.push(['object-cb', rows.length]));
-  conn.query({ sql: 'select 1 from dual' }, [], (e, rows) => seen.push(['object-values-cb', rows.length]));
+  assert.equal(fx.conn.query((x) => seen.push(['fn', x])), undefined);
+  assert.equal(fx.conn.query('select 1 from dual', (e, rows) => seen.push(['cb', rows.length])), undefined);
+  fx.conn.query('select 1 from dual', [], (e, rows) => seen.push(['values-cb', rows.length]));
+  fx.conn.query({ sql: 'select 1 from dual', values: [] }, (e, rows) => seen.push(['object-cb', rows.length]));
+  fx.conn.query({ sql: 'select 1 from dual' }, [], (e, rows) => seen.push(['object-values-cb', rows.length]));
   assert.deepEqual(seen, [['fn', null], ['cb', 1], ['values-cb', 1], ['object-cb', 1], ['object-values-cb', 1]]);
 
   for (const q of [
-    conn.query('select 1 from dual'),
-    conn.query('select 1 from dual', []),
-    conn.query({ sql: 'select 1 from dual', values: [] }),
-    conn.query({ sql: 'select 1 from dual' }, 1, 2),
-    conn.query('create table q_forms (a int)'),
+    fx.conn.query('select 1 from dual'),
+    fx.conn.query('select 1 from dual', []),
+    fx.conn.query({ sql: 'select 1 from dual', values: [] }),
+    fx.conn.query({ sql: 'select 1 from dual' }, 1, 2),
+    fx.conn.query('create table q_forms (a int)'),
   ]) assert.equal(q.constructor.name, 'ZVQuery');
 });
 
 test('misuse of query throws the fixed texts', () => {
-  assert.throws(() => conn.query('select 1 from dual', 1, 2), typeError('The third argument is not callback function'));
-  assert.throws(() => conn.query(5), typeError('Error: The args Query sql is needed '));
-  assert.throws(() => conn.query(null), typeError('Error: The args Query sql is needed '));
-  assert.throws(() => conn.query(undefined), typeError('The first argument undefined.'));
-  assert.throws(() => conn.query(), typeError('The first argument undefined.'));
-  assert.throws(() => conn.query('select 1 from dual', [], () => {}, 1), typeError('Wrong arguments number'));
+  assert.throws(() => fx.conn.query('select 1 from dual', 1, 2), typeError('The third argument is not callback function'));
+  assert.throws(() => fx.conn.query(5), typeError('Error: The args Query sql is needed '));
+  assert.throws(() => fx.conn.query(null), typeError('Error: The args Query sql is needed '));
+  assert.throws(() => fx.conn.query(undefined), typeError('The first argument undefined.'));
+  assert.throws(() => fx.conn.query(), typeError('The first argument undefined.'));
+  assert.throws(() => fx.conn.query('select 1 from dual', [], () => {}, 1), typeError('Wrong arguments number'));
 });
 
 test('column types arrive as the right script values', () => {
-  run(conn, `create table q_types (i integer, s smallint, t tinyint, b bigint, flag boolean, n numeric(10,2),
+  run(fx.conn, `create table q_types (i integer, s smallint, t tinyint, b bigint, flag boolean, n numeric(10,2),
     f float, d double, v varchar(32), day date, at datetime, tm time)`);
-  run(conn, `insert into q_types values (-5, 300, -7, 9007199254740993, true, 12.5, 1.5, 2.25, 'héllo wörld',
+  run(fx.conn, `insert into q_types values (-5, 300, -7, 9007199254740993, true, 12.5, 1.5, 2.25, 'héllo wörld',
     '2026-01-02', '2026-01-02 03:04:05', '10:11:12')`);
-  run(conn, 'insert into q_types values (null, null, null, null, false, null, null, null, null, null, null, null)');
-  const { err, rows, fields } = run(conn, 'select * from q_types');
+  run(fx.conn, 'insert into q_types values (null, null, null, null, false, null, null, null, null, null, null, null)');
+  const { err, rows, fields } = run(fx.conn, 'select * from q_types');
   assert.equal(err, null);
   assert.deepEqual(fields.map((f) => f.Type), [5, 4, 3, 6, 1, 9, 7, 8, 2, 10, 13, 11]);
   // Dates are compared by their milliseconds: a wrong Date then shows as two numbers.
@@ -116,7 +107,7 @@ test('column types arrive as the right script values', () => {
 });
 
 test('wide results keep every column', () => {
-  const own = openConnection(server, 'USE_SRVCURSOR=off');
+  const own = openConnection(fx.server, 'USE_SRVCURSOR=off');
   // The reply to the next statement becomes 4,000 text columns, the most a result may have.
   run(own, 'ZANVO FAULT COLUMNS 4000');
   const faulted = run(own, 'select 1 from dual');
@@ -125,7 +116,7 @@ test('wide results keep every column', () => {
   own.end();
 
   const columns = Array.from({ length: 2000 }, (_, i) => `${i} as k${i}`).join(', ');
-  const { err, rows } = run(conn,
+  const { err, rows } = run(fx.conn,
     `select ${columns} from (with recursive r(n) as (select 1 union all select n + 1 from r where n < 300) select n from r)`);
   assert.equal(err, null);
   const row = Object.fromEntries(Array.from({ length: 2000 }, (_, i) => [`k${i}`, i]));
@@ -134,7 +125,7 @@ test('wide results keep every column', () => {
 });
 
 test('a reply of 600,000 chained results is read whole', () => {
-  const own = openConnection(server, 'USE_SRVCURSOR=off');
+  const own = openConnection(fx.server, 'USE_SRVCURSOR=off');
   run(own, 'ZANVO FAULT RESULTS 600000');
   const { err, rows, fields } = run(own, 'select 1 from dual');
   own.end();
@@ -146,10 +137,10 @@ test('a reply of 600,000 chained results is read whole', () => {
 });
 
 test('large objects arrive as ArrayBuffers', () => {
-  run(conn, 'create table q_lobs (id integer, c clob, b blob)');
-  run(conn, "insert into q_lobs values (1, 'character data', x'00ff10')");
-  run(conn, 'insert into q_lobs values (2, null, null)');
-  const { err, rows, fields } = run(conn, 'select c, b from q_lobs order by id');
+  run(fx.conn, 'create table q_lobs (id integer, c clob, b blob)');
+  run(fx.conn, "insert into q_lobs values (1, 'character data', x'00ff10')");
+  run(fx.conn, 'insert into q_lobs values (2, null, null)');
+  const { err, rows, fields } = run(fx.conn, 'select c, b from q_lobs order by id');
   assert.equal(err, null);
   assert.deepEqual(fields, [{ ColName: 'c', Type: 41 }, { ColName: 'b', Type: 42 }]);
   assert.equal(Buffer.from(rows[0].c).toString(), 'character data');
@@ -159,7 +150,7 @@ test('large objects arrive as ArrayBuffers', () => {
 });
 
 test('a large object whose fetch breaks off is an error, never a short object', () => {
-  const own = openConnection(server, 'LOB_RET=on');
+  const own = openConnection(fx.server, 'LOB_RET=on');
   run(own, 'create table q_big (b blob)');
   run(own, 'insert into q_big values (randomblob(100000))');
   const whole = run(own, 'select b from q_big');
@@ -172,7 +163,7 @@ test('a large object whose fetch breaks off is an error, never a short object', 
 });
 
 test('a dropped link is reported until the script reopens it', () => {
-  const own = openConnection(server);
+  const own = openConnection(fx.server);
   run(own, 'ZANVO FAULT CLOSE AFTER 0');
   const closed = '[EJ1024] database connection is closed';
   assert.deepEqual(run(own, 'select 1 from dual'), { err: { Error: closed }, rows: [], fields: [] });
@@ -184,8 +175,8 @@ test('a dropped link is reported until the script reopens it', () => {
 });
 
 test('transactions are seen from a second connection only when committed', () => {
-  const writer = openConnection(server);
-  const reader = openConnection(server);
+  const writer = openConnection(fx.server);
+  const reader = openConnection(fx.server);
   run(writer, 'create table q_tx (a integer)');
   const statuses = [];
   writer.beginTransaction((err) => statuses.push(err));
@@ -210,7 +201,7 @@ test('transactions are seen from a second connection only when committed', () =>
 
 test('results do not pile up across many queries', () => {
   const loop = (n) => {
-    for (let i = 0; i < n; ++i) run(conn, "select 1 as a, 'text' as b from dual");
+    for (let i = 0; i < n; ++i) run(fx.conn, "select 1 as a, 'text' as b from dual");
   };
   loop(2000);
   global.gc?.();

@@ -1,18 +1,9 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { launcher, openConnection, run } = require('./helpers');
+const { openConnection, run, withServer } = require('./helpers');
 
-let server;
-let conn;
-test.before(async () => {
-  server = await launcher.start();
-  conn = openConnection(server);
-});
-test.after(async () => {
-  conn.end();
-  await server.stop();
-});
+const fx = withServer(test, { connect: true });
 
 // A text buffer holds three bytes for each declared unit and a terminator; what does not fit
 // is cut there, on a character boundary, and reported.
@@ -25,17 +16,17 @@ test('a text longer than its buffer is cut inside it and reported', () => {
     { decl: 'time(1)', stored: "'10:11:12'", value: '10:', type: 11 },
   ];
   cases.forEach(({ decl, stored, value, type }, i) => {
-    run(conn, `create table cut_${i} (v ${decl})`);
-    run(conn, `insert into cut_${i} values (${stored})`);
-    assert.deepEqual(run(conn, `select v from cut_${i}`),
+    run(fx.conn, `create table cut_${i} (v ${decl})`);
+    run(fx.conn, `insert into cut_${i} values (${stored})`);
+    assert.deepEqual(run(fx.conn, `select v from cut_${i}`),
       { err: { Error: 'data truncation error' }, rows: [{ v: value }], fields: [{ ColName: 'v', Type: type }] },
       `${decl} holding ${stored.slice(0, 20)}`);
   });
 });
 
 test('a text that fits its buffer, terminator included, is whole and no failure', () => {
-  run(conn, 'create table fit (v varchar(2), tm time(3))');
-  run(conn, "insert into fit values ('abcdef', '10:11:12')");
-  assert.deepEqual(run(conn, 'select v, tm from fit'),
+  run(fx.conn, 'create table fit (v varchar(2), tm time(3))');
+  run(fx.conn, "insert into fit values ('abcdef', '10:11:12')");
+  assert.deepEqual(run(fx.conn, 'select v, tm from fit'),
     { err: null, rows: [{ v: 'abcdef', tm: '10:11:12' }], fields: [{ ColName: 'v', Type: 2 }, { ColName: 'tm', Type: 11 }] });
 });
