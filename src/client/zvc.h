@@ -25,6 +25,7 @@ enum ZvcCode : int32_t {
   ZV_NET_ERROR = -4,
   ZV_NO_MEMORY = -5,
   ZV_SOCKET_FAILED = -8,
+  ZV_BIND_TABLE = -8,  // an array bound with a direction other than input
   ZV_LOGIN_FAILED = -9,
   ZV_NULL_VALUE = -11,
   ZV_TRUNCATED = -12,
@@ -37,6 +38,7 @@ enum ZvcCode : int32_t {
   ZV_BIND_POSITION = -54,      // a position below 1
   ZV_BIND_JUMP = -55,          // a position too far past the bound ones
   ZV_OUT_NEEDS_PARAMS = -56,   // output values reached a call that bound none
+  ZV_BATCH_WORD = -57,         // a batch whose rows do not fit its command word (1 to 65535)
   ZV_BIND_TYPE = -58,          // an array of a type that cannot be walked
   ZV_OUT_UNBOUND = -59,        // an output value without a parameter bound for it
   ZV_OPENED = 2,               // ZVC_OpenConnection's success
@@ -115,6 +117,7 @@ enum CType : int32_t {
   CT_CLOB43 = 43,
   CT_CLOB44 = 44,
   CT_TEXT45 = 45,  // 45 to 57: the text codes 48 to 60
+  CT_TEXT62 = 62,  // text, in an array behind an int32 length prefix as 2
   CT_BYTE63 = 63,
   CT_OPAQUE69 = 69,
   CT_LOB_BINARY = 40,  // a binary large object to send, as 42
@@ -162,9 +165,38 @@ int32_t ZVC_BindParamByPos(void** handle, int32_t param_no, int32_t direction, i
                            int32_t* length_ptr);
 int32_t ZVC_BindParamByName(void** handle, const char* name, int32_t direction, int32_t type, void* value,
                             int32_t size, int32_t* reserved, int32_t* length_ptr);
+// Arrays of input values, one per row, for ZVC_ExecuteBatch. values is the column's block:
+// fixed-size values one after the other (copied now); for types 2 and 62 values behind an int32
+// length prefix and for 15 rows of lengths[row] + 4 bytes (buf_size bytes, copied now, 15 only by
+// position); for 9 rows of lengths[row] bytes in a block of array_size * 41 (copied now); for 10,
+// 11, 13 rows of lengths[row] bytes in a block of buf_size bytes that must outlive the exchange.
+// lengths holds array_size ints: 0 or below is a null. param_num fixes the set's slots at the
+// first bind (0 or -1: 128). Input only: direction 6 is skipped, 2 and 3 give -8.
+int32_t ZVC_BindParamArrayByPos(void** handle, int32_t param_no, int32_t param_num, int32_t direction, int32_t type,
+                                int32_t array_size, void* values, int32_t buf_size, const int32_t* lengths);
+int32_t ZVC_BindParamArrayByName(void** handle, const char* name, int32_t param_num, int32_t direction, int32_t type,
+                                 int32_t array_size, void* values, int32_t buf_size, const int32_t* lengths);
+// Runs sql once for each of the array_count rows of the array-bound parameters, in one command
+// and one reply. The set stays on the connection, emptied: the next batch binds anew.
+int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_count);
 // Runs a text whose parameters include output values or a return value; a result it brings goes
 // to *result_out.
 int32_t ZVC_ExecuteOut(ConnRecord** handle, const char* sql, void** result_out);
+
+// Prepared statements. Generated names are "STC" and a per-connection counter; every name a
+// call takes or writes fits ZV_STMT_NAME_SIZE bytes with its NUL, and a longer one gives -3.
+enum { ZV_STMT_NAME_SIZE = 20 };
+// Prepares sql on the server. With name_buf (ZV_STMT_NAME_SIZE bytes) under a fresh name written
+// there; without, as the connection's default statement, replacing the one that stands. 19665
+// when the statement will bring rows (their fields wait on the connection), 0 when not; when it
+// has placeholders, values are bound by name or position into the set it described.
+int32_t ZVC_Prepare(ConnRecord** handle, const char* sql, char* name_buf);
+// Deallocates the named statement, or with a null name the default one.
+int32_t ZVC_UnPrepare(ConnRecord** handle, const char* name);
+// Runs a prepared statement with the parameters bound for it: the named one, or with a null name
+// the default one; its rows or counts go to *result_out (freed when result_out is null).
+// cursor_buf must be null: the cursor form is not available and gives -3 with a text.
+int32_t ZVC_Execute2(ConnRecord** handle, const char* prepare_name, char* cursor_buf, void** result_out);
 
 // Results: handles of kind 4 (ResultRecord)
 int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "param_wire.h"
 #include "peer.h"
 #include "reply_script.h"
 #include "results/lob.h"
@@ -13,20 +14,6 @@
 #include "zvc.h"
 
 namespace {
-// A parameter record as the client writes it: name, direction, type, data length, payload.
-std::string record(const std::string& name, int16_t direction, int16_t type, const std::string& payload,
-                   int32_t data_len = -1) {
-  return be16(static_cast<int16_t>(name.size())) + name + be16(direction) + be16(type) +
-         be32(data_len < 0 ? static_cast<int32_t>(payload.size()) : data_len) + payload;
-}
-
-std::string text_of(void** handle) {
-  char text[1024] = {};
-  int32_t len = 0;
-  ZVC_GetErrorText(handle, text, &len);
-  return text;
-}
-
 int32_t bind_in(void** h, int32_t pos, int32_t type, const void* value, int32_t len) {
   return ZVC_BindParamByPos(h, pos, DIR_IN, type, const_cast<void*>(value), len, &len);
 }
@@ -52,12 +39,12 @@ TEST(Params, BindRefusalsInTheirOrder) {
   for (const auto& c : cases) {
     int32_t len = 4;
     EXPECT_EQ(c.rc, ZVC_BindParamByPos(h, c.pos, c.direction, CT_INT32, &v, 4, &len)) << c.pos;
-    EXPECT_EQ(c.text, text_of(h)) << c.pos;
+    EXPECT_EQ(c.text, error_text_of(h)) << c.pos;
   }
   EXPECT_EQ(256, set->count);
   int32_t len = 0;
   EXPECT_EQ(-52, ZVC_BindParamByName(h, "a", 5, CT_INT32, &v, 4, &len, &len));
-  EXPECT_EQ("[EC052]Error invalis param type 5", text_of(h));
+  EXPECT_EQ("[EC052]Error invalis param type 5", error_text_of(h));
   EXPECT_EQ(-3, ZVC_BindParamByName(h, nullptr, 1, CT_INT32, &v, 4, &len, &len));
   EXPECT_EQ(-3, ZVC_NewParamSet(nullptr));
   EXPECT_EQ(0, ZVC_FreeHandle(h));
@@ -92,12 +79,14 @@ TEST(Params, RecordsOnTheWireByPosition) {
   ASSERT_EQ(0, ZVC_ExecNoQuery(&peer.conn, "insert"));
   ASSERT_EQ(0, ZVC_ExecNoQuery(&peer.conn, "again"));
   std::string f_bits(4, '\0'), d_bits(8, '\0');
-  EXPECT_EQ(command_bytes("insert", 15) + record("", 1, 4, be16(-2)) + record("", 1, 5, be32(70000)) +
-                record("", 1, 6, be64(-5000000000LL)) + record("", 1, 8, be32(0x3fc00000)) +
-                record("", 1, 9, be64(static_cast<int64_t>(0xbfd0000000000000ULL))) + record("", 1, 13, be64(86400000)) +
-                record("", 1, 2, "\1") + record("", 1, 30, "héllo") + record("", 1, 33, std::string("\0\1\2", 3)) +
-                record("", 1, 30, "2026-11-23") + record("", 1, 30, "") + record("", 1, 1008, "") +
-                record("", 1, 5, "") + record("", 0, 30, "") + record("", 1, 30, "x") + command_bytes("again"),
+  EXPECT_EQ(command_bytes("insert", 15) + param_record("", 1, 4, be16(-2)) + param_record("", 1, 5, be32(70000)) +
+                param_record("", 1, 6, be64(-5000000000LL)) + param_record("", 1, 8, be32(0x3fc00000)) +
+                param_record("", 1, 9, be64(static_cast<int64_t>(0xbfd0000000000000ULL))) +
+                param_record("", 1, 13, be64(86400000)) + param_record("", 1, 2, "\1") +
+                param_record("", 1, 30, "héllo") + param_record("", 1, 33, std::string("\0\1\2", 3)) +
+                param_record("", 1, 30, "2026-11-23") + param_record("", 1, 30, "") + param_record("", 1, 1008, "") +
+                param_record("", 1, 5, "") + param_record("", 0, 30, "") + param_record("", 1, 30, "x") +
+                command_bytes("again"),
             peer.sent());
 }
 
@@ -114,8 +103,8 @@ TEST(Params, RecordsOnTheWireByNameAndDirections) {
   ASSERT_EQ(0, ZVC_BindParamByName(h, "io", 3, CT_TEXT, out, sizeof out, &reserved, &out_len));
   ASSERT_EQ(0, ZVC_BindParamByName(h, "r", 6, CT_INT32, ret, sizeof ret, &reserved, &ret_len));
   ASSERT_EQ(0, ZVC_ExecNoQuery(&peer.conn, "call"));
-  EXPECT_EQ(command_bytes("call", 3) + record("first", 1, 30, "one") + record("first", 1, 30, "two") +
-                record("io", 3, 30, "ab"),
+  EXPECT_EQ(command_bytes("call", 3) + param_record("first", 1, 30, "one") + param_record("first", 1, 30, "two") +
+                param_record("io", 3, 30, "ab"),
             peer.sent());
 }
 
@@ -143,7 +132,7 @@ TEST(Params, LargeObjectsAndStandingSets) {
     ASSERT_EQ(0, ZVC_ExecNoQuery(&peer.conn, "put"));
   }
   ASSERT_EQ(0, ZVC_ExecNoQuery(&peer.conn, "plain"));
-  std::string once = command_bytes("put", 2) + record("", 1, 34, data) + record("", 1, 32, "", 0);
+  std::string once = command_bytes("put", 2) + param_record("", 1, 34, data) + param_record("", 1, 32, "", 0);
   EXPECT_TRUE(once + once + command_bytes("plain") == peer.sent());
   EXPECT_EQ(0, ZVC_FreeHandle(s));
   ZVC_FreeLob(&lob);

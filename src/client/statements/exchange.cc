@@ -7,15 +7,26 @@
 #include "connection/wire.h"
 #include "statements/command.h"
 #include "statements/send_params.h"
+#include "zvc.h"
 
-bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params) {
+ConnRecord* conn_of(ConnRecord** handle) {
+  if (!handle || !*handle || (*handle)->kind != HT_CONN) return nullptr;
+  return *handle;
+}
+
+bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql) {
   *ex = {conn, strdup(sql), nullptr};
   if (!ex->text) return false;
+  plat_sem_wait(conn->semaphore);
+  return true;
+}
+
+bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params) {
+  if (!open_exchange(ex, conn, sql)) return false;
   if (with_params) {
     ex->set = conn->params;
     conn->params = nullptr;
   }
-  plat_sem_wait(conn->semaphore);
   send_sql_params(conn, ex->text, ex->set ? param_word(ex->set) : 0);
   // Records cut short leave the server reading the rest from the next command.
   if (ex->set && send_params(conn, ex->set) != 0) conn->out_of_step = 1;

@@ -10,6 +10,11 @@ struct Exchange {
   ParamSet* set;  // the parameters it carried, taken off the connection; null for none
 };
 
+// The connection behind a handle, or null when there is none to talk to.
+ConnRecord* conn_of(ConnRecord** handle);
+// Copies the text and takes the semaphore; the caller sends the command and what follows it.
+// False when the copy cannot be made: the semaphore is not taken then.
+bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql);
 // Copies the text, takes the connection's parameter set when with_params is set (so that it goes
 // out once), takes the semaphore and sends the command with the set's records. False when the
 // copy cannot be made: nothing is taken then.

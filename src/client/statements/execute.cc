@@ -5,14 +5,6 @@
 #include "statements/param_set.h"
 #include "zvc.h"
 
-namespace {
-// The connection behind a handle, or null when there is none to talk to.
-ConnRecord* conn_of(ConnRecord** handle) {
-  if (!handle || !*handle || (*handle)->kind != HT_CONN) return nullptr;
-  return *handle;
-}
-}  // namespace
-
 int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql) {
   ConnRecord* conn = conn_of(handle);
   if (!conn || !sql) return ZV_BAD_HANDLE;

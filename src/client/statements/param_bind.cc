@@ -11,10 +11,6 @@
 #include "zvc.h"
 
 namespace {
-bool direction_ok(int32_t direction) {
-  return direction == DIR_IN || direction == DIR_OUT || direction == DIR_INOUT || direction == DIR_RETURN;
-}
-
 // A zeroed copy of length bytes of value with a terminator behind them, and its length; false
 // when memory runs out. A missing value or a negative length is an empty value.
 bool copy_input(const void* value, int32_t length, void** value_out, int32_t** length_out) {
@@ -88,7 +84,7 @@ int32_t out_of_range(ParamTarget t, int32_t param_no) {
 int32_t bind_by_pos(ParamTarget t, int32_t param_no, int32_t direction, int32_t type, void* value, int32_t size,
                     int32_t* length_ptr) {
   if (param_no > PARAM_MAX) return out_of_range(t, param_no);
-  if (!direction_ok(direction))
+  if (!param_direction_ok(direction))
     return target_error(t, ZV_BIND_DIRECTION, "[EC052]Error invalid param type %d", direction);
   if (param_no < 1) return target_error(t, ZV_BIND_POSITION, "[EC054]Error param_no  param seq %d invalid", param_no);
   ParamSet* set = t.set;
@@ -123,7 +119,7 @@ int32_t next_named_slot(ParamSet* set) {
 
 int32_t bind_by_name(ParamTarget t, const char* name, int32_t direction, int32_t type, void* value, int32_t size,
                      int32_t* length_ptr) {
-  if (!direction_ok(direction))
+  if (!param_direction_ok(direction))
     return target_error(t, ZV_BIND_DIRECTION, "[EC052]Error invalis param type %d", direction);
   ParamSet* set = t.set;
   int32_t i;

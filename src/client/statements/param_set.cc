@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "connection/client_text.h"
+#include "statements/param_array.h"
 
 ParamSet* new_param_set(int32_t origin) {
   ParamSet* set = static_cast<ParamSet*>(client_alloc(sizeof(ParamSet)));
@@ -49,6 +50,13 @@ bool is_output(const ParamSet* set, int32_t i) {
                              set->directions[i] == DIR_RETURN);
 }
 
+void free_name(ParamSet* set, int32_t i) {
+  if (set->names) {
+    free(set->names[i]);
+    set->names[i] = nullptr;
+  }
+}
+
 // The copies of an input parameter and its name; each pointer is cleared, so a second release
 // of the same set frees nothing twice.
 void free_input(ParamSet* set, int32_t i) {
@@ -62,10 +70,16 @@ void free_input(ParamSet* set, int32_t i) {
       set->lengths[i] = nullptr;
     }
   }
-  if (set->names) {
-    free(set->names[i]);
-    set->names[i] = nullptr;
+  free_name(set, i);
+}
+
+// An array-bound set holds input values only: every slot's copies go, and all the tables.
+void free_array_params(ParamSet* set) {
+  for (int32_t i = 0; i < set->count; i++) {
+    release_array_slot(set, i);
+    free_name(set, i);
   }
+  free_tables(set);
 }
 }  // namespace
 
@@ -82,6 +96,10 @@ bool grow_params(ParamSet* set, int32_t capacity) {
 
 void free_params(ParamSet* set) {
   if (!set) return;
+  if (set->array_size > 0) {
+    free_array_params(set);
+    return;
+  }
   bool keep = false;
   for (int32_t i = 0; i < set->count; i++) {
     // An output value still to come keeps the tables: its buffers are named there.

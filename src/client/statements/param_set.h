@@ -12,6 +12,10 @@ enum {
 // Directions of a parameter.
 enum { DIR_IN = 1, DIR_OUT = 2, DIR_INOUT = 3, DIR_RETURN = 6 };
 
+inline bool param_direction_ok(int32_t direction) {
+  return direction == DIR_IN || direction == DIR_OUT || direction == DIR_INOUT || direction == DIR_RETURN;
+}
+
 // How a set came about, which decides who frees it.
 enum { ORIGIN_BIND = 0, ORIGIN_STANDING = 1, ORIGIN_PREPARED = 2 };
 
@@ -39,7 +43,7 @@ ParamSet* new_param_set(int32_t origin);
 // (the set keeps what it had).
 bool grow_params(ParamSet* set, int32_t capacity);
 // Releases the values and tables after the set went out, unless a parameter of another direction
-// than input still needs them.
+// than input still needs them. An array-bound set holds inputs only and releases everything.
 void free_params(ParamSet* set);
 // The end of an execution with output values: the input copies and every table go; the output
 // values are the caller's.

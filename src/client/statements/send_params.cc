@@ -39,18 +39,6 @@ WireForm wire_form(int32_t ctype) {
   }
 }
 
-void send_header(ConnRecord* conn, const ParamSet* set, int32_t i, int32_t type, int32_t data_len) {
-  const char* name = set->names ? set->names[i] : nullptr;
-  int16_t name_len = name ? static_cast<int16_t>(strnlen(name, INT16_MAX)) : 0;
-  send_int16(conn, name_len);
-  send_bytes(conn, name, name_len);
-  // A slot that a later position jumped over goes out with direction 0 and no value: the server
-  // tells that no value was bound for it.
-  send_int16(conn, static_cast<int16_t>(set->directions[i]));
-  send_int16(conn, static_cast<int16_t>(type));
-  send_int32(conn, data_len);
-}
-
 // A fixed-size value goes out in its own width, read from a zero-padded copy, so that a length
 // bound short never reads past the value nor puts the stream out of step.
 void send_fixed(ConnRecord* conn, const void* value, int32_t length, int32_t width) {
@@ -84,7 +72,7 @@ LobHandle* lob_of_value(const void* value, int32_t length) {
 int32_t send_lob(ConnRecord* conn, const ParamSet* set, int32_t i, int32_t type, LobHandle* lob) {
   bool complete = lob && lob->state == LOB_COMPLETE;
   int64_t size = complete ? lob->size : 0;
-  send_header(conn, set, i, type, static_cast<int32_t>(size));
+  send_param_header(conn, set, i, type, static_cast<int32_t>(size));
   for (LobChunk* chunk = complete ? lob->first_chunk : nullptr; chunk && size > 0; chunk = chunk->next) {
     int32_t part = size < LOB_CHUNK_SIZE ? static_cast<int32_t>(size) : LOB_CHUNK_SIZE;
     if (send_bytes(conn, chunk->data, part) == -1 && type == TC_BLOB) {
@@ -105,17 +93,29 @@ int32_t send_record(ConnRecord* conn, const ParamSet* set, int32_t i) {
   if (set->directions[i] != DIR_IN && length > set->sizes[i]) length = set->sizes[i] > 0 ? set->sizes[i] : 0;
   if (form.width == LARGE_OBJECT) return send_lob(conn, set, i, form.type, lob_of_value(value, length));
   if (form.width == EMPTY || length == 0) {
-    send_header(conn, set, i, form.type, 0);
+    send_param_header(conn, set, i, form.type, 0);
   } else if (form.width == BYTES) {
-    send_header(conn, set, i, form.type, length);
+    send_param_header(conn, set, i, form.type, length);
     send_bytes(conn, value, length);
   } else {
-    send_header(conn, set, i, form.type, form.width);
+    send_param_header(conn, set, i, form.type, form.width);
     send_fixed(conn, value, length, form.width);
   }
   return 0;
 }
 }  // namespace
+
+void send_param_header(ConnRecord* conn, const ParamSet* set, int32_t i, int32_t type, int32_t data_len) {
+  const char* name = set->names ? set->names[i] : nullptr;
+  int16_t name_len = name ? static_cast<int16_t>(strnlen(name, INT16_MAX)) : 0;
+  send_int16(conn, name_len);
+  send_bytes(conn, name, name_len);
+  // A slot that a later position jumped over goes out with direction 0 and no value: the server
+  // tells that no value was bound for it.
+  send_int16(conn, static_cast<int16_t>(set->directions[i]));
+  send_int16(conn, static_cast<int16_t>(type));
+  send_int32(conn, data_len);
+}
 
 int32_t param_word(const ParamSet* set) {
   int32_t records = set->count;
