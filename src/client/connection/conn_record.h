@@ -66,4 +66,9 @@ struct ConnRecord {
   TuringContext* send_cipher;
   ParamSet* params;       // the parameters the next statement carries; may be null
   ResultRecord* results;  // field descriptions a PREPARE brought; may be null
+  // The default prepared statement, standing while prepared is 1, and the counter behind every
+  // generated statement name; the counter never goes back, so no name is given twice.
+  int32_t prepared;
+  char prepare_name[ZV_STMT_NAME_SIZE];
+  uint32_t stmt_counter;
 };

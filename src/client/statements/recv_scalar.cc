@@ -78,13 +78,10 @@ void report_first_value(ResultRecord* result, const Scalar* s) {
 // "A": the result is the answer when "K" follows it; a result followed by more letters is
 // dropped and the reply goes on.
 int32_t on_result(ReplyState* st, char) {
-  ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
-  if (!result) return ZV_NO_MEMORY;
-  result->kind = HT_RESULT;
-  result->result_kind = RK_ROWS;
-  result->conn = st->conn;
-  int32_t rc = read_field_descs(st->conn, result);
-  if (rc == 0) rc = recv_scalar_rows(st->conn, result);
+  ResultRecord* result = nullptr;
+  int32_t rc = read_result_fields(st->conn, &result);
+  if (rc != 0) return rc;
+  rc = recv_scalar_rows(st->conn, result);
   if (rc == 0) rc = peek_reply_end(st->conn);
   if (rc == 1) report_first_value(result, static_cast<Scalar*>(st->ctx));
   free_result(result);

@@ -90,18 +90,46 @@ int32_t drop_out_value_hook(ReplyState* st, char letter) {
   return REPLY_GO_ON;
 }
 
-// The rows go, but an error among them is the reply's: the server reports a later statement
-// of the same text that failed there, and it must not pass for a success.
-int32_t drop_result_hook(ReplyState* st, char) {
+int32_t read_result_fields(ConnRecord* conn, ResultRecord** out) {
   ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
   if (!result) return ZV_NO_MEMORY;
   result->kind = HT_RESULT;
-  int32_t rc = read_field_descs(st->conn, result);
-  if (rc == 0) rc = recv_rows_all(st->conn, result);
+  result->result_kind = RK_ROWS;
+  result->conn = conn;
+  int32_t rc = read_field_descs(conn, result);
+  if (rc != 0) {
+    free_result(result);
+    return rc;
+  }
+  *out = result;
+  return 0;
+}
+
+// The rows go, but an error among them is the reply's: the server reports a later statement
+// of the same text that failed there, and it must not pass for a success.
+int32_t drop_result_hook(ReplyState* st, char) {
+  ResultRecord* result = nullptr;
+  int32_t rc = read_result_fields(st->conn, &result);
+  if (rc != 0) return rc;
+  rc = recv_rows_all(st->conn, result);
   if (rc >= 0 && result->message_has_error) {
     set_error_text(&st->conn->error_text, result->message);
     st->ret = ZV_SERVER_ERROR;
   }
   free_result(result);
   return rc < 0 ? rc : REPLY_GO_ON;
+}
+
+int32_t read_short_reply(ConnRecord* conn) {
+  char letter = 0;
+  if (!recv_char(conn, &letter)) {
+    conn->out_of_step = 1;
+    return ZV_NET_ERROR;
+  }
+  if (letter == 'K') return 0;
+  // The letter is not looked at: a warning fails the statement as an error does.
+  int32_t rc = recv_reply_text(conn);
+  char end = 0;
+  if (rc != 0 || !recv_char(conn, &end) || end != 'K') conn->out_of_step = 1;
+  return rc != 0 ? rc : ZV_SERVER_ERROR;
 }

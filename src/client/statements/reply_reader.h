@@ -56,6 +56,13 @@ int32_t drop_out_value_hook(ReplyState* st, char letter);
 // An "A" that nobody asked for, read and dropped so that the reply stays in step; an error text
 // among its rows becomes the connection's error and the reply's -1.
 int32_t drop_result_hook(ReplyState* st, char letter);
+// The head of an "A": a new record of rows with the field descriptions that follow the letter,
+// in *out. 0, or a failure code (nothing is left then).
+int32_t read_result_fields(ConnRecord* conn, ResultRecord** out);
 // The letter after a record that may close the reply: 1 on "K", 0 when another letter was handed
 // back (pushback) for the next turn, -4 on a failed read.
 int32_t peek_reply_end(ConnRecord* conn);
+// The short reply of DEALLOCATE, CLOSE and OPEN: "K" alone is success; any other letter opens a
+// text for error_text, and the "K" behind it closes the reply. 0, -1 after a text, or the code of
+// a failed read.
+int32_t read_short_reply(ConnRecord* conn);
