@@ -259,6 +259,12 @@ TEST(ParamArray, RefusalsByPositionInTheirOrder) {
   EXPECT_STREQ("[EC058]Error bindparam unsurpported datatype 16 invalid", peer.conn->params->error);
   EXPECT_EQ(3, peer.conn->params->count);
   EXPECT_EQ(nullptr, peer.conn->params->lengths[2]);
+  // One value into a set of rows would leave rows 1 and 2 without it.
+  int32_t one = 4;
+  EXPECT_EQ(-51, ZVC_BindParamByPos(h, 4, 1, CT_INT32, &ints[0], 4, &one));
+  EXPECT_EQ("[EC051]Error bindparam one value into a set of 3 rows", error_text_of(h));
+  EXPECT_EQ(-51, ZVC_BindParamByName(h, "n", 1, CT_INT32, &ints[0], 4, nullptr, &one));
+  EXPECT_EQ(3, peer.conn->params->count);
   EXPECT_EQ(-3, ZVC_BindParamArrayByPos(h, 1, 4, 1, CT_INT32, 3, nullptr, 12, lengths.data()));
   EXPECT_EQ(-3, ZVC_BindParamArrayByPos(h, 1, 4, 1, CT_INT32, 3, &ints[0], 12, nullptr));
   EXPECT_EQ(-3, ZVC_BindParamArrayByPos(nullptr, 1, 4, 1, CT_INT32, 3, &ints[0], 12, lengths.data()));

@@ -47,12 +47,11 @@ int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_cou
   if (rc != 0) return rc;
   // The set stays on the connection: sending it empties it, so the next batch binds anew.
   ParamSet* set = conn->params;
-  int32_t records = param_word(set);
   Exchange ex;
   if (!open_exchange(&ex, conn, sql)) return ZV_NO_MEMORY;
-  send_sql_params(conn, ex.text, static_cast<int32_t>(static_cast<uint32_t>(set->array_size) << 16 | records));
+  send_sql_params(conn, ex.text, static_cast<int32_t>(static_cast<uint32_t>(set->array_size) << 16 | set->count));
   // Rows cut short leave the server reading the rest from the next command.
-  if (records > 0 && send_params_array(conn, set) != 0) conn->out_of_step = 1;
+  if (set->count > 0 && send_params_array(conn, set) != 0) conn->out_of_step = 1;
   send_flush(conn);
   ResultRecord* pres = nullptr;
   rc = recv_result(conn, &pres);

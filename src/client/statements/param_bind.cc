@@ -1,6 +1,5 @@
 // Binding one value per parameter, by position or by name, and the calls that make, attach and
 // clear parameter sets.
-#include <strings.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -81,12 +80,19 @@ int32_t out_of_range(ParamTarget t, int32_t param_no) {
   return target_error(t, ZV_BIND_RANGE, "[EC051]Error invalid param NO %d out of range paramnum", param_no);
 }
 
+// A set bound by arrays has a table of values and lengths for each row: one value would leave
+// the other rows short of it.
+int32_t array_set_refused(ParamTarget t) {
+  return target_error(t, ZV_BIND_RANGE, "[EC051]Error bindparam one value into a set of %d rows", t.set->array_size);
+}
+
 int32_t bind_by_pos(ParamTarget t, int32_t param_no, int32_t direction, int32_t type, void* value, int32_t size,
                     int32_t* length_ptr) {
   if (param_no > PARAM_MAX) return out_of_range(t, param_no);
   if (!param_direction_ok(direction))
     return target_error(t, ZV_BIND_DIRECTION, "[EC052]Error invalid param type %d", direction);
   if (param_no < 1) return target_error(t, ZV_BIND_POSITION, "[EC054]Error param_no  param seq %d invalid", param_no);
+  if (t.set->array_size > 0) return array_set_refused(t);
   ParamSet* set = t.set;
   if (set->count == 0 && set->origin != ORIGIN_PREPARED && !grow_params(set, PARAM_SLOTS)) return ZV_NO_MEMORY;
   int32_t rc = set->origin == ORIGIN_PREPARED ? 0 : reach_position(set, param_no);
@@ -97,13 +103,6 @@ int32_t bind_by_pos(ParamTarget t, int32_t param_no, int32_t direction, int32_t 
   int32_t i = param_no - 1;
   set->positions[i] = i;
   return store_value(set, i, direction, type, value, size, length_ptr);
-}
-
-// The slot of name in a prepared set, ignoring case; -1 when it has none.
-int32_t prepared_slot(const ParamSet* set, const char* name) {
-  for (int32_t i = 0; i < set->count; i++)
-    if (set->names[i] && strcasecmp(set->names[i], name) == 0) return i;
-  return -1;
 }
 
 // The next free slot of a set filled by name. The names table is made with the first name, also
@@ -121,11 +120,12 @@ int32_t bind_by_name(ParamTarget t, const char* name, int32_t direction, int32_t
                      int32_t* length_ptr) {
   if (!param_direction_ok(direction))
     return target_error(t, ZV_BIND_DIRECTION, "[EC052]Error invalis param type %d", direction);
+  if (t.set->array_size > 0) return array_set_refused(t);
   ParamSet* set = t.set;
   int32_t i;
   if (set->origin == ORIGIN_PREPARED) {
     if (!ensure_prepared_tables(set)) return ZV_NO_MEMORY;
-    i = prepared_slot(set, name);
+    i = param_slot_named(set, name);
     if (i < 0) {
       if (t.conn) put_error(&t.conn->error_text, NAME_ERROR_SIZE, "[EC053]Error invalid  param_name :%s out  of prepared ", name);
       return ZV_SERVER_ERROR;

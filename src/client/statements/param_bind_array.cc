@@ -1,8 +1,6 @@
 // Binding arrays of input values, one per row, for a batch: by position or by name. Every row's
 // value is checked against its block here, so that nothing later reads past a caller's block or
 // the set's tables.
-#include <strings.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -178,18 +176,10 @@ int32_t bind_array_by_pos(ParamTarget t, int32_t param_no, const ArrayBind& b) {
   return store_array(t, param_no - 1, b, false);
 }
 
-// The slot of name among the server's names, ignoring case; -1 when there is none.
-int32_t prepared_slot(const ParamSet* set, const char* name) {
-  for (int32_t i = 0; set->names && i < set->count; i++)
-    if (set->names[i] && strcasecmp(set->names[i], name) == 0) return i;
-  return -1;
-}
-
 // The next slot, named name; -53 when an array went under that name already.
 int32_t new_named_slot(ParamTarget t, const char* name) {
   ParamSet* set = t.set;
-  for (int32_t i = 0; i < set->count; i++)
-    if (set->names[i] && strcasecmp(set->names[i], name) == 0) return ZV_BIND_NAME_TWICE;
+  if (param_slot_named(set, name) >= 0) return ZV_BIND_NAME_TWICE;
   if (set->count >= set->capacity) return out_of_slots(t, set->count + 1, set->capacity);
   if (!(set->names[set->count] = strdup(name))) return ZV_NO_MEMORY;
   return set->count++;
@@ -219,7 +209,7 @@ int32_t bind_array_by_name(ParamTarget t, const char* name, const ArrayBind& b) 
     }
     return rc;
   }
-  int32_t i = prepared_slot(set, name);
+  int32_t i = param_slot_named(set, name);
   if (i < 0) {
     if (t.conn)
       put_error(&t.conn->error_text, NAME_ERROR_SIZE, "[EC053]Error invalid  param_name :%s out  of prepared ", name);

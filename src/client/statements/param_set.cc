@@ -1,5 +1,7 @@
 #include "statements/param_set.h"
 
+#include <strings.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -92,6 +94,12 @@ bool grow_params(ParamSet* set, int32_t capacity) {
             resize(&set->directions, old, capacity) && (!set->names || resize(&set->names, old, capacity));
   if (ok) set->capacity = capacity;
   return ok;
+}
+
+int32_t param_slot_named(const ParamSet* set, const char* name) {
+  for (int32_t i = 0; set->names && i < set->count; i++)
+    if (set->names[i] && strcasecmp(set->names[i], name) == 0) return i;
+  return -1;
 }
 
 void free_params(ParamSet* set) {

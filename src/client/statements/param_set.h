@@ -42,6 +42,8 @@ ParamSet* new_param_set(int32_t origin);
 // Makes every table hold capacity slots, the new ones zeroed; false when memory runs out
 // (the set keeps what it had).
 bool grow_params(ParamSet* set, int32_t capacity);
+// The slot whose name is name, ignoring case; -1 when there is none.
+int32_t param_slot_named(const ParamSet* set, const char* name);
 // Releases the values and tables after the set went out, unless a parameter of another direction
 // than input still needs them. An array-bound set holds inputs only and releases everything.
 void free_params(ParamSet* set);

@@ -54,7 +54,6 @@ bool make_room(Packer* pk, int64_t need) {
 
 bool pack_row(Packer* pk, const ParamSet* set, int32_t row) {
   for (int32_t i = 0; i < set->count; i++) {
-    if (set->directions[i] == DIR_RETURN) continue;  // no record in row 0, so no value here
     ArrayValue v = array_value(set, i, row);
     if (!make_room(pk, static_cast<int64_t>(v.length) + VALUE_HEAD)) return false;
     if (pk->utp) {
@@ -74,7 +73,6 @@ bool pack_row(Packer* pk, const ParamSet* set, int32_t row) {
 
 void send_first_row(ConnRecord* conn, const ParamSet* set) {
   for (int32_t i = 0; i < set->count; i++) {
-    if (set->directions[i] == DIR_RETURN) continue;
     ArrayValue v = array_value(set, i, 0);
     send_param_header(conn, set, i, v.wire_type, v.length);
     if (v.width > 0) {
