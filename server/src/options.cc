@@ -22,6 +22,7 @@ constexpr NumberOption kNumberOptions[] = {
     {"--value-max", 1, 1000000000, &ServerOptions::value_max},
     {"--idle-timeout", 0, INT32_MAX, &ServerOptions::idle_timeout_ms},
     {"--max-links", 1, 100000, &ServerOptions::max_links},
+    {"--max-prepared", 1, 1000000, &ServerOptions::max_prepared},
 };
 
 const NumberOption* number_option(const std::string& name) {
@@ -47,7 +48,7 @@ const char* usage_text() {
          "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n"
          "                    [--exit-with-parent] [--login-max BYTES] [--command-max BYTES]\n"
          "                    [--parameter-max BYTES] [--value-max BYTES] [--idle-timeout MS]\n"
-         "                    [--max-links N]\n";
+         "                    [--max-links N] [--max-prepared N]\n";
 }
 
 bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error) {

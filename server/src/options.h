@@ -22,6 +22,7 @@ struct ServerOptions {
   int64_t value_max = 256 << 20;       // largest string, blob or row a statement may make
   int64_t idle_timeout_ms = 600000;    // a link silent this long is closed; 0: never
   int64_t max_links = 256;             // links served at once; more are refused
+  int64_t max_prepared = 1000;         // prepared statements one link keeps at once
 };
 
 // Fills `out` from argv; on a bad option returns false with a message in `error`.

@@ -17,41 +17,42 @@ std::string field_name(sqlite3_stmt* stmt, int col) {
 
 }  // namespace
 
-ResultStream::ResultStream(StmtPtr stmt) : stmt_(std::move(stmt)) {}
-
-bool ResultStream::start() {
-  state_ = sqlite3_step(stmt_.get());
-  if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) return false;
-  describe();
-  return true;
-}
-
-void ResultStream::describe() {
-  sqlite3_stmt* stmt = stmt_.get();
-  int count = sqlite3_column_count(stmt);
-  fields_.resize(static_cast<size_t>(count));
-  for (int col = 0; col < count; ++col) {
-    FieldDescription& f = fields_[static_cast<size_t>(col)];
-    f.name = field_name(stmt, col);
-    f.type = type_from_declared(sqlite3_column_decltype(stmt, col));
+std::vector<FieldDescription> describe_fields(sqlite3_stmt* stmt, bool have_row) {
+  std::vector<FieldDescription> fields(static_cast<size_t>(sqlite3_column_count(stmt)));
+  for (size_t col = 0; col < fields.size(); ++col) {
+    const int c = static_cast<int>(col);
+    FieldDescription& f = fields[col];
+    f.name = field_name(stmt, c);
+    f.type = type_from_declared(sqlite3_column_decltype(stmt, c));
     if (f.type.code == kUndeclared) {
-      bool have_row = state_ == SQLITE_ROW;
-      f.type = type_from_value(have_row ? sqlite3_column_type(stmt, col) : SQLITE_NULL,
-                               have_row ? sqlite3_column_int64(stmt, col) : 0);
+      f.type = type_from_value(have_row ? sqlite3_column_type(stmt, c) : SQLITE_NULL,
+                               have_row ? sqlite3_column_int64(stmt, c) : 0);
     }
   }
+  return fields;
 }
 
-void ResultStream::write_header(ReplyWriter& out) const {
+void write_field_descriptions(const std::vector<FieldDescription>& fields, ReplyWriter& out) {
   out.letter('A');
-  out.int32(static_cast<int32_t>(fields_.size()));
-  for (const FieldDescription& f : fields_) {
+  out.int32(static_cast<int32_t>(fields.size()));
+  for (const FieldDescription& f : fields) {
     out.string(f.name);
     out.int32(f.type.code);
     out.int32(f.type.size);
     out.int32(f.type.detail);
   }
 }
+
+ResultStream::ResultStream(StmtPtr stmt) : stmt_(std::move(stmt)) {}
+
+bool ResultStream::start() {
+  state_ = sqlite3_step(stmt_.get());
+  if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) return false;
+  fields_ = describe_fields(stmt_.get(), state_ == SQLITE_ROW);
+  return true;
+}
+
+void ResultStream::write_header(ReplyWriter& out) const { write_field_descriptions(fields_, out); }
 
 void ResultStream::write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t limit) {
   ValueEncoder encoder(out, lobs);

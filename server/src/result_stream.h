@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "reply_writer.h"
@@ -17,6 +18,12 @@ struct FieldDescription {
   ColumnType type;
 };
 
+// The descriptions of the columns of `stmt`. A column without a declared type is typed by
+// the current row's value when `have_row`, else as a null would be.
+std::vector<FieldDescription> describe_fields(sqlite3_stmt* stmt, bool have_row);
+// "A", the field count and the descriptions.
+void write_field_descriptions(const std::vector<FieldDescription>& fields, ReplyWriter& out);
+
 class ResultStream {
  public:
   explicit ResultStream(StmtPtr stmt);
@@ -30,10 +37,10 @@ class ResultStream {
   void write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t limit);
   bool finished() const { return state_ != SQLITE_ROW; }
   std::string error_text() const;
+  // Hands the statement back, for a caller that keeps it for another run.
+  StmtPtr release() { return std::move(stmt_); }
 
  private:
-  void describe();
-
   StmtPtr stmt_;
   int state_ = SQLITE_OK;  // result of the latest step
   std::vector<FieldDescription> fields_;

@@ -52,18 +52,18 @@ SpecialStatement recognize_special(std::string_view text) {
   } else if (words.size() >= 4 && word_is(words, 0, "DECLARE") && word_is(words, 2, "CURSOR") &&
              word_is(words, 3, "FOR")) {
     s.kind = SpecialKind::kDeclareCursor;
-    s.cursor = upper_case(words[1]);
+    s.name = upper_case(words[1]);
     s.query_start = end_of_word(text, 3);
   } else if (words.size() == 2 && word_is(words, 0, "OPEN")) {
     s.kind = SpecialKind::kOpenCursor;
-    s.cursor = upper_case(words[1]);
+    s.name = upper_case(words[1]);
   } else if (words.size() == 4 && word_is(words, 0, "FETCH") && word_is(words, 2, "FROM") &&
              parse_int64(words[1], s.count) && s.count >= 0) {
     s.kind = SpecialKind::kFetchCursor;
-    s.cursor = upper_case(words[3]);
+    s.name = upper_case(words[3]);
   } else if (words.size() == 2 && word_is(words, 0, "CLOSE")) {
     s.kind = SpecialKind::kCloseCursor;
-    s.cursor = upper_case(words[1]);
+    s.name = upper_case(words[1]);
   } else if (words.size() >= 2 && word_is(words, 0, "CREATE") && word_is(words, 1, "ROUTINE")) {
     s.kind = SpecialKind::kCreateRoutine;
   } else if (words.size() == 3 && word_is(words, 0, "DROP") && word_is(words, 1, "ROUTINE")) {
@@ -71,6 +71,18 @@ SpecialStatement recognize_special(std::string_view text) {
     s.routine = std::string(words[2]);
   } else if (word_is(words, 0, "EXEC") || word_is(words, 0, "EXECUTE")) {
     s.kind = SpecialKind::kCallRoutine;
+  } else if (words.size() >= 4 && word_is(words, 0, "PREPARE") && word_is(words, 2, "AS")) {
+    // The statement is the rest of the text, ";" and all: it is one statement or none.
+    s.kind = SpecialKind::kPrepare;
+    s.name = upper_case(words[1]);
+    s.query_start = end_of_word(text, 2);
+    s.length = text.size();
+  } else if (words.size() == 2 && word_is(words, 0, "?")) {
+    s.kind = SpecialKind::kRunPrepared;
+    s.name = upper_case(words[1]);
+  } else if (words.size() == 2 && word_is(words, 0, "DEALLOCATE")) {
+    s.kind = SpecialKind::kDeallocate;
+    s.name = upper_case(words[1]);
   }
   return s;
 }

@@ -48,12 +48,17 @@ bool bind_parameters(sqlite3_stmt* stmt, const Parameters& params, ReplyWriter& 
   return false;
 }
 
+// Statements that begin or end a transaction themselves; the others open one in manual mode.
+bool controls_transaction(std::string_view verb) {
+  return iequals(verb, "BEGIN") || iequals(verb, "SAVEPOINT") || iequals(verb, "RELEASE") || iequals(verb, "ROLLBACK");
+}
+
 std::string version_text() { return std::string("Zanvo reference server 1.0 (SQLite ") + sqlite3_libversion() + ")"; }
 
 }  // namespace
 
-StatementRunner::StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs)
-    : db_(db), auto_commit_(auto_commit), lobs_(lobs) {}
+StatementRunner::StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs, size_t max_prepared)
+    : db_(db), auto_commit_(auto_commit), lobs_(lobs), prepared_(max_prepared) {}
 
 void StatementRunner::run(std::string_view text, const Parameters& params, ReplyWriter& out) {
   // The text ends at its NUL, as it would for SQLite; bytes behind one are not statements.
@@ -97,44 +102,42 @@ bool StatementRunner::prepare(std::string_view sql, StmtPtr& stmt, const char*& 
 
 bool StatementRunner::run_sql(std::string_view& rest, const Parameters& params, ReplyWriter& out) {
   std::string_view verb = first_word(rest);
-  bool controls_transaction = iequals(verb, "BEGIN") || iequals(verb, "SAVEPOINT") || iequals(verb, "RELEASE") ||
-                              iequals(verb, "ROLLBACK");
-  if (!controls_transaction && !begin_if_manual(out)) return false;
+  if (!controls_transaction(verb) && !begin_if_manual(out)) return false;
   StmtPtr stmt;
   const char* tail = nullptr;
-  std::string_view statement_text = rest;
   if (!prepare(rest, stmt, tail, out)) return false;
   size_t used = static_cast<size_t>(tail - rest.data());
   // Nothing but a comment: SQLite compiled nothing, and whatever it left is no statement.
   rest.remove_prefix(stmt || used > 0 ? used : rest.size());
   if (!stmt) return true;
-  if (params.batch_rows > 0) return run_batch(db_, stmt.get(), first_word(statement_text), params, out);
-  if (!bind_parameters(stmt.get(), params, out)) return false;
-  if (sqlite3_column_count(stmt.get()) > 0) return run_query(std::move(stmt), out);
-  return run_change(std::move(stmt), statement_text, out);
+  return execute(stmt, verb, params, out);
 }
 
-bool StatementRunner::run_query(StmtPtr stmt, ReplyWriter& out) {
+bool StatementRunner::execute(StmtPtr& stmt, std::string_view verb, const Parameters& params, ReplyWriter& out) {
+  if (params.batch_rows > 0) return run_batch(db_, stmt.get(), verb, params, out);
+  if (!bind_parameters(stmt.get(), params, out)) return false;
+  if (sqlite3_column_count(stmt.get()) == 0) return run_change(stmt.get(), verb, out);
   ResultStream rows(std::move(stmt));
-  if (!rows.start()) {
+  const bool started = rows.start();
+  if (started) {
+    rows.write_header(out);
+    rows.write_rows(out, lobs_, kAllRows);
+  } else {
     out.error(rows.error_text());
-    return false;
   }
-  rows.write_header(out);
-  rows.write_rows(out, lobs_, kAllRows);
-  return true;
+  stmt = rows.release();
+  return started;
 }
 
 // INSERT/REPLACE/MERGE answer the new row id, UPDATE and DELETE the rows they touched.
-bool StatementRunner::run_change(StmtPtr stmt, std::string_view text, ReplyWriter& out) {
+bool StatementRunner::run_change(sqlite3_stmt* stmt, std::string_view verb, ReplyWriter& out) {
   int rc;
-  while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) {
+  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
   }
   if (rc != SQLITE_DONE) {
     sqlite_error(out);
     return false;
   }
-  std::string_view verb = first_word(text);
   if (iequals(verb, "INSERT") || iequals(verb, "REPLACE") || iequals(verb, "MERGE")) {
     out.letter('I');
     out.string(std::to_string(sqlite3_last_insert_rowid(db_)));
@@ -150,12 +153,13 @@ bool StatementRunner::run_change(StmtPtr stmt, std::string_view text, ReplyWrite
 
 bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, const Parameters& params,
                                   ReplyWriter& out) {
-  const bool takes_parameters = s.kind == SpecialKind::kDeclareCursor || s.kind == SpecialKind::kCallRoutine;
+  const bool takes_parameters = s.kind == SpecialKind::kDeclareCursor || s.kind == SpecialKind::kCallRoutine ||
+                                s.kind == SpecialKind::kRunPrepared;
   if (params.given() && !takes_parameters) {
     out.error("[E10003]this statement takes no parameters");
     return false;
   }
-  if (params.batch_rows > 0) {
+  if (params.batch_rows > 0 && s.kind != SpecialKind::kRunPrepared) {
     out.error("[E10003]an array batch runs neither a cursor nor a routine call");
     return false;
   }
@@ -185,11 +189,17 @@ bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, co
       return begin_if_manual(out) && call_routine(db_, text.substr(0, s.length), params, out);
     case SpecialKind::kFetchCursor:
       return fetch_cursor(s, out);
+    case SpecialKind::kPrepare:
+      return prepare_named(s, text, out);
+    case SpecialKind::kRunPrepared:
+      return run_prepared(s, params, out);
+    case SpecialKind::kDeallocate:
+      return deallocate(s, out);
     case SpecialKind::kOpenCursor:
     case SpecialKind::kCloseCursor: {
-      auto it = cursors_.find(s.cursor);
+      auto it = cursors_.find(s.name);
       if (it == cursors_.end()) {
-        out.error("[E10005]no cursor named " + s.cursor);
+        out.error("[E10005]no cursor named " + s.name);
         return false;
       }
       if (s.kind == SpecialKind::kCloseCursor) cursors_.erase(it);
@@ -231,20 +241,20 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
     return false;
   }
   if (!bind_parameters(stmt.get(), params, out)) return false;
-  if (cursors_.count(s.cursor) == 0 && cursors_.size() >= kMaxCursors) {
+  if (cursors_.count(s.name) == 0 && cursors_.size() >= kMaxCursors) {
     out.error("[E10006]too many open cursors");
     return false;
   }
-  cursors_[s.cursor] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false};
+  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false};
   // The query's own end decides where the next statement starts, not the first ";".
   s.length = static_cast<size_t>(tail - text.data());
   return true;
 }
 
 bool StatementRunner::fetch_cursor(const SpecialStatement& s, ReplyWriter& out) {
-  auto it = cursors_.find(s.cursor);
+  auto it = cursors_.find(s.name);
   if (it == cursors_.end()) {
-    out.error("[E10005]no cursor named " + s.cursor);
+    out.error("[E10005]no cursor named " + s.name);
     return false;
   }
   Cursor& c = it->second;
@@ -280,6 +290,53 @@ bool StatementRunner::drop_routine(const SpecialStatement& s, ReplyWriter& out) 
   if (!begin_if_manual(out)) return false;
   if (zv::drop_routine(db_, s.routine, error)) return true;
   out.error(error);
+  return false;
+}
+
+// The reply tells the client, before any run, what the statement will bring: "A" and the
+// field descriptions when it returns rows, then "$" and its placeholders. A column without a
+// declared type is described as a null would be, since no row has typed it yet.
+bool StatementRunner::prepare_named(const SpecialStatement& s, std::string_view text, ReplyWriter& out) {
+  if (s.name.size() > kMaxStatementName) {
+    out.error("[E10010]a statement name has at most " + std::to_string(kMaxStatementName) + " characters");
+    return false;
+  }
+  std::string_view sql = text.substr(s.query_start);
+  StmtPtr stmt;
+  const char* tail = nullptr;
+  if (!prepare(sql, stmt, tail, out)) return false;
+  std::string_view behind = sql.substr(static_cast<size_t>(tail - sql.data()));
+  if (!stmt || !strip_statement_end(behind).empty()) {
+    out.error("[E10010]PREPARE takes one statement");
+    return false;
+  }
+  sqlite3_stmt* kept = prepared_.keep(s.name, {std::move(stmt), std::string(first_word(trim(sql)))});
+  if (!kept) {
+    out.error("[E10011]too many prepared statements: a link keeps at most " + std::to_string(prepared_.max()));
+    return false;
+  }
+  if (sqlite3_column_count(kept) > 0) write_field_descriptions(describe_fields(kept, false), out);
+  write_parameter_descriptions(kept, out);
+  return true;
+}
+
+// The statement is reset after each run, so it holds no read snapshot or values between runs.
+bool StatementRunner::run_prepared(const SpecialStatement& s, const Parameters& params, ReplyWriter& out) {
+  PreparedStatement* p = prepared_.find(s.name);
+  if (!p) {
+    out.error("[E10012]no prepared statement named " + s.name);
+    return false;
+  }
+  if (!controls_transaction(p->verb) && !begin_if_manual(out)) return false;
+  const bool good = execute(p->stmt, p->verb, params, out);
+  sqlite3_reset(p->stmt.get());
+  sqlite3_clear_bindings(p->stmt.get());
+  return good;
+}
+
+bool StatementRunner::deallocate(const SpecialStatement& s, ReplyWriter& out) {
+  if (prepared_.forget(s.name)) return true;
+  out.error("[E10012]no prepared statement named " + s.name);
   return false;
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "parameters.h"
+#include "prepared_statements.h"
 #include "reply_writer.h"
 #include "result_stream.h"
 #include "special_statements.h"
@@ -19,7 +20,10 @@ class StatementRunner {
  public:
   static constexpr size_t kMaxCursors = 256;
 
-  StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs);
+  static constexpr size_t kMaxStatementName = 128;
+
+  // A link keeps at most `max_prepared` prepared statements at once.
+  StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs, size_t max_prepared);
 
   // `params` belong to the text's first statement: a text that brings parameters runs that
   // one only, and answers the statements behind it with an error.
@@ -35,13 +39,17 @@ class StatementRunner {
   // Each returns false when the statement failed: its "E" is written and the text stops.
   bool run_sql(std::string_view& rest, const Parameters& params, ReplyWriter& out);
   bool run_special(SpecialStatement& s, std::string_view text, const Parameters& params, ReplyWriter& out);
-  bool run_query(StmtPtr stmt, ReplyWriter& out);
-  bool run_change(StmtPtr stmt, std::string_view text, ReplyWriter& out);
+  // Binds `params` and runs `stmt`, which stays with the caller.
+  bool execute(StmtPtr& stmt, std::string_view verb, const Parameters& params, ReplyWriter& out);
+  bool run_change(sqlite3_stmt* stmt, std::string_view verb, ReplyWriter& out);
   bool end_transaction(const char* verb, ReplyWriter& out);
   bool declare_cursor(SpecialStatement& s, std::string_view text, const Parameters& params, ReplyWriter& out);
   bool create_routine(SpecialStatement& s, std::string_view text, ReplyWriter& out);
   bool drop_routine(const SpecialStatement& s, ReplyWriter& out);
   bool fetch_cursor(const SpecialStatement& s, ReplyWriter& out);
+  bool prepare_named(const SpecialStatement& s, std::string_view text, ReplyWriter& out);
+  bool run_prepared(const SpecialStatement& s, const Parameters& params, ReplyWriter& out);
+  bool deallocate(const SpecialStatement& s, ReplyWriter& out);
   // In manual commit mode a statement opens a transaction when none is open.
   bool begin_if_manual(ReplyWriter& out);
   bool prepare(std::string_view sql, StmtPtr& stmt, const char*& tail, ReplyWriter& out);
@@ -51,6 +59,7 @@ class StatementRunner {
   bool auto_commit_;
   LobPolicy lobs_;
   std::map<std::string, Cursor> cursors_;
+  PreparedStatements prepared_;
 };
 
 }  // namespace zv

@@ -31,7 +31,8 @@ struct Field {
 };
 
 // One record of a reply: E, W and I carry `text`, U and D `count`, A `fields` and `rows`.
-// O carries `type` and the value in `text`, P its parameter's `index` as well.
+// O carries `type` and the value in `text`, P its parameter's `index` as well; $ its
+// placeholders' `count` (tests that look at the descriptions compare the bytes).
 struct Record {
   char letter = 0;
   std::string text;
@@ -57,9 +58,11 @@ inline std::string be64(int64_t v) {
   return be32(static_cast<int32_t>(static_cast<uint64_t>(v) >> 32)) + be32(static_cast<int32_t>(v));
 }
 
+// A string as the wire carries it: int32 length, then the bytes.
+inline std::string wire_string(const std::string& s) { return be32(static_cast<int32_t>(s.size())) + s; }
 // A field description as a result set carries it: name, type, size, detail.
 inline std::string field(const std::string& name, int32_t type, int32_t size, int32_t detail = 0) {
-  return be32(static_cast<int32_t>(name.size())) + name + be32(type) + be32(size) + be32(detail);
+  return wire_string(name) + be32(type) + be32(size) + be32(detail);
 }
 
 // A command message: "?", the text's length, the text and its terminator, the parameter word
@@ -166,7 +169,14 @@ class TestClient {
         r.type = int32();
         r.text = string();
       }
-      if (std::string("EWIUDAOP").find(c) == std::string::npos) break;
+      if (c == "$") {
+        r.count = int32();
+        for (int32_t i = 0; i < r.count; ++i) {
+          string();   // name
+          bytes(12);  // position, type, size
+        }
+      }
+      if (std::string("EWIUDAOP$").find(c) == std::string::npos) break;
     }
     out.complete = c == "K";
     return out;
