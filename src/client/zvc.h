@@ -171,13 +171,16 @@ int32_t ZVC_BindParamByName(void** handle, const char* name, int32_t direction, 
 // position); for 9 rows of lengths[row] bytes in a block of array_size * 41 (copied now); for 10,
 // 11, 13 rows of lengths[row] bytes in a block of buf_size bytes that must outlive the exchange.
 // lengths holds array_size ints: 0 or below is a null. param_num fixes the set's slots at the
-// first bind (0 or -1: 128). Input only: direction 6 is skipped, 2 and 3 give -8.
+// first bind (0 or -1: 128), and every later bind must have the same array_size; a row whose value
+// would run past its block gives -51. Input only: direction 6 is skipped, 2 and 3 give -8.
 int32_t ZVC_BindParamArrayByPos(void** handle, int32_t param_no, int32_t param_num, int32_t direction, int32_t type,
                                 int32_t array_size, void* values, int32_t buf_size, const int32_t* lengths);
 int32_t ZVC_BindParamArrayByName(void** handle, const char* name, int32_t param_num, int32_t direction, int32_t type,
                                  int32_t array_size, void* values, int32_t buf_size, const int32_t* lengths);
-// Runs sql once for each of the array_count rows of the array-bound parameters, in one command
-// and one reply. The set stays on the connection, emptied: the next batch binds anew.
+// Runs sql once for each of the array_count rows (1 to 65535, else -57) of the array-bound
+// parameters, in one command and one reply: 0, or -1 with the server's text when a row failed and
+// the whole batch was rolled back. The set stays on the connection, emptied: the next batch binds
+// anew.
 int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_count);
 // Runs a text whose parameters include output values or a return value; a result it brings goes
 // to *result_out.
