@@ -7,6 +7,7 @@
 struct ConnRecord;
 struct LobHandle;
 struct ParamSet;
+struct ServerList;
 
 // The first word of every record a handle points at.
 enum HandleTag : int32_t {
@@ -41,6 +42,7 @@ enum ZvcCode : int32_t {
   ZV_BATCH_WORD = -57,         // a batch whose rows do not fit its command word (1 to 65535)
   ZV_BIND_TYPE = -58,          // an array of a type that cannot be walked
   ZV_OUT_UNBOUND = -59,        // an output value without a parameter bound for it
+  ZV_NO_SERVER_LIST = -3,      // ZVC_OpenConnectionIPS on a string without "IPS="
   ZV_OPENED = 2,               // ZVC_OpenConnection's success
   ZV_NO_MORE = 100,
 };
@@ -141,6 +143,17 @@ enum SqlClass : int32_t {
 int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out);
 int32_t ZVC_CloseConnection(ConnRecord** handle);
 int32_t ZVC_Reconnect(ConnRecord** handle);
+// Opens a connection to one of the servers of the string's "IPS=" item (all on its one PORT),
+// trying each live server at most once and striking out, in the caller's working list *state,
+// those that cannot be reached. position above 1 with a list goes on at index position modulo
+// the live count; -1, 0, 1 (and, taken as 0, anything below -1) or no list build a new working
+// list with a random start. Building frees the list *state held, so *state must be null or a
+// list from this call.
+// Returns 0; -3 (no record) when conn_string, state or out is null; ZV_NO_SERVER_LIST with
+// "[EC015]IPS Connect needs an IPS= server list" when the string has no "IPS="; -8 when no
+// server could be reached; -9 when one answered but refused the login, which ends the search.
+// Whenever a record is made it is in *out, with the reason of a failure, to close as usual.
+int32_t ZVC_OpenConnectionIPS(const char* conn_string, int position, ServerList** state, ConnRecord** out);
 int32_t ZVC_GetError(void** handle, char* code_out, char* text_out);
 int32_t ZVC_GetErrorText(void** handle, char* buffer, int32_t* length_out);
 int32_t ZVC_GetErrorLength(void** handle);

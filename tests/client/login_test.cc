@@ -38,20 +38,6 @@ struct Opened {
   ~Opened() { ZVC_CloseConnection(&conn); }
 };
 
-// A port on 127.0.0.1 that is bound but not listening.
-struct DeadPort {
-  DeadPort() : fd(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in addr{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t len = sizeof addr;
-    bind(fd, reinterpret_cast<sockaddr*>(&addr), len);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
-    port = ntohs(addr.sin_port);
-  }
-  ~DeadPort() { close(fd); }
-  int fd;
-  uint16_t port;
-};
-
 }  // namespace
 
 TEST(LoginText, PlainClausesByteForByte) {

@@ -201,3 +201,13 @@ std::string StreamPeer::sent() {
   }
   return out;
 }
+
+DeadPort::DeadPort() : fd(socket(AF_INET, SOCK_STREAM, 0)) {
+  sockaddr_in addr{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+  socklen_t len = sizeof addr;
+  bind(fd, reinterpret_cast<sockaddr*>(&addr), len);
+  getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
+  port = ntohs(addr.sin_port);
+}
+
+DeadPort::~DeadPort() { close(fd); }

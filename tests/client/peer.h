@@ -51,6 +51,14 @@ class ScriptedPeer {
   std::thread thread_;
 };
 
+// A port on 127.0.0.1 that is bound but not listening: a connect to it is refused.
+struct DeadPort {
+  DeadPort();
+  ~DeadPort();
+  int fd;
+  uint16_t port;
+};
+
 // A ConnRecord (as ZVC_OpenConnection would leave it, logged in) whose socket is one end of a
 // socketpair. `reply` goes into the other end (what the socket cannot take at once, by a thread)
 // and then the stream ends, so a reader that wants more sees a closed link. Release with

@@ -6,12 +6,6 @@
 #include "connection/login.h"
 #include "zvc.h"
 
-namespace {
-
-enum { LOCK_TIMEOUT_DEFAULT = 300, LTIMEOUT_DEFAULT = 1800000, CONNECT_TIMEOUT_DEFAULT = 10000 };
-
-}  // namespace
-
 int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out) {
   if (!conn_string) return -1;  // no record is made
   ConnRecord* conn = static_cast<ConnRecord*>(client_alloc(sizeof(ConnRecord)));
@@ -28,9 +22,7 @@ int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out) {
   conn->pushback = 0;
   conn->ltimeout = conn->recv_timeout > 0 ? conn->recv_timeout : LTIMEOUT_DEFAULT;
   // The lock exists before the socket is tried, so that a failed open leaves a handle to close.
-  conn->semaphore = plat_sem_create(0);
-  if (!conn->semaphore) return ZV_NO_MEMORY;
-  plat_sem_signal(conn->semaphore);
+  if (!create_conn_lock(conn)) return ZV_NO_MEMORY;
   conn->socket = 0;
   if (!net_connect(conn)) {
     set_error_text(&conn->error_text, "[EC011]Error in build-connect Sock Failure");
@@ -41,6 +33,14 @@ int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out) {
     return ZV_LOGIN_FAILED;
   }
   return 2;
+}
+
+bool create_conn_lock(ConnRecord* conn) {
+  // Created empty and released once: a mutex that stands open.
+  conn->semaphore = plat_sem_create(0);
+  if (!conn->semaphore) return false;
+  plat_sem_signal(conn->semaphore);
+  return true;
 }
 
 int32_t ZVC_Reconnect(ConnRecord** handle) {
