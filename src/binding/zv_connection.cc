@@ -62,7 +62,11 @@ void ZVConnection::New(const FunctionCallbackInfo<Value>& args) {
 
 int32_t ZVConnection::open_link() {
   ConnRecord* handle = nullptr;
-  int32_t ret = ZVC_OpenConnection(conn_string, &handle);
+  // Several servers fail over; each open starts afresh with all of them live, since one that
+  // was down may be back. After destry there is no string, and the plain open refuses that.
+  bool several = conn_string && (strstr(conn_string, "IPS=") || strstr(conn_string, "ips="));
+  int32_t ret = several ? ZVC_OpenConnectionIPS(conn_string, -1, &servers, &handle)
+                        : ZVC_OpenConnection(conn_string, &handle);
   if (ret < 0) {
     // A failed open leaves a record with the reason behind; nothing here reads it.
     ZVC_CloseConnection(&handle);

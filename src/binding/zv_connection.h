@@ -6,6 +6,7 @@
 #include "binding/script_util.h"
 
 struct ConnRecord;
+struct ServerList;
 
 namespace zvdbms {
 
@@ -26,6 +27,9 @@ class ZVConnection : public node::ObjectWrap {
 
   char* conn_string = nullptr;
   ConnRecord* p_conn = nullptr;
+  // The working list of a string that names several servers; each open replaces it, and the
+  // last one stays with the object, as the client gives no other way to free it.
+  ServerList* servers = nullptr;
   void* p_res = nullptr;  // result of the latest SELECT run with a callback
   int32_t state = STATE_UNOPENED;
 

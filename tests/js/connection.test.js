@@ -111,3 +111,11 @@ test('failures to open are reported, never thrown past their method', async () =
   assert.throws(() => badPassword.connect(),
     typeError("Connect to Database failed! connection params error or Server can't reach 2"));
 });
+
+test('a string naming several servers connects to the one that answers', () => {
+  // The server listens on 127.0.0.1 alone: the same port on 127.0.0.2 and 127.0.0.3 is down.
+  const conn = zanvodb.createConnection(`IPS=127.0.0.2,127.0.0.3,127.0.0.1;PORT=${server.port};DB=SYSTEM;USER=SYSDBA;PWD=SYSDBA`);
+  conn.connect();
+  assert.deepEqual(run(conn, 'select 1 as one').rows, [{ one: 1 }]);
+  conn.end();
+});
