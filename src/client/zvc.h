@@ -229,8 +229,16 @@ int32_t ZVC_NextRow(void** handle);
 int32_t ZVC_NextResult(void** handle);
 int32_t ZVC_CloseResult(void** handle);
 int32_t ZVC_FreeHandle(void** handle);
+// Attributes by number. A get writes the value into value_out (value_size bytes; a text has no
+// terminator) with its type (1 text, 2 int32, 3 int64) and byte length; a value that does not fit
+// is refused whole with -12. A connection answers 1 to 9, 11 and 12 (1 asks the server in an
+// exchange of its own), a result 61 to 66; an unknown number gives -3.
 int32_t ZVC_GetAttr(void** handle, int32_t attribute, void* value_out, int32_t value_size, int32_t* type_out,
                     int32_t* length_out);
+// Sets a connection's number 11, auto commit off, from a text ("ON" or "TRUE", in any case, turn
+// it off at the next login; anything else leaves it on) or number 12, server cursors off, from an
+// int32. 0, or -1 with the reason in error_text; other handles take nothing and give 0.
+int32_t ZVC_SetAttr(void** handle, int32_t attribute, const void* value, int32_t value_size);
 
 // Large objects
 int32_t ZVC_CreateLob(LobHandle** lob_var);

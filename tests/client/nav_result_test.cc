@@ -66,7 +66,7 @@ TEST(NavResult, ChainsAndAttributes) {
   EXPECT_EQ(0, ZVC_GetAttr(&result, 62, &wide, 8, &type, &length));
   EXPECT_EQ("0 3 8", std::to_string(wide) + " " + std::to_string(type) + " " + std::to_string(length));
   // 62 is an int64, too wide for 4 bytes; 67 is no attribute.
-  const int32_t expected[][2] = {{61, 1}, {62, -3}, {63, 1}, {64, 4}, {65, 4}, {66, 1}, {67, -3}};
+  const int32_t expected[][2] = {{61, 1}, {62, -12}, {63, 1}, {64, 4}, {65, 4}, {66, 1}, {67, -3}};
   for (const auto& e : expected) EXPECT_EQ(e[1], attr(&result, e[0])) << e[0];
   const std::string text = "[EC0105]result attribute type get error,unknown attribute type\n";
   char buffer[1024] = {};
@@ -85,7 +85,7 @@ TEST(NavResult, ChainsAndAttributes) {
   EXPECT_EQ(0, ZVC_CloseResult(&result));
 
   void* conn = peer.conn;
-  EXPECT_EQ(-3, attr(&conn, 1));
+  EXPECT_EQ(-3, attr(&conn, 10));
   EXPECT_EQ(0, ZVC_GetErrorText(&conn, buffer, &length));
   EXPECT_STREQ("[EC0103]connection attribute type get error,unknown attribute type\n", buffer);
   EXPECT_EQ(0, ZVC_FreeHandle(&conn));

@@ -6,6 +6,7 @@
 #include "connection/error_record.h"
 #include "results/lob.h"
 #include "results/result_attr.h"
+#include "statements/conn_attr.h"
 #include "statements/param_set.h"
 #include "zvc.h"
 
@@ -84,20 +85,22 @@ int32_t ZVC_FreeHandle(void** handle) {
 
 int32_t ZVC_GetAttr(void** handle, int32_t attribute, void* value_out, int32_t value_size, int32_t* type_out,
                     int32_t* length_out) {
+  const AttrOut out = {value_out, value_size, type_out, length_out};
   switch (kind_of(handle)) {
-    case HT_CONN: {
-      // A connection answers no attribute numbers yet.
-      ConnRecord* conn = static_cast<ConnRecord*>(*handle);
-      set_error_text(&conn->error_text, "[EC0103]connection attribute type get error,unknown attribute type\n");
-      return ZV_BAD_HANDLE;
-    }
+    case HT_CONN:
+      return conn_get_attr(static_cast<ConnRecord*>(*handle), attribute, &out);
     case HT_RESULT:
-      return result_get_attr(static_cast<ResultRecord*>(*handle), attribute, value_out, value_size, type_out,
-                             length_out);
+      return result_get_attr(static_cast<ResultRecord*>(*handle), attribute, &out);
     case HT_PARAMS:
     case HT_LOB:
       return 0;
     default:
       return ZV_BAD_HANDLE;
   }
+}
+
+// Only a connection has attributes to set; on other handles the call does nothing.
+int32_t ZVC_SetAttr(void** handle, int32_t attribute, const void* value, int32_t value_size) {
+  if (kind_of(handle) != HT_CONN) return 0;
+  return conn_set_attr(static_cast<ConnRecord*>(*handle), attribute, value, value_size) < 0 ? ZV_SERVER_ERROR : 0;
 }
