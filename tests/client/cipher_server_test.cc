@@ -6,27 +6,17 @@
 
 #include "results/lob.h"
 #include "server_lob.h"
-#include "server_process.h"
+#include "server_links.h"
 #include "zvc.h"
 
 namespace {
 
-class CipherServer : public ::testing::Test {
+class CipherServer : public ServerLinks {
  protected:
   void SetUp() override {
-    ASSERT_NE(0, server.port());
-    ASSERT_EQ(2, ZVC_OpenConnection(server.conn_string(";USE_SSL=on").c_str(), &conn));
-    ASSERT_EQ(2, ZVC_OpenConnection(server.conn_string(";USE_SSL=on;LOB_RET=on").c_str(), &described));
+    ASSERT_NO_FATAL_FAILURE(open_links(";USE_SSL=on"));
     ASSERT_NE(nullptr, conn->send_cipher);
   }
-  void TearDown() override {
-    ZVC_CloseConnection(&conn);
-    ZVC_CloseConnection(&described);
-  }
-
-  ServerProcess server;
-  ConnRecord* conn = nullptr;
-  ConnRecord* described = nullptr;
 };
 
 }  // namespace

@@ -10,21 +10,15 @@
 #include "results/lob.h"
 #include "results/result_record.h"
 #include "server_lob.h"
-#include "server_process.h"
+#include "server_links.h"
 #include "zvc.h"
 
 namespace {
-class StmtServer : public ::testing::Test {
+class StmtServer : public ServerLinks {
  protected:
   void SetUp() override {
-    ASSERT_NE(0, server.port());
-    ASSERT_EQ(2, ZVC_OpenConnection(server.conn_string().c_str(), &conn));
-    ASSERT_EQ(2, ZVC_OpenConnection(server.conn_string(";LOB_RET=on").c_str(), &described));
+    ASSERT_NO_FATAL_FAILURE(open_links(""));
     ASSERT_EQ(0, ZVC_ExecNoQuery(&conn, "create table t (id integer primary key, name varchar(20))"));
-  }
-  void TearDown() override {
-    ZVC_CloseConnection(&conn);
-    ZVC_CloseConnection(&described);
   }
 
   static int semaphore_count(ConnRecord* c) {
@@ -32,9 +26,6 @@ class StmtServer : public ::testing::Test {
     sem_getvalue(c->semaphore, &value);
     return value;
   }
-  ServerProcess server;
-  ConnRecord* conn = nullptr;
-  ConnRecord* described = nullptr;
 };
 }  // namespace
 
