@@ -3,7 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "binding/execute_batch_method.h"
+#include "binding/held_results.h"
 #include "binding/options_string.h"
+#include "binding/querymany.h"
 #include "zvc.h"
 
 namespace zvdbms {
@@ -31,6 +34,8 @@ void ZVConnection::Init(Isolate* isolate) {
       {"commit", Commit},
       {"disconnect", Disconnect},
       {"destry", Destry},
+      {"querymany", QueryMany},
+      {"executeBatch", ExecuteBatch},
   };
   constructor.Reset(isolate, build_class(isolate, "ZVConnection", New, 4, methods, sizeof methods / sizeof methods[0]));
 }
@@ -87,6 +92,8 @@ void ZVConnection::hold_result(void* result) {
 void ZVConnection::release_link() {
   if (p_res != nullptr) ZVC_CloseResult(&p_res);
   if (p_conn != nullptr) ZVC_CloseConnection(&p_conn);
+  // Cursors of query objects collected meanwhile: those of this link are detached now and only freed.
+  close_kept_results();
 }
 
 void report_status(int32_t status, Local<Function> callback, Isolate* isolate, const char* text) {

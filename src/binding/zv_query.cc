@@ -1,8 +1,13 @@
 #include "binding/zv_query.h"
 
+#include <strings.h>
+
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
+#include "binding/held_results.h"
+#include "binding/row_values.h"
 #include "zvc.h"
 
 namespace zvdbms {
@@ -14,6 +19,8 @@ using v8::Isolate;
 using v8::Local;
 using v8::Object;
 using v8::Value;
+
+enum { NAME_BUF = 128, ERROR_TEXT_BUF = 1024 };
 
 v8::Persistent<Function> ZVQuery::constructor;
 v8::Persistent<Function> ZVQuery::factory;
@@ -37,18 +44,40 @@ static void instantiate(const FunctionCallbackInfo<Value>& args, bool from_query
 // The factory's function is made here once: a template made for each query would stay in
 // the isolate for good, and a script making many query objects would grow the heap without end.
 void ZVQuery::Init(Isolate* isolate) {
-  constructor.Reset(isolate, build_class(isolate, "ZVQuery", New, 3, nullptr, 0));
+  static const MethodEntry methods[] = {
+      {"on", On},
+      {"nextRecord", NextRecord},
+      {"close", Close},
+  };
+  constructor.Reset(isolate, build_class(isolate, "ZVQuery", New, 3, methods, sizeof methods / sizeof methods[0]));
   Local<Function> fn = v8::FunctionTemplate::New(isolate, Factory)->GetFunction(isolate->GetCurrentContext()).ToLocalChecked();
   factory.Reset(isolate, fn);
 }
 
 void ZVQuery::Factory(const FunctionCallbackInfo<Value>& args) { instantiate(args, true); }
 
-// The result held here belongs to this object alone, so it goes when the object is collected.
+// Collection may come at any moment, so it sends nothing: a smart cursor still open on the
+// server waits for the next release on the script thread.
 ZVQuery::~ZVQuery() {
-  if (p_res != nullptr) ZVC_CloseResult(&p_res);
+  drop_result(&p_res);
   free(sql_text);
   free(error_text);
+}
+
+void ZVQuery::take_columns(Isolate* isolate) {
+  columns.resize(column_count > 0 ? column_count : 0);
+  std::set<std::string> seen;
+  for (int32_t c = 1; c <= column_count; ++c) {
+    Column& column = columns[c - 1];
+    char name[NAME_BUF] = {0};
+    column.named = ZVC_GetColumnName(&p_res, c, name) >= 0;
+    name[NAME_BUF - 1] = '\0';
+    column.name.Reset(isolate, v8::String::NewFromUtf8(isolate, name, v8::NewStringType::kInternalized).ToLocalChecked());
+    column.type = 0;
+    ZVC_GetColumnType(&p_res, c, &column.type);
+    seen.insert(name);
+  }
+  distinct_names = seen.size() == columns.size();
 }
 
 void ZVQuery::New(const FunctionCallbackInfo<Value>& args) {
@@ -57,6 +86,7 @@ void ZVQuery::New(const FunctionCallbackInfo<Value>& args) {
     instantiate(args, false);
     return;
   }
+  close_kept_results();
   Local<v8::Context> context = isolate->GetCurrentContext();
   ZVQuery* query = new ZVQuery();
   if (args[0]->IsString()) query->sql_text = utf8_copy(isolate, args[0]);
@@ -70,11 +100,118 @@ void ZVQuery::New(const FunctionCallbackInfo<Value>& args) {
     } else if (handle->IsNumber()) {
       double bits = handle.As<v8::Number>()->Value();
       memcpy(&query->p_res, &bits, sizeof bits);
-      query->column_count = count->Int32Value(context).FromMaybe(0);
+      query->column_count = query->p_res ? count->Int32Value(context).FromMaybe(0) : 0;
+      query->take_columns(isolate);
     }
   }
   query->Wrap(args.This());
   args.GetReturnValue().Set(args.This());
+}
+
+// Calls cb(value); then, unless the callback threw, the script meets the last failure met while
+// the value was made.
+static void deliver(Isolate* isolate, Local<Function> cb, Local<Value> value, Local<Value> failure) {
+  Local<Value> ignored;
+  if (!cb->Call(isolate->GetCurrentContext(), v8::Null(isolate), 1, &value).ToLocal(&ignored)) return;
+  if (!failure.IsEmpty()) isolate->ThrowException(failure);
+}
+
+static Local<Value> text_or_null(Isolate* isolate, const char* text) {
+  return text ? Local<Value>(utf8(isolate, text)) : Local<Value>(v8::Null(isolate));
+}
+
+// The rows have ended (100) or failed: the result goes at once, and a failure is kept as the
+// object's error.
+void ZVQuery::end_rows(int32_t ret) {
+  if (ret < 0) {
+    char text[ERROR_TEXT_BUF] = {0};
+    failure_text(&p_res, ret, text, sizeof text);
+    free(error_text);
+    error_text = strdup(text);
+  }
+  release_result(&p_res);
+}
+
+// One step: cb gets the next row as a row object, null once the rows have ended (and for a
+// statement that brought none), or the failure text.
+void ZVQuery::read_row(Isolate* isolate, int reader, Local<Function> cb) {
+  if (p_res != nullptr) {
+    int32_t ret = ZVC_NextRow(&p_res);
+    if (ret != 0) end_rows(ret);
+  }
+  if (p_res == nullptr) {
+    deliver(isolate, cb, text_or_null(isolate, error_text), Local<Value>());
+    return;
+  }
+  Local<Object> row;
+  Local<Value> failure;
+  {
+    // A failed column is thrown and the row goes on; the script meets the last failure after
+    // its callback has had the row.
+    v8::TryCatch caught(isolate);
+    RowContext ctx;
+    row_context_init(&ctx, isolate, &p_res, static_cast<RowReader>(reader), Local<Object>());
+    ctx.names.resize(columns.size());
+    for (size_t c = 0; c < columns.size(); ++c) ctx.names[c] = columns[c].name.Get(isolate);
+    ctx.distinct_names = distinct_names;
+    bool made = row_to_object(&ctx, column_count).ToLocal(&row);
+    row_context_free(&ctx);
+    if (caught.HasCaught()) failure = caught.Exception();
+    if (!made) return;
+  }
+  deliver(isolate, cb, row, failure);
+}
+
+// One {ColName, Type} object per column; a column whose name could not be read is thrown
+// after the callback, with the empty name in its place.
+void ZVQuery::tell_fields(Isolate* isolate, Local<Function> cb) {
+  Local<v8::Context> context = isolate->GetCurrentContext();
+  Local<Array> fields = Array::New(isolate, static_cast<int>(columns.size()));
+  Local<Value> failure;
+  for (size_t c = 0; c < columns.size(); ++c) {
+    Local<Object> field = Object::New(isolate);
+    field->Set(context, utf8(isolate, "ColName"), columns[c].name.Get(isolate)).Check();
+    field->Set(context, utf8(isolate, "Type"), v8::Integer::New(isolate, columns[c].type)).Check();
+    fields->Set(context, static_cast<uint32_t>(c), field).Check();
+    if (!columns[c].named) failure = v8::Exception::TypeError(utf8(isolate, "column NUM overflow"));
+  }
+  deliver(isolate, cb, fields, failure);
+}
+
+// The event as written, compared without regard to ASCII case; false for a non-string or a
+// callback that is no function.
+static bool event_is(const FunctionCallbackInfo<Value>& args, const char* event) {
+  if (!args[0]->IsString() || !args[1]->IsFunction()) return false;
+  v8::String::Utf8Value text(args.GetIsolate(), args[0]);
+  return *text && strcasecmp(*text, event) == 0;
+}
+
+void ZVQuery::On(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  ZVQuery* query = ObjectWrap::Unwrap<ZVQuery>(args.This());
+  close_kept_results();
+  Local<Function> cb = args[1].As<Function>();
+  if (event_is(args, "fields"))
+    query->tell_fields(isolate, cb);
+  else if (event_is(args, "result"))
+    query->read_row(isolate, READER_ON_RESULT, cb);
+  else if (event_is(args, "error"))
+    deliver(isolate, cb, text_or_null(isolate, query->error_text), Local<Value>());
+}
+
+// "nextresult" is known and does nothing: a query object reads the first result of a reply.
+void ZVQuery::NextRecord(const FunctionCallbackInfo<Value>& args) {
+  ZVQuery* query = ObjectWrap::Unwrap<ZVQuery>(args.This());
+  close_kept_results();
+  if (event_is(args, "nextrecord")) query->read_row(args.GetIsolate(), READER_NEXT_RECORD, args[1].As<Function>());
+}
+
+// Lets the rows go before their end: an open server cursor is closed over its link. Later
+// requests for rows get null, as at the end.
+void ZVQuery::Close(const FunctionCallbackInfo<Value>& args) {
+  ZVQuery* query = ObjectWrap::Unwrap<ZVQuery>(args.This());
+  release_result(&query->p_res);
+  close_kept_results();
 }
 
 }  // namespace zvdbms

@@ -219,6 +219,9 @@ int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, 
                     int32_t* out_len);
 int32_t ZVC_GetColumnCount(void** handle, int32_t* count_out);
 int32_t ZVC_GetRowCount(void** handle, int32_t* count_out);
+// The row id of an insert's reply held by the result (a record of result kind 1), as a terminated
+// text cut to buffer_len bytes; the empty text for any other record. 0, or -3 for no result.
+int32_t ZVC_GetRowId(void** handle, char* buffer, int32_t buffer_len);
 int32_t ZVC_GetColumnType(void** handle, int32_t column, int32_t* ctype_out);
 int32_t ZVC_GetColumnSize(void** handle, int32_t column, int32_t* size_out);
 int32_t ZVC_GetColumnName(void** handle, int32_t column, char* name_out);

@@ -1,0 +1,150 @@
+#include "binding/querymany.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "binding/bind_values.h"
+#include "binding/held_results.h"
+#include "binding/zv_connection.h"
+#include "zvc.h"
+
+namespace zvdbms {
+
+using v8::Array;
+using v8::Function;
+using v8::FunctionCallbackInfo;
+using v8::Isolate;
+using v8::Local;
+using v8::Object;
+using v8::Value;
+
+enum {
+  ROW_ID_FIELD = 40,
+  ERROR_TEXT_BUF = 1024,
+  ATTR_EFFECT_COUNT = 63,
+};
+
+static const char kNoSelect[] = "[EC026]Error querymany can't surpport a select_sql  \n";
+
+// What one run builds: the outcome of each executed row and the last failure.
+struct ManyRun {
+  Isolate* isolate;
+  Local<v8::Context> context;
+  ConnRecord** handle;
+  Local<Array> outcomes;
+  std::string error;  // the last failure; empty when none
+};
+
+static void fail(ManyRun* run, const char* text) { run->error = text; }
+
+static void fail_call(ManyRun* run, int32_t ret) {
+  char text[ERROR_TEXT_BUF] = {0};
+  failure_text(reinterpret_cast<void**>(run->handle), ret, text, sizeof text);
+  fail(run, text);
+}
+
+// The outcome of one row, as query gives it: the new row id, or the count of changed rows; the
+// empty id or 0 when the row failed. A statement of no such kind gives an empty object.
+static Local<Object> row_outcome(ManyRun* run, int32_t sql_class, void** p_res) {
+  Isolate* isolate = run->isolate;
+  Local<Object> outcome = Object::New(isolate);
+  if (sql_class == SQL_INSERT) {
+    char row_id[ROW_ID_FIELD] = {0};
+    ZVC_GetRowId(p_res, row_id, sizeof row_id);
+    outcome->Set(run->context, utf8(isolate, "new RowId"), utf8(isolate, row_id)).Check();
+  } else if (sql_class == SQL_UPDATE || sql_class == SQL_DELETE) {
+    int32_t count = 0, type = 0, length = 0;
+    if (ZVC_GetAttr(p_res, ATTR_EFFECT_COUNT, &count, sizeof count, &type, &length) < 0) count = 0;
+    const char* key = sql_class == SQL_UPDATE ? "UPDATE EFFECTNUM" : "DELETE EFFECTNUM";
+    outcome->Set(run->context, utf8(isolate, key), v8::Integer::New(isolate, count)).Check();
+  }
+  return outcome;
+}
+
+static void execute_row(ManyRun* run, int32_t sql_class) {
+  void* p_res = nullptr;
+  int32_t ret = ZVC_Execute2(run->handle, nullptr, nullptr, &p_res);
+  if (ret < 0) fail_call(run, ret);
+  run->outcomes->Set(run->context, run->outcomes->Length(), row_outcome(run, sql_class, &p_res)).Check();
+  ZVC_CloseResult(&p_res);
+}
+
+// Runs sql once for each element of rows, under one default prepare. The run ends early when
+// the link failed at the prepare, or at the first row of a statement that brings rows, which
+// leaves the prepare standing.
+static void run_rows(ManyRun* run, const char* sql, Local<Value> rows) {
+  int32_t ret = ZVC_Prepare(run->handle, sql, nullptr);
+  if (ret == ZV_NET_ERROR) return fail_call(run, ret);
+  if (ret < 0) fail_call(run, ret);
+  uint32_t count = rows->IsArray() ? rows.As<Array>()->Length() : 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    v8::HandleScope row_scope(run->isolate);
+    Local<Value> row = rows.As<Array>()->Get(run->context, i).FromMaybe(Local<Value>(v8::Undefined(run->isolate)));
+    bind_values(run->isolate, run->handle, sql, row);
+    int32_t sql_class = ZVC_ClassifySql(sql);
+    if (sql_class == SQL_QUERY) return fail(run, kNoSelect);
+    if (sql_class == SQL_INSERT || sql_class == SQL_UPDATE || sql_class == SQL_DELETE || sql_class == SQL_OTHER)
+      execute_row(run, sql_class);
+  }
+  ZVC_UnPrepare(run->handle, nullptr);
+}
+
+// Entry checks; on success *sql holds the statement text (owned), *rows the row array and
+// *callback the callback or undefined.
+static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection* conn, char** sql,
+                           Local<Value>* rows, Local<Value>* callback) {
+  Isolate* isolate = args.GetIsolate();
+  Local<Value> first = args[0];
+  if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;
+  if (!first->IsObject() && args.Length() < 2) return throw_type_error(isolate, "executemany Parameter mismatch"), false;
+  if (first->IsUndefined()) return throw_type_error(isolate, "The first argument undefined."), false;
+  if (conn->state != STATE_UNOPENED && conn->state != STATE_OPEN)
+    return throw_type_error(isolate, "The Connection is Not Open!"), false;
+  if (conn->state == STATE_UNOPENED && conn->open_link() < 0)
+    return throw_type_error(isolate, "Connect to Database failed! connection params error or Server can't reach"), false;
+  if (first->IsFunction()) {
+    Local<Value> arg = v8::Null(isolate);
+    call_back(isolate, first.As<Function>(), 1, &arg);
+    return false;
+  }
+  // Anything else as rows (a function, a number, nothing) is no row at all.
+  *rows = args[1]->IsObject() && !args[1]->IsFunction() ? args[1] : Local<Value>(v8::Undefined(isolate));
+  *callback = args[2]->IsFunction() ? args[2] : args[1];
+  if (first->IsString()) {
+    *sql = utf8_copy(isolate, first);
+    return true;
+  }
+  if (!first->IsObject()) return throw_type_error(isolate, "Error: The args Query sql is needed "), false;
+  Local<v8::Context> context = isolate->GetCurrentContext();
+  Local<Object> statement = first.As<Object>();
+  Local<Value> text = statement->Get(context, utf8(isolate, "sql")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
+  Local<Value> values = statement->Get(context, utf8(isolate, "values")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
+  if (!values->IsUndefined()) *rows = values;
+  *sql = utf8_copy(isolate, text);
+  return true;
+}
+
+// Without a callback nothing after the entry checks reaches the script; with one, it is called
+// once with the last failure ({Error: text}, or null) and the outcome of each executed row.
+void QueryMany(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
+  char* sql = nullptr;
+  Local<Value> rows, callback;
+  if (!read_arguments(args, conn, &sql, &rows, &callback)) return;
+  close_kept_results();
+  ManyRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Array::New(isolate), std::string()};
+  run_rows(&run, sql, rows);
+  free(sql);
+  if (!callback->IsFunction()) return;
+  Local<Value> err = v8::Null(isolate);
+  if (!run.error.empty()) {
+    Local<Object> obj = Object::New(isolate);
+    obj->Set(run.context, utf8(isolate, "Error"), utf8(isolate, run.error.c_str())).Check();
+    err = obj;
+  }
+  Local<Value> argv[2] = {err, run.outcomes};
+  call_back(isolate, callback.As<Function>(), 2, argv);
+}
+
+}  // namespace zvdbms
