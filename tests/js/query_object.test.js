@@ -3,11 +3,119 @@ const test = require('node:test');
 const assert = require('node:assert/strict');
 const path = require('path');
 const { spawnSync } = require('child_process');
-const { launcher } = require('./helpers');
+const { openConnection, run, withServer } = require('./helpers');
 
-let server;
-test.before(async () => { server = await launcher.start(); });
-test.after(async () => { await server.stop(); });
+const fx = withServer(test, { connect: true });
+
+// Everything one call hands to its callback, and what it threw after it.
+function step(q, method, event) {
+  const got = [];
+  let thrown = null;
+  try {
+    q[method](event, (...args) => got.push(args));
+  } catch (e) {
+    thrown = `${e.name}: ${e.message}`;
+  }
+  return { got, thrown };
+}
+
+const FIELDS = [
+  { ColName: 'a', Type: 5 }, { ColName: 'b', Type: 2 }, { ColName: 'c', Type: 13 }, { ColName: 'd', Type: 1 },
+];
+
+// The table of two rows that the first tests read; made once, by whichever test runs first.
+let made = false;
+function twoRows() {
+  if (made) return;
+  made = true;
+  run(fx.conn, 'create table qo_t (a integer, b varchar(10), c datetime, d boolean)');
+  run(fx.conn, "insert into qo_t values (1, 'x', '2026-01-01 10:00:00', 1)");
+  run(fx.conn, 'insert into qo_t values (null, null, null, null)');
+}
+
+test('every event in any case; rows, then null at the end, with the reader table of values', () => {
+  twoRows();
+  const q = fx.conn.query('select a, b, c, d from qo_t order by a desc');
+  assert.deepEqual(step(q, 'on', 'fields'), { got: [[FIELDS]], thrown: null });
+  assert.deepEqual(step(q, 'on', 'FIELDS'), { got: [[FIELDS]], thrown: null });
+  assert.deepEqual(step(q, 'on', 'Error'), { got: [[null]], thrown: null });
+  // Events of the other method, unknown events, non-string events and non-function callbacks do nothing.
+  for (const [method, event] of [['nextRecord', 'nextresult'], ['nextRecord', 'NextResult'], ['nextRecord', 'result'],
+    ['on', 'nextrecord'], ['on', 'nosuch'], ['on', 5]]) {
+    assert.deepEqual(step(q, method, event), { got: [], thrown: null }, `${method}(${event})`);
+  }
+  assert.equal(q.on('result', 5), undefined);
+  assert.deepEqual(step(q, 'on', 'RESULT'),
+    { got: [[{ a: 1, b: 'x', c: new Date(Date.UTC(2026, 0, 1, 10)), d: 'T' }]], thrown: null });
+  // A NULL number is 0 and thrown after the callback has had the row; a NULL text is "".
+  assert.deepEqual(step(q, 'nextRecord', 'NEXTRECORD'),
+    { got: [[{ a: 0, b: '', c: null, d: '' }]], thrown: 'TypeError: data null error' });
+  assert.deepEqual(step(q, 'nextRecord', 'nextRecord'), { got: [[null]], thrown: null });
+  assert.deepEqual(step(q, 'on', 'result'), { got: [[null]], thrown: null });
+  // The fields outlive the rows.
+  assert.deepEqual(step(q, 'on', 'fields'), { got: [[FIELDS]], thrown: null });
+});
+
+test('a failed statement tells its text through every event and has no fields', () => {
+  twoRows();
+  const q = fx.conn.query('select nosuch from qo_t');
+  const text = '[E10001]no such column: nosuch';
+  assert.deepEqual(step(q, 'on', 'error'), { got: [[text]], thrown: null });
+  assert.deepEqual(step(q, 'on', 'result'), { got: [[text]], thrown: null });
+  assert.deepEqual(step(q, 'nextRecord', 'nextrecord'), { got: [[text]], thrown: null });
+  assert.deepEqual(step(q, 'on', 'fields'), { got: [[[]]], thrown: null });
+});
+
+test('a statement without rows has no fields and its rows end at once', () => {
+  twoRows();
+  const ok = fx.conn.query("insert into qo_t values (7, 'y', null, 0)");
+  assert.deepEqual(step(ok, 'on', 'fields'), { got: [[[]]], thrown: null });
+  assert.deepEqual(step(ok, 'on', 'error'), { got: [[null]], thrown: null });
+  assert.deepEqual(step(ok, 'on', 'result'), { got: [[null]], thrown: null });
+  const failed = fx.conn.query('insert into nosuch values (1)');
+  assert.deepEqual(step(failed, 'on', 'error'), { got: [['[E10001]no such table: nosuch']], thrown: null });
+  run(fx.conn, 'delete from qo_t where a = 7');
+});
+
+test('two query objects on one connection read independently, and close lets the rows go', () => {
+  twoRows();
+  const q1 = fx.conn.query('select a from qo_t where a is not null union all select 2 union all select 3 order by a');
+  const q2 = fx.conn.query('select a from qo_t where a is not null union all select 2 order by a desc');
+  const read = (q) => step(q, 'nextRecord', 'nextrecord').got[0][0];
+  assert.deepEqual([read(q1), read(q2), read(q1), read(q2), read(q2), read(q1), read(q2)],
+    [{ a: 1 }, { a: 2 }, { a: 2 }, { a: 1 }, null, { a: 3 }, null]);
+  q1.close();
+  assert.equal(read(q1), null);
+  assert.equal(q1.close(), undefined);
+});
+
+test('45,000 rows are walked to their end, one row object at a time', () => {
+  run(fx.conn, 'create table qo_big (i integer, s varchar(20))');
+  const filled = run(fx.conn, "insert into qo_big with recursive n(i) as (select 1 union all select i + 1 from n where i < 45000) select i, 'row ' || i from n");
+  assert.equal(filled.err, null);
+  const q = fx.conn.query('select i, s from qo_big order by i');
+  let seen = 0;
+  let wrong = 0;
+  let end;
+  for (;;) {
+    let row;
+    q.nextRecord('nextrecord', (r) => { row = r; });
+    if (row === null) { end = row; break; }
+    seen += 1;
+    if (row.i !== seen || row.s !== `row ${seen}`) wrong += 1;
+  }
+  assert.deepEqual({ seen, wrong, end }, { seen: 45000, wrong: 0, end: null });
+  assert.deepEqual(step(q, 'on', 'result'), { got: [[null]], thrown: null });
+});
+
+test('rows already in client memory stay readable after the connection ends', () => {
+  const own = openConnection(fx.server);
+  const q = own.query('select 1 as one union all select 2 order by one');
+  own.end();
+  const rows = [];
+  for (let i = 0; i < 3; ++i) q.on('result', (r) => rows.push(r));
+  assert.deepEqual(rows, [{ one: 1 }, { one: 2 }, null]);
+});
 
 // Run in a process of its own, with the collector at hand, so that nothing else of the test
 // run is on the heap.
@@ -26,9 +134,40 @@ const heapGrowth = `
 `;
 
 test('queries without a callback leave the heap as it was', () => {
-  const child = spawnSync(process.execPath, ['--expose-gc', '-e', heapGrowth, server.connString()],
+  const child = spawnSync(process.execPath, ['--expose-gc', '-e', heapGrowth, fx.server.connString()],
     { encoding: 'utf8', timeout: 20000 });
   assert.equal(child.status, 0, child.stderr);
   const grown = Number(child.stdout);
   assert.ok(grown < 1024 * 1024, `the heap grew by ${grown} bytes over 20,000 queries`);
+});
+
+// Query objects dropped after one row of a 5,000-row result: each result is freed when its
+// object is collected, so the process does not grow with the number of objects.
+const resultRelease = `
+  const { zanvodb } = require(${JSON.stringify(path.join(__dirname, 'helpers.js'))});
+  const conn = zanvodb.createConnection(process.argv[1]);
+  conn.connect();
+  conn.query('create table qo_gc (i integer, s varchar(40))', () => {});
+  conn.query("insert into qo_gc with recursive n(i) as (select 1 union all select i + 1 from n where i < 5000) select i, 'a forty-byte text that fills the column.' from n", () => {});
+  // Twenty objects at a time, then the collector.
+  const rounds = (n) => {
+    for (let r = 0; r < n; ++r) {
+      for (let i = 0; i < 20; ++i) conn.query('select i, s from qo_gc').nextRecord('nextrecord', () => {});
+      global.gc();
+    }
+  };
+  rounds(5);
+  const before = process.memoryUsage().rss;
+  rounds(20);
+  process.stdout.write(String(process.memoryUsage().rss - before));
+  conn.end();
+`;
+
+test('a collected query object frees its result', () => {
+  const child = spawnSync(process.execPath, ['--expose-gc', '-e', resultRelease, fx.server.connString()],
+    { encoding: 'utf8', timeout: 60000 });
+  assert.equal(child.status, 0, child.stderr);
+  const grown = Number(child.stdout);
+  // 400 results held would be 400 x 5,000 rows of over 40 bytes: some 80 MiB.
+  assert.ok(grown < 16 * 1024 * 1024, `the process grew by ${grown} bytes over 400 collected results`);
 });

@@ -1,0 +1,103 @@
+'use strict';
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { openConnection, run, withServer, zanvodb } = require('./helpers');
+
+const fx = withServer(test, { connect: true });
+
+// querymany with a callback, gathered: the callback runs before querymany returns.
+function many(conn, ...args) {
+  const out = { calls: 0 };
+  out.returned = conn.querymany(...args, (err, outcomes) => {
+    out.calls += 1;
+    out.err = err;
+    out.outcomes = outcomes;
+  });
+  return out;
+}
+
+const rowsOf = (conn, sql) => run(conn, sql).rows;
+
+test('entry checks, in their order, with their texts', () => {
+  const conn = fx.conn;
+  const check = (text, fn) => assert.throws(fn, { name: 'TypeError', message: text });
+  check('Wrong arguments number', () => conn.querymany('insert into x values (1)', [], () => {}, 1));
+  check('executemany Parameter mismatch', () => conn.querymany('insert into x values (1)'));
+  check('executemany Parameter mismatch', () => conn.querymany());
+  check('executemany Parameter mismatch', () => conn.querymany(null));
+  check('The first argument undefined.', () => conn.querymany(undefined, []));
+  check('Error: The args Query sql is needed ', () => conn.querymany(5, []));
+  const calls = [];
+  assert.equal(conn.querymany(function f(...args) { calls.push([this, ...args]); }), undefined);
+  assert.deepEqual(calls, [[null, null]]);
+  const ended = openConnection(fx.server);
+  ended.end();
+  check('The Connection is Not Open!', () => ended.querymany('insert into x values (?)', [[1]]));
+  // A connection never opened opens itself.
+  const fresh = zanvodb.createConnection(fx.server.connString());
+  assert.deepEqual(many(fresh, 'select 1 from dual', []), { calls: 1, returned: undefined, err: null, outcomes: [] });
+  fresh.end();
+  check("Connect to Database failed! connection params error or Server can't reach",
+    () => zanvodb.createConnection('IP=127.0.0.1;PORT=1;DB=SYSTEM;USER=a;PWD=b').querymany('x', []));
+});
+
+test('rows by position and by name, each with its outcome', () => {
+  const conn = fx.conn;
+  run(conn, 'create table qm_a (k integer primary key, v varchar(10))');
+  assert.deepEqual(many(conn, 'insert into qm_a values (?, ?)', [[1, 'one'], [2, 'two'], [3, null]]),
+    { calls: 1, returned: undefined, err: null,
+      outcomes: [{ 'new RowId': '1' }, { 'new RowId': '2' }, { 'new RowId': '3' }] });
+  assert.deepEqual(many(conn, { sql: 'insert into qm_a values (:k, :v)', values: [{ v: 'five', k: 5 }, { k: 4 }] }),
+    { calls: 1, returned: undefined, err: null, outcomes: [{ 'new RowId': '5' }, { 'new RowId': '4' }] });
+  // Without a callback the method returns undefined and tells nothing.
+  assert.equal(conn.querymany('insert into qm_a values (6, ?)', [['six']]), undefined);
+  assert.deepEqual(many(conn, 'update qm_a set v = ? where k >= ?', [['big', 4], ['none', 100]]),
+    { calls: 1, returned: undefined, err: null, outcomes: [{ 'UPDATE EFFECTNUM': 3 }, { 'UPDATE EFFECTNUM': 0 }] });
+  assert.deepEqual(many(conn, 'delete from qm_a where k = :k', [{ k: 6 }, { k: 60 }]),
+    { calls: 1, returned: undefined, err: null, outcomes: [{ 'DELETE EFFECTNUM': 1 }, { 'DELETE EFFECTNUM': 0 }] });
+  assert.deepEqual(rowsOf(conn, 'select k, v from qm_a order by k'),
+    [{ k: 1, v: 'one' }, { k: 2, v: 'two' }, { k: 3, v: null }, { k: 4, v: 'big' }, { k: 5, v: 'big' }]);
+});
+
+test('a failing row does not stop the later ones, and the earlier ones stay under auto commit', () => {
+  const conn = fx.conn;
+  run(conn, 'create table qm_b (k integer primary key)');
+  const dup = '[E10001]UNIQUE constraint failed: qm_b.k';
+  assert.deepEqual(many(conn, 'insert into qm_b values (?)', [[1], [2], [1], [3], [2], [4]]),
+    { calls: 1, returned: undefined, err: { Error: dup },
+      outcomes: [{ 'new RowId': '1' }, { 'new RowId': '2' }, { 'new RowId': '' }, { 'new RowId': '3' },
+        { 'new RowId': '' }, { 'new RowId': '4' }] });
+  assert.equal(conn.querymany('insert into qm_b values (?)', [[4], [5]]), undefined);
+  const other = openConnection(fx.server);
+  assert.deepEqual(rowsOf(other, 'select k from qm_b order by k'), [{ k: 1 }, { k: 2 }, { k: 3 }, { k: 4 }, { k: 5 }]);
+  other.end();
+});
+
+test('zero rows, rows without placeholders, and statements that run nothing', () => {
+  const conn = fx.conn;
+  run(conn, 'create table qm_c (a integer)');
+  assert.deepEqual(many(conn, 'insert into qm_c values (?)', []), { calls: 1, returned: undefined, err: null, outcomes: [] });
+  // A second argument that is no array of rows is no row at all.
+  assert.deepEqual(many(conn, 'insert into qm_c values (?)', 7), { calls: 1, returned: undefined, err: null, outcomes: [] });
+  assert.deepEqual(many(conn, 'insert into qm_c values (1)', [[], {}]),
+    { calls: 1, returned: undefined, err: null, outcomes: [{ 'new RowId': '1' }, { 'new RowId': '2' }] });
+  const select = { calls: 1, returned: undefined, err: { Error: "[EC026]Error querymany can't surpport a select_sql  \n" }, outcomes: [] };
+  assert.deepEqual(many(conn, 'select a from qm_c', [[], []]), select);
+  assert.equal(conn.querymany('select a from qm_c', [[]]), undefined);
+  // A create is prepared and never run.
+  assert.deepEqual(many(conn, 'create table qm_d (a integer)', [[]]), { calls: 1, returned: undefined, err: null, outcomes: [] });
+  assert.deepEqual(run(conn, 'select a from qm_d').err, { Error: '[E10001]no such table: qm_d' });
+  assert.deepEqual(rowsOf(conn, 'select a from qm_c'), [{ a: 1 }, { a: 1 }]);
+});
+
+test('a link that dropped before the call ends the run quietly', () => {
+  const own = openConnection(fx.server);
+  run(own, 'ZANVO FAULT CLOSE AFTER 0');
+  const closed = '[EJ1024] database connection is closed';
+  assert.deepEqual(run(own, 'select 1 from dual').err, { Error: closed });
+  assert.equal(own.querymany('insert into qm_c values (?)', [[9]]), undefined);
+  assert.deepEqual(many(own, 'insert into qm_c values (?)', [[9], [10]]),
+    { calls: 1, returned: undefined, err: { Error: closed }, outcomes: [] });
+  own.disconnect();
+  assert.deepEqual(rowsOf(fx.conn, 'select a from qm_c where a > 1'), []);
+});
