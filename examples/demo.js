@@ -19,6 +19,33 @@ function show(conn, sql) {
   for (const row of rows) console.log(' ', row);
 }
 
+// querymany runs one statement for each row of an array; a query object hands a result to the
+// script one row at a time, however long it is.
+function manyRowsAndQueryObject(conn) {
+  run(conn, 'create table visits (pet integer, day integer, note varchar(20))');
+  console.log('> querymany: insert into visits values (?, ?, ?), three rows');
+  conn.querymany('insert into visits values (?, ?, ?)', [[1, 1, 'check-up'], [2, 1, 'claws'], [1, 2, 'jab']],
+    (err, outcomes) => console.log('  error:', err, 'outcomes:', outcomes));
+  console.log('> querymany: update visits set note = :note where pet = :pet, two rows by name');
+  conn.querymany('update visits set note = :note where pet = :pet', [{ pet: 2, note: 'trim' }, { pet: 9, note: 'none' }],
+    (err, outcomes) => console.log('  error:', err, 'outcomes:', outcomes));
+  run(conn, `insert into visits with recursive n(k) as (select 3 union all select k + 1 from n where k < 50000)
+    select 1 + k % 2, k, 'routine' from n`);
+  console.log('> a query object over select pet, day, note from visits order by day, read row by row');
+  const q = conn.query('select pet, day, note from visits order by day, pet');
+  q.on('fields', (fields) => console.log('  columns:', fields.map((f) => f.ColName).join(', ')));
+  let count = 0;
+  for (let done = false; !done;) {
+    q.nextRecord('nextrecord', (row) => {
+      if (row === null) { done = true; return; }
+      if (typeof row === 'string') throw new Error(row);
+      count += 1;
+      if (count <= 3) console.log(' ', row);
+    });
+  }
+  console.log(`  ... ${count} rows in all, then null: the rows have ended`);
+}
+
 async function main() {
   const server = await launcher.start();
   console.log(`reference server listening on ${server.host}:${server.port}`);
@@ -48,6 +75,8 @@ async function main() {
     show(conn, 'select id, name from pets order by id');
 
     conn.query('select * from no_such_table', (err) => console.log('a refused statement:', err));
+
+    manyRowsAndQueryObject(conn);
   } finally {
     conn.end();
     console.log('closed');

@@ -1,0 +1,52 @@
+'use strict';
+// 10,000 rows of 8 values inserted by one querymany beside 10,000 single query calls with the
+// same values, against the reference server in one run. Prints rows per second for each (best of
+// a few rounds) and their ratio.
+// Run: npm run build && node bench/querymany_vs_query.js
+const path = require('path');
+const zanvodb = require(path.join(__dirname, '..'));
+const launcher = require(path.join(__dirname, '..', 'server', 'launcher.js'));
+
+const ROWS = 10000;
+const ROUNDS = 5;
+const INSERT = 'insert into bench values (?, ?, ?, ?, ?, ?, ?, ?)';
+
+function values(k) {
+  return [k, k * 1000, k / 7, `name ${k}`, `more ${k}`, k * 0.5, k % 100, k % 2 === 0];
+}
+
+function best(conn, load) {
+  let fastest = Infinity;
+  for (let round = 0; round < ROUNDS; ++round) {
+    conn.query('delete from bench', () => {});
+    const start = process.hrtime.bigint();
+    load();
+    fastest = Math.min(fastest, Number(process.hrtime.bigint() - start) / 1e9);
+    conn.query('select count(*) as n from bench', (err, rows) => {
+      if (err || rows[0].n !== ROWS) throw new Error(`loaded ${err ? err.Error : rows[0].n} rows`);
+    });
+  }
+  return ROWS / fastest;
+}
+
+async function main() {
+  const server = await launcher.start();
+  try {
+    const conn = zanvodb.createConnection(server.connString());
+    conn.connect();
+    const check = (err) => { if (err) throw new Error(err.Error); };
+    conn.query('create table bench (i integer, b bigint, d double, v varchar(32), s varchar(32), f double, n integer, flag boolean)', check);
+    const rows = Array.from({ length: ROWS }, (_, k) => values(k));
+    const single = best(conn, () => { for (const row of rows) conn.query(INSERT, row, check); });
+    const many = best(conn, () => conn.querymany(INSERT, rows, check));
+    const line = (label, perSec) => console.log(`${label.padEnd(24)} ${Math.round(perSec).toLocaleString('en-US').padStart(8)} rows/s`);
+    line(`${ROWS.toLocaleString('en-US')} single query calls`, single);
+    line(`one querymany of ${ROWS.toLocaleString('en-US')}`, many);
+    console.log(`querymany / query rows per second: ${(many / single).toFixed(3)} (best of ${ROUNDS})`);
+    conn.end();
+  } finally {
+    await server.stop();
+  }
+}
+
+main();
