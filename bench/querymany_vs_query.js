@@ -3,9 +3,7 @@
 // same values, against the reference server in one run. Prints rows per second for each (best of
 // a few rounds) and their ratio.
 // Run: npm run build && node bench/querymany_vs_query.js
-const path = require('path');
-const zanvodb = require(path.join(__dirname, '..'));
-const launcher = require(path.join(__dirname, '..', 'server', 'launcher.js'));
+const { check, withEightColumnTable } = require('./eight_column_table');
 
 const ROWS = 10000;
 const ROUNDS = 5;
@@ -29,24 +27,14 @@ function best(conn, load) {
   return ROWS / fastest;
 }
 
-async function main() {
-  const server = await launcher.start();
-  try {
-    const conn = zanvodb.createConnection(server.connString());
-    conn.connect();
-    const check = (err) => { if (err) throw new Error(err.Error); };
-    conn.query('create table bench (i integer, b bigint, d double, v varchar(32), s varchar(32), f double, n integer, flag boolean)', check);
-    const rows = Array.from({ length: ROWS }, (_, k) => values(k));
-    const single = best(conn, () => { for (const row of rows) conn.query(INSERT, row, check); });
-    const many = best(conn, () => conn.querymany(INSERT, rows, check));
-    const line = (label, perSec) => console.log(`${label.padEnd(24)} ${Math.round(perSec).toLocaleString('en-US').padStart(8)} rows/s`);
-    line(`${ROWS.toLocaleString('en-US')} single query calls`, single);
-    line(`one querymany of ${ROWS.toLocaleString('en-US')}`, many);
-    console.log(`querymany / query rows per second: ${(many / single).toFixed(3)} (best of ${ROUNDS})`);
-    conn.end();
-  } finally {
-    await server.stop();
-  }
+function compare(conn) {
+  const rows = Array.from({ length: ROWS }, (_, k) => values(k));
+  const single = best(conn, () => { for (const row of rows) conn.query(INSERT, row, check); });
+  const many = best(conn, () => conn.querymany(INSERT, rows, check));
+  const line = (label, perSec) => console.log(`${label.padEnd(28)} ${Math.round(perSec).toLocaleString('en-US').padStart(8)} rows/s`);
+  line(`${ROWS.toLocaleString('en-US')} single query calls`, single);
+  line(`one querymany of ${ROWS.toLocaleString('en-US')} rows`, many);
+  console.log(`querymany / query rows per second: ${(many / single).toFixed(3)} (best of ${ROUNDS})`);
 }
 
-main();
+withEightColumnTable('bench', compare);
