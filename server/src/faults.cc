@@ -21,7 +21,8 @@ bool number_in(std::string_view word, int64_t low, int64_t high, int64_t& out) {
 }  // namespace
 
 bool parse_fault(std::string_view text, Fault& out) {
-  std::vector<std::string_view> w = split_words(trim(text));
+  if (!first_word_is(text, "ZANVO")) return false;
+  std::vector<std::string_view> w = split_words(trim(text), 7);
   if (w.size() < 4 || !iequals(w[0], "ZANVO") || !iequals(w[1], "FAULT")) return false;
   Fault f;
   bool good = false;

@@ -70,7 +70,7 @@ size_t skip_unparsed(std::string_view s, size_t pos) {
 
 bool may_hold_interval_type(std::string_view sql) {
   for (size_t i = 0; i + 8 <= sql.size(); ++i) {
-    if (iequals(sql.substr(i, 8), "INTERVAL")) return true;
+    if ((sql[i] | 0x20) == 'i' && iequals(sql.substr(i, 8), "INTERVAL")) return true;
   }
   return false;
 }

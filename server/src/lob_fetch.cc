@@ -9,7 +9,8 @@
 namespace zv {
 
 bool parse_lob_fetch(std::string_view text, LobFetch& out) {
-  std::vector<std::string_view> w = split_words(text);
+  if (!first_word_is(text, "get")) return false;
+  std::vector<std::string_view> w = split_words(text, 8);
   if (w.size() != 7 || !iequals(w[0], "get") || !iequals(w[1], "lob") || !iequals(w[3], "offset") ||
       !iequals(w[5], "limit")) {
     return false;

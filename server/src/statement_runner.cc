@@ -104,13 +104,19 @@ bool StatementRunner::run_sql(std::string_view& rest, const Parameters& params, 
   std::string_view verb = first_word(rest);
   if (!controls_transaction(verb) && !begin_if_manual(out)) return false;
   StmtPtr stmt;
-  const char* tail = nullptr;
-  if (!prepare(rest, stmt, tail, out)) return false;
-  size_t used = static_cast<size_t>(tail - rest.data());
+  size_t used = 0;
+  if (!statements_.take(rest, stmt, used)) {
+    const char* tail = nullptr;
+    if (!prepare(rest, stmt, tail, out)) return false;
+    used = static_cast<size_t>(tail - rest.data());
+  }
+  const std::string_view text = rest;
   // Nothing but a comment: SQLite compiled nothing, and whatever it left is no statement.
   rest.remove_prefix(stmt || used > 0 ? used : rest.size());
   if (!stmt) return true;
-  return execute(stmt, verb, params, out);
+  const bool good = execute(stmt, verb, params, out);
+  statements_.give_back(text, std::move(stmt), used);
+  return good;
 }
 
 bool StatementRunner::execute(StmtPtr& stmt, std::string_view verb, const Parameters& params, ReplyWriter& out) {

@@ -12,6 +12,7 @@
 #include "reply_writer.h"
 #include "result_stream.h"
 #include "special_statements.h"
+#include "statement_cache.h"
 #include "value_encoder.h"
 
 namespace zv {
@@ -60,6 +61,7 @@ class StatementRunner {
   LobPolicy lobs_;
   std::map<std::string, Cursor> cursors_;
   PreparedStatements prepared_;
+  StatementCache statements_;  // the texts run lately, compiled
 };
 
 }  // namespace zv

@@ -1,5 +1,6 @@
 #include "text_util.h"
 
+#include <algorithm>
 #include <cctype>
 #include <limits>
 
@@ -17,12 +18,21 @@ std::string upper_case(std::string_view s) {
   return out;
 }
 
+// ASCII letters only: every keyword compared here is ASCII, and the server runs in the C locale.
 bool iequals(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
+    char x = a[i], y = b[i];
+    if (x == y) continue;
+    if (static_cast<unsigned char>((x | 0x20) - 'a') > 'z' - 'a' || (x | 0x20) != (y | 0x20)) return false;
   }
   return true;
+}
+
+bool first_word_is(std::string_view text, std::string_view word) {
+  text = trim(text);
+  return text.size() >= word.size() && iequals(text.substr(0, word.size()), word) &&
+         (text.size() == word.size() || is_space(text[word.size()]));
 }
 
 std::string clip(std::string_view s, size_t max) {
@@ -52,6 +62,7 @@ std::string_view strip_statement_end(std::string_view s) {
 
 std::vector<std::string_view> split_words(std::string_view s, size_t max_words) {
   std::vector<std::string_view> words;
+  words.reserve(std::min<size_t>(max_words, 8));
   size_t i = 0;
   while (i < s.size() && words.size() < max_words) {
     while (i < s.size() && is_space(s[i])) ++i;

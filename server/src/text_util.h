@@ -11,6 +11,8 @@ namespace zv {
 std::string lower_case(std::string_view s);
 std::string upper_case(std::string_view s);
 bool iequals(std::string_view a, std::string_view b);
+// The first whitespace-separated word of `text` is `word`, in any case.
+bool first_word_is(std::string_view text, std::string_view word);
 bool ends_with(std::string_view s, std::string_view tail);
 bool is_space(char c);
 std::string_view trim(std::string_view s);
