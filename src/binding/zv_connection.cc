@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "binding/execute_batch_method.h"
 #include "binding/held_results.h"
 #include "binding/options_string.h"
 #include "binding/querymany.h"
@@ -34,6 +35,7 @@ void ZVConnection::Init(Isolate* isolate) {
       {"disconnect", Disconnect},
       {"destry", Destry},
       {"querymany", QueryMany},
+      {"executeBatch", ExecuteBatch},
   };
   constructor.Reset(isolate, build_class(isolate, "ZVConnection", New, 4, methods, sizeof methods / sizeof methods[0]));
 }

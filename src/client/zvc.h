@@ -195,6 +195,9 @@ int32_t ZVC_BindParamArrayByName(void** handle, const char* name, int32_t param_
 // the whole batch was rolled back. The set stays on the connection, emptied: the next batch binds
 // anew.
 int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_count);
+// ZVC_ExecuteBatch that also writes to *changed_out (when not null) the rows the server's one
+// record counts as changed or deleted: 0 after a failure or a reply without a count.
+int32_t ZVC_ExecuteBatchCount(ConnRecord** handle, const char* sql, int32_t array_count, int32_t* changed_out);
 // Runs a text whose parameters include output values or a return value; a result it brings goes
 // to *result_out.
 int32_t ZVC_ExecuteOut(ConnRecord** handle, const char* sql, void** result_out);

@@ -40,7 +40,7 @@ int32_t check_batch(ConnRecord* conn, int32_t array_count) {
 }
 }  // namespace
 
-int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_count) {
+int32_t ZVC_ExecuteBatchCount(ConnRecord** handle, const char* sql, int32_t array_count, int32_t* changed_out) {
   ConnRecord* conn = conn_of(handle);
   if (!conn || !sql) return ZV_BAD_HANDLE;
   int32_t rc = check_batch(conn, array_count);
@@ -59,6 +59,12 @@ int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_cou
   // The statement has run by now; the text only tells the caller it was no batch.
   if (pres && pres->result_kind == RK_ROWS)
     set_error_text(&conn->error_text, "[EC026]Error ExecuteBatch can't surpport a select_sql  \n");
+  if (changed_out)
+    *changed_out = pres && (pres->result_kind == RK_UPDATE || pres->result_kind == RK_DELETE) ? pres->effect_count : 0;
   free_result_chain(pres);
   return rc;
+}
+
+int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_count) {
+  return ZVC_ExecuteBatchCount(handle, sql, array_count, nullptr);
 }

@@ -1,0 +1,51 @@
+// Script rows turned into the column blocks that the client's array binds take: one column per
+// placeholder, each with one type chosen over all the rows.
+#pragma once
+#include <node.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zvdbms {
+
+// Where each bound slot finds its value in a row: by index for "?" placeholders; for :name
+// placeholders under the name, else at the index of its first placeholder.
+struct BatchShape {
+  bool positional;
+  std::vector<std::string> names;  // one per slot when named; repeated names share one slot
+  std::vector<uint32_t> indexes;
+};
+
+// The placeholders of sql as slots; no slots when the text has none.
+BatchShape batch_shape(const char* sql);
+
+// What a column's values go out as, over all the rows.
+enum ColumnKind : uint8_t {
+  COL_NULL,    // every value null or undefined
+  COL_INT32,   // every value an int32
+  COL_INT64,   // whole numbers, some beyond int32 (up to 2^53)
+  COL_DOUBLE,  // numbers, some not whole
+  COL_BOOL,    // booleans
+  COL_TEXT,    // strings and Dates, or values of several kinds, each in its text form
+  COL_BINARY,  // Buffers and other typed views, their bytes as they are
+};
+
+// Checks every row (an array or an object) and every value, and gives each slot its kind. False,
+// with a TypeError thrown that names the row (counted from 1) and the placeholder, on a row or a
+// value that cannot be bound.
+bool scan_batch_rows(v8::Isolate* isolate, v8::Local<v8::Array> rows, const BatchShape& shape,
+                     std::vector<uint8_t>* kinds);
+
+// One slot's values for rows first .. first+count-1, as ZVC_BindParamArrayBy* takes them.
+struct ColumnBlock {
+  int32_t ctype;
+  std::string block;
+  std::vector<int32_t> lengths;
+};
+
+// Fills one block per slot from rows that scan_batch_rows accepted; the blocks' storage is reused.
+void fill_batch_blocks(v8::Isolate* isolate, v8::Local<v8::Array> rows, uint32_t first, uint32_t count,
+                       const BatchShape& shape, const std::vector<uint8_t>& kinds, std::vector<ColumnBlock>* blocks);
+
+}  // namespace zvdbms

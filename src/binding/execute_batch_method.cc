@@ -1,0 +1,164 @@
+// ZVConnection.executeBatch(sql, rows, callback): a bulk load. Each placeholder's values over
+// all the rows are bound as one array, and the rows go to the server in commands of at most
+// 65535 rows, each run by the server as one all-or-nothing batch. The callback gets
+// (null, count) with the rows the server counts as changed, or (text, count) with the failure
+// and the rows that the commands before it changed, which stay.
+#include "binding/execute_batch_method.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "binding/batch_columns.h"
+#include "binding/zv_connection.h"
+#include "zvc.h"
+
+namespace zvdbms {
+
+using v8::Array;
+using v8::Function;
+using v8::FunctionCallbackInfo;
+using v8::Isolate;
+using v8::Local;
+using v8::Value;
+
+namespace {
+
+enum {
+  BATCH_TEXT_BUF = 1024,
+};
+const uint32_t kBatchRowsMax = 65535;  // the rows one command word can announce
+
+// Entry checks, before anything is opened or sent; false with a TypeError thrown.
+bool check_arguments(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;
+  if (args[0]->IsUndefined()) return throw_type_error(isolate, "The first argument undefined."), false;
+  if (!args[0]->IsString()) return throw_type_error(isolate, "The first argument is not a statement text"), false;
+  if (!args[1]->IsArray()) return throw_type_error(isolate, "The second argument is not an array of rows"), false;
+  if (!args[2]->IsFunction()) return throw_type_error(isolate, "The third argument is not callback function"), false;
+  return true;
+}
+
+// The link for the load, opened as query opens it; false with a TypeError thrown.
+bool open_for_batch(Isolate* isolate, ZVConnection* conn) {
+  if (conn->state != STATE_UNOPENED && conn->state != STATE_OPEN)
+    return throw_type_error(isolate, "The Connection is Not Open!"), false;
+  if (conn->state == STATE_UNOPENED && conn->open_link() < 0)
+    return throw_type_error(isolate, "Connect to Database failed! connection params error or Server can't reach"), false;
+  return true;
+}
+
+// Binds one command's blocks on the connection: by position, or by name.
+int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows) {
+  void** h = reinterpret_cast<void**>(handle);
+  int32_t slots = static_cast<int32_t>(blocks.size());
+  for (int32_t s = 0; s < slots; s++) {
+    ColumnBlock& c = blocks[s];
+    int32_t size = static_cast<int32_t>(c.block.size());
+    void* values = &c.block[0];  // never empty: a null takes its width or its length prefix
+    int32_t rc = shape.positional
+                     ? ZVC_BindParamArrayByPos(h, s + 1, slots, 1, c.ctype, rows, values, size, c.lengths.data())
+                     : ZVC_BindParamArrayByName(h, shape.names[s].c_str(), slots, 1, c.ctype, rows, values, size,
+                                                c.lengths.data());
+    if (rc < 0) return rc;
+  }
+  return 0;
+}
+
+// One command of the load: its rows, their blocks, and what the server answered.
+struct Command {
+  uint32_t first = 0;
+  uint32_t rows = 0;
+  std::vector<ColumnBlock> blocks;
+  int32_t rc = 0;
+  int32_t changed = 0;
+};
+
+// Binds a command's blocks and runs it; off the script thread, so it touches no script value.
+void run_command(ConnRecord** handle, const BatchShape* shape, const std::string* sql, Command* c) {
+  int32_t rows = static_cast<int32_t>(c->rows);
+  c->changed = 0;
+  c->rc = bind_blocks(handle, *shape, c->blocks, rows);
+  if (c->rc >= 0) c->rc = ZVC_ExecuteBatchCount(handle, sql->c_str(), rows, &c->changed);
+  // A bind that failed leaves arrays on the connection; the next statement must not carry them.
+  if (c->rc < 0) ZVC_ClearParams(reinterpret_cast<void**>(handle));
+}
+
+// The failure text, with the server's "row k of the batch" counted over all the script's rows.
+std::string failure_in_rows(ConnRecord** handle, int32_t rc, uint32_t first) {
+  char text[BATCH_TEXT_BUF] = {0};
+  failure_text(reinterpret_cast<void**>(handle), rc, text, sizeof text);
+  const char* mark = strstr(text, "]row ");
+  if (!mark) return text;
+  char* end = nullptr;
+  unsigned long row = strtoul(mark + 5, &end, 10);
+  static const char kTail[] = " of the batch: ";
+  if (end == mark + 5 || strncmp(end, kTail, sizeof kTail - 1) != 0) return text;
+  return std::string(text, static_cast<size_t>(mark + 5 - text)) + std::to_string(row + first) + end;
+}
+
+void report(Isolate* isolate, Local<Function> callback, const std::string* error, double count) {
+  Local<Value> argv[2] = {error ? Local<Value>(utf8(isolate, error->c_str())) : Local<Value>(v8::Null(isolate)),
+                          v8::Number::New(isolate, count)};
+  call_back(isolate, callback, 2, argv);
+}
+
+}  // namespace
+
+void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
+  if (!check_arguments(args)) return;
+  v8::String::Utf8Value text(isolate, args[0]);
+  const std::string sql(*text, static_cast<size_t>(text.length()));
+  BatchShape shape = batch_shape(sql.c_str());
+  if (shape.indexes.empty()) {
+    throw_type_error(isolate, "The statement has no placeholders for the rows' values");
+    return;
+  }
+  Local<Array> rows = args[1].As<Array>();
+  Local<Function> callback = args[2].As<Function>();
+  std::vector<uint8_t> kinds;
+  if (!scan_batch_rows(isolate, rows, shape, &kinds)) return;
+  if (!open_for_batch(isolate, conn)) return;
+
+  // While one command is bound, sent and answered on a thread of its own, the script thread
+  // turns the next rows into blocks: the two take turns with two sets of blocks.
+  const uint32_t total = rows->Length();
+  double changed = 0;
+  Command commands[2];
+  std::thread running;
+  Command* in_flight = nullptr;
+  const Command* failed = nullptr;
+  auto settle = [&]() {
+    running.join();
+    if (in_flight->rc < 0)
+      failed = in_flight;
+    else
+      changed += in_flight->changed;
+    in_flight = nullptr;
+  };
+  for (uint32_t first = 0, k = 0; first < total; first += kBatchRowsMax, k ^= 1) {
+    Command& next = commands[k];
+    next.first = first;
+    next.rows = total - first < kBatchRowsMax ? total - first : kBatchRowsMax;
+    fill_batch_blocks(isolate, rows, first, next.rows, shape, kinds, &next.blocks);
+    if (in_flight) settle();
+    if (failed) break;
+    in_flight = &next;
+    running = std::thread(run_command, &conn->p_conn, &shape, &sql, &next);
+  }
+  if (in_flight) settle();
+  if (failed) {
+    std::string error = failure_in_rows(&conn->p_conn, failed->rc, failed->first);
+    report(isolate, callback, &error, changed);
+    return;
+  }
+  report(isolate, callback, nullptr, changed);
+}
+
+}  // namespace zvdbms

@@ -1,0 +1,114 @@
+'use strict';
+// executeBatch(sql, rows, cb): rows bound as arrays and loaded in commands of at most 65535 rows.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { openConnection, run, withServer } = require('./helpers');
+
+const fx = withServer(test, { connect: true });
+
+const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
+
+// executeBatch gathered into one object, since the callback runs before the method returns.
+function load(sql, rows, conn = fx.conn) {
+  let out;
+  conn.executeBatch(sql, rows, (err, count) => { out = { err, count }; });
+  return out;
+}
+
+function select(sql) {
+  const { err, rows } = run(fx.conn, sql);
+  assert.equal(err, null);
+  return rows;
+}
+
+test('rows by position: one type per column, several kinds in a column as text, nulls', () => {
+  run(fx.conn, 'create table eb (i integer, big bigint, d double, s varchar(40), b boolean, t datetime, ' +
+               'nobin integer, m varchar(20))');
+  const at = new Date(2026, 0, 2, 3, 4, 5);
+  const rows = [
+    [1, 2 ** 40, 1.5, 'one', true, '2026-01-02 03:04:05', Buffer.from([1, 0, 2]), 5],
+    [2, -7, 2, 'twó\u0000cut', false, at, null, 'x'],
+    [3, null, undefined, '', null, null, Buffer.alloc(0), true],
+    [4, 4294967295, -0.25, null, true, null, null, 1.5],
+  ];
+  assert.deepEqual(load('insert into eb values (?, ?, ?, ?, ?, ?, ?, ?)', rows), { err: null, count: 4 });
+  const back = select('select i, big, d, s, b, t, nobin is null as nobin, length(nobin) as len, m from eb order by i');
+  const t = back.map((r) => (r.t === null ? null : r.t.getTime()));
+  assert.deepEqual(t, [at.getTime(), at.getTime(), null, null]);
+  assert.deepEqual(back.map(({ t: _, ...r }) => r), [
+    { i: 1, big: 2 ** 40, d: 1.5, s: 'one', b: true, nobin: 0, len: 3, m: '5' },
+    // Text is cut at its first NUL, as query cuts it; an empty string or Buffer arrives as NULL.
+    { i: 2, big: -7, d: 2, s: 'twó', b: false, nobin: 1, len: null, m: 'x' },
+    { i: 3, big: null, d: null, s: null, b: null, nobin: 1, len: null, m: '1' },
+    { i: 4, big: 4294967295, d: -0.25, s: null, b: true, nobin: 1, len: null, m: '1.5' },
+  ]);
+});
+
+test('rows by name: objects by name, arrays by index, a repeated name bound once; counts of an update', () => {
+  run(fx.conn, 'create table ebn (a integer, b varchar(10), c integer)');
+  const rows = [{ a: 1, b: 'x' }, [2, 'y'], { b: 'z', a: 3, extra: 'ignored' }];
+  assert.deepEqual(load('insert into ebn values (:a, :b, :a)', rows), { err: null, count: 3 });
+  assert.deepEqual(select('select a, b, c from ebn order by a'),
+    [{ a: 1, b: 'x', c: 1 }, { a: 2, b: 'y', c: 2 }, { a: 3, b: 'z', c: 3 }]);
+  // The count is what the server says the statements changed: the row for a = 99 changes none.
+  assert.deepEqual(load('update ebn set b = ? where a = ?', [['u', 1], ['v', 99], ['w', 3]]), { err: null, count: 2 });
+  assert.deepEqual(select('select b from ebn order by a'), [{ b: 'u' }, { b: 'y' }, { b: 'w' }]);
+  assert.deepEqual(load('delete from ebn where a = :a', []), { err: null, count: 0 });
+});
+
+test('100,000 rows go out in commands of 65,535 and 34,465 rows and all arrive', () => {
+  run(fx.conn, 'create table ebig (a integer primary key, b varchar(20))');
+  const rows = Array.from({ length: 100000 }, (_, i) => [i, `row ${i}`]);
+  assert.deepEqual(load('insert into ebig values (?, ?)', rows), { err: null, count: 100000 });
+  assert.deepEqual(select('select count(*) as n, sum(a) as s from ebig'), [{ n: 100000, s: 4999950000 }]);
+  assert.deepEqual(select('select a, b from ebig where a in (0, 65534, 65535, 99999) order by a'), [
+    { a: 0, b: 'row 0' }, { a: 65534, b: 'row 65534' }, { a: 65535, b: 'row 65535' }, { a: 99999, b: 'row 99999' },
+  ]);
+});
+
+test('a failing row rolls back its command, keeps the commands before it and is counted over all rows', () => {
+  run(fx.conn, 'create table ebf (n integer unique)');
+  assert.deepEqual(load('insert into ebf values (?)', [[1], [2], [1]]),
+    { err: '[E10001]row 3 of the batch: UNIQUE constraint failed: ebf.n', count: 0 });
+  assert.deepEqual(select('select count(*) as n from ebf'), [{ n: 0 }]);
+
+  const rows = Array.from({ length: 70000 }, (_, i) => [i]);
+  rows[69999] = [0];
+  const failed = { err: '[E10001]row 70000 of the batch: UNIQUE constraint failed: ebf.n', count: 65535 };
+  assert.deepEqual(load('insert into ebf values (?)', rows), failed);
+  assert.deepEqual(select('select count(*) as n, max(n) as top from ebf'), [{ n: 65535, top: 65534 }]);
+
+  // Inside a transaction the kept commands go with a rollback too.
+  run(fx.conn, 'delete from ebf');
+  fx.conn.beginTransaction(() => {});
+  assert.deepEqual(load('insert into ebf values (?)', rows), failed);
+  fx.conn.rollback(() => {});
+  assert.deepEqual(select('select count(*) as n from ebf'), [{ n: 0 }]);
+  // The link stays in step for the next load.
+  assert.deepEqual(load('insert into ebf values (?)', [[7]]), { err: null, count: 1 });
+});
+
+test('misuse throws a TypeError before anything is sent', () => {
+  run(fx.conn, 'create table ebe (a integer, b integer)');
+  const sql = 'insert into ebe values (?, ?)';
+  const cb = () => assert.fail('no callback after a refusal');
+  const cases = [
+    [[sql, [], cb, 4], 'Wrong arguments number'],
+    [[undefined, [], cb], 'The first argument undefined.'],
+    [[{ sql }, [], cb], 'The first argument is not a statement text'],
+    [[sql, { 0: [1, 2] }, cb], 'The second argument is not an array of rows'],
+    [[sql, [[1, 2]]], 'The third argument is not callback function'],
+    [['insert into ebe values (1, 2)', [[]], cb], "The statement has no placeholders for the rows' values"],
+    [[sql, [[1, 2], 3], cb], 'Row 2 is neither an array nor an object'],
+    [[sql, [[1, 2], [3, { n: 4 }]], cb], 'Row 2, placeholder 2: an object, array, function, symbol or BigInt has no parameter form'],
+    [[sql, [[1, 2n]], cb], 'Row 1, placeholder 2: an object, array, function, symbol or BigInt has no parameter form'],
+    [[sql, [[1, Buffer.from('a')], [2, 'b']], cb], 'Row 2, placeholder 2: a Buffer cannot share its column with values of other kinds'],
+    [['insert into ebe values (:a, :b)', [{ a: 1, b: () => 2 }], cb], 'Row 1, placeholder :b: an object, array, function, symbol or BigInt has no parameter form'],
+  ];
+  for (const [args, message] of cases) assert.throws(() => fx.conn.executeBatch(...args), typeError(message), message);
+  assert.deepEqual(select('select count(*) as n from ebe'), [{ n: 0 }]);
+
+  const ended = openConnection(fx.server);
+  ended.end();
+  assert.throws(() => ended.executeBatch(sql, [[1, 2]], cb), typeError('The Connection is Not Open!'));
+});
