@@ -46,6 +46,16 @@ function manyRowsAndQueryObject(conn) {
   console.log(`  ... ${count} rows in all, then null: the rows have ended`);
 }
 
+// executeBatch loads many rows of one statement in few exchanges: at most 65,535 rows a command.
+function bulkLoad(conn) {
+  run(conn, 'create table readings (pet integer, day integer, grams double)');
+  const rows = Array.from({ length: 100000 }, (_, k) => [1 + (k % 2), k, 1000 + (k % 500) / 4]);
+  console.log('> executeBatch: insert into readings values (?, ?, ?), 100,000 rows');
+  conn.executeBatch('insert into readings values (?, ?, ?)', rows,
+    (err, count) => console.log('  error:', err, 'rows loaded:', count));
+  show(conn, 'select pet, count(*) as days, avg(grams) as grams from readings group by pet order by pet');
+}
+
 async function main() {
   const server = await launcher.start();
   console.log(`reference server listening on ${server.host}:${server.port}`);
@@ -77,6 +87,7 @@ async function main() {
     conn.query('select * from no_such_table', (err) => console.log('a refused statement:', err));
 
     manyRowsAndQueryObject(conn);
+    bulkLoad(conn);
   } finally {
     conn.end();
     console.log('closed');
