@@ -19,6 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::string select_reply = one_value_reply(TC_CLOB, wire_str(kDescriptor));
   StreamPeer peer(select_reply + std::string(reinterpret_cast<const char*>(data), size));
   peer.conn->lob_ret = 1;
+  peer.conn->use_srvcursor_off = 1;  // a plain select's reply
   void* result = nullptr;
   fuzz_require(ZVC_Execute(&peer.conn, "select c from t", &result, nullptr, nullptr, nullptr) == 1 &&
                    ZVC_NextRow(&result) == 0,

@@ -241,6 +241,11 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
   StmtPtr stmt;
   const char* tail = nullptr;
   std::string_view query = text.substr(s.query_start);
+  // A prepared statement's name stands for its text: the cursor runs a copy of its own, so that
+  // the statement stays free for "? name" while the cursor lasts.
+  const std::vector<std::string_view> words = split_words(strip_statement_end(query), 2);
+  const PreparedStatement* named = words.size() == 1 ? prepared_.find(upper_case(words[0])) : nullptr;
+  if (named) query = sqlite3_sql(named->stmt.get());
   if (!prepare(query, stmt, tail, out)) return false;
   if (!stmt || sqlite3_column_count(stmt.get()) == 0) {
     out.error("[E10004]a cursor needs a query that returns rows");
@@ -253,7 +258,7 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
   }
   cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false};
   // The query's own end decides where the next statement starts, not the first ";".
-  s.length = static_cast<size_t>(tail - text.data());
+  s.length = named ? text.size() : static_cast<size_t>(tail - text.data());
   return true;
 }
 

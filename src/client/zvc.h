@@ -214,10 +214,36 @@ int32_t ZVC_Prepare(ConnRecord** handle, const char* sql, char* name_buf);
 int32_t ZVC_UnPrepare(ConnRecord** handle, const char* name);
 // Runs a prepared statement with the parameters bound for it: the named one, or with a null name
 // the default one; its rows or counts go to *result_out (freed when result_out is null).
-// cursor_buf must be null: the cursor form is not available and gives -3 with a text.
+// With cursor_buf (ZV_CURSOR_BUF_SIZE bytes) the statement is declared as the cursor
+// "<name>_CUR", written there, and opened, for ZVC_FetchCursor; *result_out gets what the DECLARE
+// brought. A refused DECLARE gives -1 with "sql:<text> errinfo: <server's text> \n"; a refused
+// OPEN gives -1 (a failed link -4) with the server's text, the declared cursor left to close.
 int32_t ZVC_Execute2(ConnRecord** handle, const char* prepare_name, char* cursor_buf, void** result_out);
 
-// Results: handles of kind 4 (ResultRecord)
+// Cursors. A query of ZVC_Execute comes back as a handle of kind 6 that reads like a result and
+// fetches its rows from a server cursor 20000 at a time behind ZVC_NextRow; ZVC_CloseResult closes
+// it (a failed refill gives its code; rows past it are lost). Named cursors are driven by the
+// caller. Every name fits ZV_CURSOR_NAME_SIZE bytes with its NUL: a longer or empty one gives -3
+// with "[EC071]..." in error_text, and nothing goes out.
+enum { ZV_CURSOR_NAME_SIZE = 64, ZV_CURSOR_BUF_SIZE = ZV_STMT_NAME_SIZE + 4 };
+// Declares sql (with the connection's parameters) as the cursor cursor_name and opens it; what
+// the DECLARE brought goes to *result_out and its field count to *field_count_out. -1 with the
+// server's text when DECLARE or OPEN was refused.
+int32_t ZVC_DeclareCursor(ConnRecord** handle, const char* sql, const char* cursor_name, void** result_out,
+                          int32_t* field_count_out);
+// The next 20000 rows of the cursor into one new record in *result_io (the record it held is
+// freed); returns their number. A short block marks the cursor read to its end: later fetches
+// give -1 with "[EC072]..." and ZVC_CloseCursor sends nothing, until the next cursor is declared.
+int32_t ZVC_FetchCursor(ConnRecord** handle, const char* cursor_name, void** result_io);
+// The next *count_ptr rows of the cursor into *result_out, with their field and row counts; 0.
+int32_t ZVC_FetchCount(ConnRecord** handle, const char* cursor_name, void** result_out, int32_t* field_count_out,
+                       int32_t* row_count_out, const int32_t* count_ptr);
+// Closes the cursor: 0, -1 with "[EC027]Error :<server's text> Close Cursor <name>  \n", -4.
+int32_t ZVC_CloseCursor(ConnRecord** handle, const char* cursor_name);
+// Frees the record in *result_io, sends text and reads its rows into a new one there.
+int32_t ZVC_Refetch(ConnRecord** handle, const char* text, void** result_io);
+
+// Results: handles of kind 4 (ResultRecord) and 6 (smart cursor, read through its block in hand)
 int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,
                     int32_t* out_len);
 int32_t ZVC_GetColumnCount(void** handle, int32_t* count_out);

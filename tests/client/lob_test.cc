@@ -115,6 +115,7 @@ TEST(Lob, ColumnValues) {
     SCOPED_TRACE(&c - cases);
     StreamPeer peer(c.reply);
     peer.conn->lob_ret = c.lob_ret;
+    peer.conn->use_srvcursor_off = 1;  // a plain select's reply
     void* result = nullptr;
     EXPECT_EQ(1, ZVC_Execute(&peer.conn, "select", &result, nullptr, nullptr, nullptr));
     EXPECT_EQ(0, ZVC_NextRow(&result));

@@ -22,6 +22,7 @@ TEST(NavResult, RowsAndColumns) {
   StreamPeer peer(result_head({field_desc("T.ID%Key", TC_INTEGER, 4, 9), field_desc(std::string(300, 'n'), TC_NUMERIC)}) +
                   "R" + int_field(1) + null_field() + "R" + int_field(2) + null_field() + "R" + int_field(3) +
                   null_field() + "K");
+  peer.conn->use_srvcursor_off = 1;  // a plain select's reply
   void* result = nullptr;
   ASSERT_GE(ZVC_Execute(&peer.conn, "select", &result, nullptr, nullptr, nullptr), 0);
   int32_t count = -1, ctype = 0, size = 0, detail = 0;
@@ -58,6 +59,7 @@ TEST(NavResult, RowsAndColumns) {
 TEST(NavResult, ChainsAndAttributes) {
   std::string reply = result_head({field_desc("N", TC_INTEGER, 4)}) + "I" + wire_str("r1") + "D" + be32(4) + "K";
   StreamPeer peer(reply);
+  peer.conn->use_srvcursor_off = 1;  // a plain select's reply
   void* result = nullptr;
   ASSERT_GE(ZVC_Execute(&peer.conn, "select", &result, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(100, ZVC_NextRow(&result));

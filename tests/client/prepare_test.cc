@@ -79,7 +79,7 @@ TEST(Prepare, NamesAndTheDefaultStatement) {
   EXPECT_EQ(-1, ZVC_Execute2(&peer.conn, nullptr, nullptr, nullptr));
   EXPECT_EQ("[EC023]Error Execute without a default prepare ,or you can ZVC_Execute2 with a prepare_name value\n",
             text_of(peer.conn));
-  EXPECT_EQ(-3, ZVC_Execute2(&peer.conn, nullptr, cursor, nullptr));
+  EXPECT_EQ(-1, ZVC_Execute2(&peer.conn, nullptr, cursor, nullptr));  // no default statement to declare
   EXPECT_EQ(-3, ZVC_Execute2(&peer.conn, "a_name_of_20_chars__", nullptr, nullptr));
   EXPECT_EQ(-3, ZVC_UnPrepare(&peer.conn, "a_name_of_20_chars__"));
   EXPECT_EQ(0, ZVC_Prepare(&peer.conn, "select 3", nullptr));

@@ -143,6 +143,7 @@ CutReply lob_reply() {
 }
 std::string run_lob(ConnRecord** conn) {
   (*conn)->lob_ret = 1;
+  (*conn)->use_srvcursor_off = 1;  // a plain select's reply
   void* result = nullptr;
   if (ZVC_Execute(conn, kLobSelectSql, &result, nullptr, nullptr, nullptr) != 1 || ZVC_NextRow(&result) != 0)
     return "the row with the descriptor did not come";

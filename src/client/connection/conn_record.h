@@ -18,6 +18,7 @@ struct ServerList {
 struct ResultRecord;
 struct TuringContext;
 struct ParamSet;
+struct SmartCursor;
 
 struct ConnRecord {
   int32_t kind;  // HT_CONN
@@ -71,4 +72,10 @@ struct ConnRecord {
   int32_t prepared;
   char prepare_name[ZV_STMT_NAME_SIZE];
   uint32_t stmt_counter;
+  // 1 once a named cursor's fetch came back short: fetches are refused and a close sends nothing
+  // until the next cursor is declared.
+  int32_t smart_busy;
+  // The smart cursors that stand open on the server over this link, linked through next_open: a
+  // close of the connection detaches them, so that none reaches the freed record.
+  SmartCursor* open_cursors;
 };

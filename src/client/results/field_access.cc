@@ -206,7 +206,7 @@ static int32_t convert(ResultRecord* result, int32_t index, int32_t ctype, const
 
 int32_t field_to_value(void** handle, int32_t column, int32_t ctype, void* buffer, int32_t buffer_len,
                        int32_t* out_len) {
-  ResultRecord* result = handle ? static_cast<ResultRecord*>(*handle) : nullptr;
+  ResultRecord* result = result_of(handle);
   if (!buffer || !result || buffer_len < 0) return ZV_BAD_HANDLE;
   if (column < 1 || column > result->field_count) return ZV_BAD_COLUMN;
   int32_t scratch = 0;

@@ -40,3 +40,14 @@ int32_t result_get_attr(ResultRecord* result, int32_t attribute, const AttrOut* 
   if (rc == ZV_TRUNCATED) set_result_message(result, kAttrBufferTooSmall);
   return rc;
 }
+
+int32_t smart_get_attr(SmartCursor* cursor, int32_t attribute, const AttrOut* out) {
+  ResultRecord* result = cursor->result;
+  if (!result) return ZV_BAD_HANDLE;
+  if (attribute == ATTR_HANDLE_KIND) return put_attr_int32(out, cursor->kind);
+  if (attribute < ATTR_FIELD_COUNT || attribute >= ATTR_HAS_NEXT) {
+    set_result_message(result, "[EC0106]smart result attribute type get error,unknown attribute type\n");
+    return ZV_BAD_HANDLE;
+  }
+  return result_get_attr(result, attribute, out);
+}

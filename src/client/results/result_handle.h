@@ -1,12 +1,21 @@
 // The ResultRecord behind a caller's handle, for the calls that read a held result.
 #pragma once
 #include "results/result_record.h"
+#include "results/smart_cursor.h"
 
-// The record when the handle holds a result, else null (no handle, or another kind).
+// The record when the handle holds a result, or the block in hand of a smart cursor; else null
+// (no handle, another kind, or a cursor whose refill failed).
 inline ResultRecord* result_of(void** handle) {
   if (!handle || !*handle) return nullptr;
-  ResultRecord* result = static_cast<ResultRecord*>(*handle);
-  return result->kind == HT_RESULT ? result : nullptr;
+  int32_t kind = *static_cast<int32_t*>(*handle);
+  if (kind == HT_SMART_CURSOR) return static_cast<SmartCursor*>(*handle)->result;
+  return kind == HT_RESULT ? static_cast<ResultRecord*>(*handle) : nullptr;
+}
+
+// The cursor when the handle holds one, else null.
+inline SmartCursor* smart_cursor_of(void** handle) {
+  if (!handle || !*handle || *static_cast<int32_t*>(*handle) != HT_SMART_CURSOR) return nullptr;
+  return static_cast<SmartCursor*>(*handle);
 }
 
 // The description of column (counted from 1), or null when the number is out of range.

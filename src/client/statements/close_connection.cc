@@ -2,6 +2,7 @@
 // record itself.
 #include "connection/login.h"
 #include "results/result_record.h"
+#include "statements/cursor.h"
 #include "statements/param_set.h"
 #include "statements/prepare.h"
 #include "zvc.h"
@@ -15,6 +16,9 @@ int32_t ZVC_CloseConnection(ConnRecord** handle) {
   // A standing set is its caller's, to free with ZVC_FreeHandle.
   if (conn->params && conn->params->origin != ORIGIN_STANDING) free_param_set(conn->params);
   free_result(conn->results);
+  // The server drops the link's cursors with the link; the handles of open ones stay with their
+  // callers and must not reach this record again.
+  detach_smart_cursors(conn);
   free_conn_record(conn);
   *handle = nullptr;
   return 0;

@@ -1,6 +1,8 @@
-// Running a statement text directly: one exchange per call, carrying the parameters bound for it.
+// Running a statement text directly: one exchange per call, carrying the parameters bound for it;
+// a query through a smart cursor unless the connection turned server cursors off.
 #include "connection/wire.h"
 #include "statements/command.h"
+#include "statements/cursor.h"
 #include "statements/exchange.h"
 #include "statements/param_set.h"
 #include "zvc.h"
@@ -29,12 +31,21 @@ int32_t ZVC_Execute(ConnRecord** handle, const char* sql, void** result_out, int
                     int32_t* row_count_out, int32_t* effect_out) {
   ConnRecord* conn = conn_of(handle);
   if (!conn || !sql || !result_out) return ZV_BAD_HANDLE;
-  Exchange ex;
-  if (!begin_exchange(&ex, conn, sql, true)) return ZV_NO_MEMORY;
   ResultRecord* head = nullptr;
-  int32_t rc = recv_result(conn, &head);
-  end_exchange(&ex);
-  *result_out = head;
+  int32_t rc = 0;
+  if (ZVC_ClassifySql(sql) == SQL_QUERY && !conn->use_srvcursor_off) {
+    // A query goes through a server cursor, read in blocks behind ZVC_NextRow.
+    SmartCursor* cursor = nullptr;
+    rc = open_smart_cursor(conn, sql, &cursor);
+    *result_out = cursor;
+    if (cursor) head = cursor->result;
+  } else {
+    Exchange ex;
+    if (!begin_exchange(&ex, conn, sql, true)) return ZV_NO_MEMORY;
+    rc = recv_result(conn, &head);
+    end_exchange(&ex);
+    *result_out = head;
+  }
   if (head) {
     if (field_count_out) *field_count_out = head->field_count;
     if (row_count_out) *row_count_out = row_count_int32(head);

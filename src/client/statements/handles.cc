@@ -6,6 +6,7 @@
 #include "connection/error_record.h"
 #include "results/lob.h"
 #include "results/result_attr.h"
+#include "results/smart_cursor.h"
 #include "statements/conn_attr.h"
 #include "statements/param_set.h"
 #include "zvc.h"
@@ -27,6 +28,8 @@ const char* handle_error_text(void** handle) {
       return static_cast<LobHandle*>(*handle)->error_text;
     case HT_PARAMS:
       return static_cast<ParamSet*>(*handle)->error;
+    case HT_SMART_CURSOR:
+      return static_cast<SmartCursor*>(*handle)->error;
     default:
       return nullptr;
   }
@@ -38,7 +41,7 @@ const char* handle_error_text(void** handle) {
 int32_t ZVC_GetError(void** handle, char* code_out, char* text_out) {
   int32_t kind = kind_of(handle);
   if (kind == HT_PARAMS) return 0;
-  if (kind != HT_CONN && kind != HT_RESULT && kind != HT_LOB) return ZV_BAD_HANDLE;
+  if (kind != HT_CONN && kind != HT_RESULT && kind != HT_LOB && kind != HT_SMART_CURSOR) return ZV_BAD_HANDLE;
   ErrorRecord* rec = make_error_record(handle_error_text(handle));
   if (!rec) return ZV_NO_MORE;
   memcpy(code_out, rec->code, ERROR_CODE_LEN);
@@ -71,6 +74,7 @@ int32_t ZVC_FreeHandle(void** handle) {
     case HT_CONN:
       return ZVC_CloseConnection(reinterpret_cast<ConnRecord**>(handle));
     case HT_RESULT:
+    case HT_SMART_CURSOR:
       return ZVC_CloseResult(handle);
     case HT_LOB:
       return ZVC_FreeLob(reinterpret_cast<LobHandle**>(handle));
@@ -91,6 +95,8 @@ int32_t ZVC_GetAttr(void** handle, int32_t attribute, void* value_out, int32_t v
       return conn_get_attr(static_cast<ConnRecord*>(*handle), attribute, &out);
     case HT_RESULT:
       return result_get_attr(static_cast<ResultRecord*>(*handle), attribute, &out);
+    case HT_SMART_CURSOR:
+      return smart_get_attr(static_cast<SmartCursor*>(*handle), attribute, &out);
     case HT_PARAMS:
     case HT_LOB:
       return 0;

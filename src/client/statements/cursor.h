@@ -1,0 +1,36 @@
+// Server cursors: the smart cursor that carries a query of ZVC_Execute in blocks, and the
+// exchanges that named cursors share with it.
+#pragma once
+#include <cstdint>
+#include "connection/conn_record.h"
+#include "results/smart_cursor.h"
+
+// The class-4 path of ZVC_Execute: DECLARE (carrying the connection's parameters), OPEN and a
+// first FETCH of a block. A short first block closes the server cursor at once (Drained), a full
+// one leaves it Open on the connection's list. The FETCH's result, with the cursor in *out; on
+// failure nothing is given out: -1 for a refused DECLARE or OPEN, -4, -5, or the FETCH's code.
+int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out);
+// The next row of the cursor: 0, or 100 after the last; at the end of a full block the next one
+// is fetched first. A failed FETCH gives its code and leaves the cursor without a block; a
+// refused CLOSE after a short block gives -1 with the text in the cursor's error.
+int32_t smart_next_row(SmartCursor* cursor);
+// Closes the server cursor while it is open, then frees the record with its block. A CLOSE the
+// server refused gives -1 and leaves the record alive with the text in its error; a link that is
+// already down took the server's cursor along and the record is freed.
+int32_t close_smart_cursor(SmartCursor* cursor);
+// The connection is going away: its open smart cursors let go of it. Each keeps its block; its
+// next refill reports that the connection was closed.
+void detach_smart_cursors(ConnRecord* conn);
+
+// One "CLOSE name " exchange: 0; -1 with "[EC027]Error :<server's text> Close Cursor <name>  \n"
+// in error_text; -4 when the link failed.
+int32_t close_cursor(ConnRecord* conn, const char* name);
+// DECLARE text (carrying the connection's parameters), then "OPEN name ;" when the server took
+// it. What the DECLARE brought goes to *declared, also on failure (the caller frees it);
+// *declare_ok tells whether the failure, if any, was the OPEN's. The DECLARE's result, or the
+// OPEN's failure code.
+int32_t declare_and_open(ConnRecord* conn, const char* text, const char* name, ResultRecord** declared,
+                         bool* declare_ok);
+// True when a caller's cursor name fits the command buffers (ZV_CURSOR_NAME_SIZE with its NUL);
+// otherwise false with a text in error_text.
+bool cursor_name_ok(ConnRecord* conn, const char* name);

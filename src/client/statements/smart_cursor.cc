@@ -1,0 +1,200 @@
+// The smart cursor: a query declared as a server cursor, opened, and read in blocks of
+// SMART_BLOCK_ROWS rows that refill behind the row steps. The semaphore is held for each
+// exchange only, never while the caller reads rows.
+#include <cstdlib>
+#include <cstring>
+
+#include "connection/client_text.h"
+#include "connection/wire.h"
+#include "results/row_store.h"
+#include "statements/command.h"
+#include "statements/cursor.h"
+#include "statements/exchange.h"
+#include "statements/reply_reader.h"
+#include "zvc.h"
+
+namespace {
+const char kConnClosed[] =
+    "[EC070]Error smart cursor lost its connection: it was closed while the cursor was open, the rows past the "
+    "last block cannot be fetched\n";
+
+// One "FETCH 20000 FROM name ;" exchange; the block in *block, null on failure.
+int32_t fetch_block(ConnRecord* conn, const char* name, ResultRecord** block) {
+  char call_sql[128] = {0};
+  client_sprintf(call_sql, sizeof call_sql, "FETCH %d FROM %s ;", SMART_BLOCK_ROWS, name);
+  Exchange ex;
+  if (!begin_exchange(&ex, conn, call_sql, false)) return ZV_NO_MEMORY;
+  ResultRecord* head = nullptr;
+  int32_t rc = recv_result(conn, &head);
+  end_exchange(&ex);
+  if (rc < 0) {
+    free_result_chain(head);
+    return rc;
+  }
+  *block = head;
+  return rc;
+}
+
+void link_open(SmartCursor* cursor, ConnRecord* conn) {
+  cursor->open = 1;
+  cursor->more = 1;
+  cursor->conn = conn;
+  cursor->next_open = conn->open_cursors;
+  conn->open_cursors = cursor;
+}
+
+// Off the connection's list of open cursors, and no longer tied to it.
+void unlink_open(SmartCursor* cursor) {
+  if (cursor->conn) {
+    SmartCursor** slot = &cursor->conn->open_cursors;
+    while (*slot && *slot != cursor) slot = &(*slot)->next_open;
+    if (*slot) *slot = cursor->next_open;
+  }
+  cursor->next_open = nullptr;
+  cursor->conn = nullptr;
+  cursor->open = 0;
+  memset(cursor->name, 0, sizeof cursor->name);
+}
+
+// The error text of the connection becomes the cursor's, leaving the connection's clear.
+void take_error(SmartCursor* cursor, ConnRecord* conn) {
+  free(cursor->error);
+  cursor->error = conn->error_text;
+  conn->error_text = nullptr;
+}
+
+// A short block came: the server cursor is closed and the cursor goes Drained. A link that is
+// already down closed it too; a CLOSE the server refused leaves it open, to close once more.
+int32_t drain(SmartCursor* cursor, ConnRecord* conn) {
+  cursor->more = 0;
+  int32_t rc = close_cursor(conn, cursor->name);
+  if (rc == ZV_SERVER_ERROR) {
+    take_error(cursor, conn);
+    return rc;
+  }
+  unlink_open(cursor);
+  return 0;
+}
+
+int32_t refill(SmartCursor* cursor) {
+  free_result_chain(cursor->result);
+  cursor->result = nullptr;
+  ConnRecord* conn = cursor->conn;
+  if (!conn) {
+    cursor->more = 0;
+    set_error_text(&cursor->error, kConnClosed);
+    return ZV_NET_ERROR;
+  }
+  int32_t rc = fetch_block(conn, cursor->name, &cursor->result);
+  if (rc < 0 || !cursor->result) {
+    set_error_text(&cursor->error, conn->error_text);
+    return rc < 0 ? rc : ZV_SERVER_ERROR;
+  }
+  if (cursor->result->row_count == SMART_BLOCK_ROWS) return 0;
+  return drain(cursor, conn);
+}
+}  // namespace
+
+int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out) {
+  *out = nullptr;
+  SmartCursor* cursor = static_cast<SmartCursor*>(client_alloc(sizeof(SmartCursor)));
+  size_t cap = strlen(sql) + 128;
+  char* text = static_cast<char*>(client_alloc(cap));
+  if (!cursor || !text) {
+    free(cursor);
+    free(text);
+    return ZV_NO_MEMORY;
+  }
+  cursor->kind = HT_SMART_CURSOR;
+  client_sprintf(cursor->name, sizeof cursor->name, "STC%u_%s", conn->stmt_counter++, "SMARTCUR");
+  client_sprintf(text, cap, "DECLARE %s CURSOR FOR %s;", cursor->name, sql);
+  ResultRecord* declared = nullptr;
+  bool declare_ok = false;
+  int32_t rc = declare_and_open(conn, text, cursor->name, &declared, &declare_ok);
+  free_result_chain(declared);
+  free(text);
+  if (rc >= 0) rc = fetch_block(conn, cursor->name, &cursor->result);
+  if (rc < 0 || !cursor->result) {
+    // A refusal is the server's text in error_text; a failed link keeps its own code.
+    if (rc < 0 && rc != ZV_NET_ERROR && rc != ZV_NO_MEMORY) rc = ZV_SERVER_ERROR;
+    if (rc >= 0) close_cursor(conn, cursor->name);
+    free(cursor);
+    return rc;
+  }
+  link_open(cursor, conn);
+  if (cursor->result->row_count != SMART_BLOCK_ROWS) drain(cursor, conn);
+  *out = cursor;
+  return rc;
+}
+
+int32_t smart_next_row(SmartCursor* cursor) {
+  if (!cursor->result) return ZV_SERVER_ERROR;
+  int32_t ret = next_row(cursor->result);
+  if (ret != ZV_NO_MORE || !cursor->more) return ret;
+  int32_t rc = refill(cursor);
+  if (rc < 0) return rc;
+  return next_row(cursor->result);
+}
+
+int32_t close_smart_cursor(SmartCursor* cursor) {
+  if (cursor->open) {
+    if (close_cursor(cursor->conn, cursor->name) == ZV_SERVER_ERROR) {
+      take_error(cursor, cursor->conn);
+      return ZV_SERVER_ERROR;
+    }
+    unlink_open(cursor);
+  }
+  free_result_chain(cursor->result);
+  free(cursor->error);
+  free(cursor);
+  return 0;
+}
+
+void detach_smart_cursors(ConnRecord* conn) {
+  while (conn->open_cursors) {
+    SmartCursor* cursor = conn->open_cursors;
+    // The block in hand can still be read; it can no longer fetch large objects over the link.
+    if (cursor->result) cursor->result->conn = nullptr;
+    unlink_open(cursor);
+  }
+}
+
+int32_t close_cursor(ConnRecord* conn, const char* name) {
+  char sql[128] = {0};
+  client_sprintf(sql, sizeof sql, "CLOSE %s ", name);
+  Exchange ex;
+  if (!begin_exchange(&ex, conn, sql, false)) return ZV_NO_MEMORY;
+  int32_t rc = read_short_reply(conn);
+  if (rc == ZV_SERVER_ERROR)
+    set_error_textf(&conn->error_text, "[EC027]Error :%s Close Cursor %s  \n",
+                    conn->error_text ? conn->error_text : "", name);
+  end_exchange(&ex);
+  return rc;
+}
+
+int32_t declare_and_open(ConnRecord* conn, const char* text, const char* name, ResultRecord** declared,
+                         bool* declare_ok) {
+  Exchange ex;
+  *declare_ok = false;
+  if (!begin_exchange(&ex, conn, text, true)) return ZV_NO_MEMORY;
+  int32_t rc = recv_result(conn, declared);
+  if (rc >= 0) {
+    *declare_ok = true;
+    conn->smart_busy = 0;
+    char call_sql[128] = {0};
+    client_sprintf(call_sql, sizeof call_sql, "OPEN %s ;", name);
+    send_sql_params(conn, call_sql, 0);
+    send_flush(conn);
+    int32_t open_rc = read_short_reply(conn);
+    if (open_rc < 0) rc = open_rc;
+  }
+  end_exchange(&ex);
+  return rc;
+}
+
+bool cursor_name_ok(ConnRecord* conn, const char* name) {
+  if (name && name[0] && strnlen(name, ZV_CURSOR_NAME_SIZE) < ZV_CURSOR_NAME_SIZE) return true;
+  set_error_text(&conn->error_text, name && name[0] ? "[EC071]Error cursor name longer than 63 bytes\n"
+                                                    : "[EC071]Error cursor name missing\n");
+  return false;
+}

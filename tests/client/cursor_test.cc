@@ -1,0 +1,262 @@
+// Cursors over scripted replies: every command text of the smart cursor and of named cursors
+// byte for byte, the block boundary, closing in each state, a link that drops between two
+// fetches, a connection closed under an open cursor, and replies cut at every byte.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "peer.h"
+#include "reply_script.h"
+#include "results/smart_cursor.h"
+#include "zvc.h"
+
+namespace {
+const std::string kHead = result_head({field_desc("N", TC_INTEGER, 4)});
+// A FETCH's reply of n rows holding first, first+1, ...
+std::string block(int n, int first = 0) { return kHead + int_rows(n, first) + "K"; }
+std::string error_reply(const std::string& text) { return "E" + wire_str(text) + "K"; }
+std::string text_of(ConnRecord* conn) { return conn->error_text ? conn->error_text : ""; }
+std::string smart_texts(int number, const std::string& sql) {
+  std::string name = "STC" + std::to_string(number) + "_SMARTCUR";
+  return command_bytes("DECLARE " + name + " CURSOR FOR " + sql + ";") + command_bytes("OPEN " + name + " ;") +
+         command_bytes("FETCH 20000 FROM " + name + " ;");
+}
+std::string close_text(const std::string& name) { return command_bytes("CLOSE " + name + " "); }
+// Steps the handle to its end: the values of column 1 summed, with the count of rows and the
+// step's last code.
+struct Read {
+  int64_t rows = 0, sum = 0;
+  int32_t last = 0;
+};
+Read read_all(void** handle) {
+  Read r;
+  while ((r.last = ZVC_NextRow(handle)) == 0) {
+    int32_t v = 0;
+    ZVC_GetData(handle, 1, CT_INT32, &v, sizeof v, nullptr);
+    r.rows++;
+    r.sum += v;
+  }
+  return r;
+}
+SmartCursor* cursor_of(void* handle) { return static_cast<SmartCursor*>(handle); }
+}  // namespace
+
+// A query's four exchanges at each block size around the boundary: a short first block closes
+// the cursor at once; a full one keeps it open until a refill comes back short.
+TEST(SmartCursor, BlocksAndTheirCommands) {
+  const struct {
+    int first, second;
+  } cases[] = {{0, -1}, {2, -1}, {19999, -1}, {20000, 0}, {20000, 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.first);
+    std::string reply = "K" "K" + block(c.first) + (c.second >= 0 ? block(c.second, c.first) : "") + "K";
+    StreamPeer peer(reply);
+    peer.drain();
+    void* handle = nullptr;
+    int32_t fields = 0, rows = 0;
+    // The reader's count is that of its last batch of 20000 rows.
+    EXPECT_EQ(c.first % 20000, ZVC_Execute(&peer.conn, "select n from t", &handle, &fields, &rows, nullptr));
+    ASSERT_NE(nullptr, handle);
+    EXPECT_EQ(HT_SMART_CURSOR, cursor_of(handle)->kind);
+    EXPECT_EQ(c.first == 20000, cursor_of(handle)->open == 1);
+    EXPECT_EQ(std::string(c.first == 20000 ? "STC0_SMARTCUR" : ""), cursor_of(handle)->name);
+    EXPECT_EQ(c.first, rows);
+    EXPECT_EQ(1, fields);
+    int64_t total = c.first + (c.second > 0 ? c.second : 0);
+    Read r = read_all(&handle);
+    EXPECT_EQ(total, r.rows);
+    EXPECT_EQ(total * (total - 1) / 2, r.sum);
+    EXPECT_EQ(100, r.last);
+    EXPECT_EQ(100, ZVC_NextRow(&handle));
+    EXPECT_EQ(0, cursor_of(handle)->open);
+    EXPECT_EQ(0, ZVC_CloseResult(&handle));
+    EXPECT_EQ(nullptr, handle);
+    ZVC_CloseConnection(&peer.conn);
+    std::string expected = smart_texts(0, "select n from t");
+    if (c.second >= 0) expected += command_bytes("FETCH 20000 FROM STC0_SMARTCUR ;");
+    EXPECT_EQ(expected + close_text("STC0_SMARTCUR"), peer.sent());
+  }
+}
+
+// Successive queries take successive names; CLOSE goes out when a cursor is closed half read,
+// and not again for one already drained; server cursors off sends the text itself.
+TEST(SmartCursor, NamesClosingAndServerCursorsOff) {
+  StreamPeer peer("K" "K" + block(20000) + "K" + "K" "K" + block(3) + "K" + block(2));
+  peer.drain();
+  void* first = nullptr;
+  void* second = nullptr;
+  ASSERT_EQ(0, ZVC_Execute(&peer.conn, "select 1", &first, nullptr, nullptr, nullptr));
+  for (int i = 0; i < 10000; i++) ASSERT_EQ(0, ZVC_NextRow(&first));
+  EXPECT_EQ(0, ZVC_CloseResult(&first));
+  ASSERT_EQ(3, ZVC_Execute(&peer.conn, "select 2", &second, nullptr, nullptr, nullptr));
+  int32_t off = 1;
+  EXPECT_EQ(0, ZVC_SetAttr(reinterpret_cast<void**>(&peer.conn), 12, &off, 4));
+  void* plain = nullptr;
+  ASSERT_EQ(2, ZVC_Execute(&peer.conn, "select 3", &plain, nullptr, nullptr, nullptr));
+  EXPECT_EQ(HT_RESULT, *static_cast<int32_t*>(plain));
+  EXPECT_EQ(0, ZVC_CloseResult(&second));
+  EXPECT_EQ(0, ZVC_CloseResult(&plain));
+  ZVC_CloseConnection(&peer.conn);
+  EXPECT_EQ(smart_texts(0, "select 1") + close_text("STC0_SMARTCUR") + smart_texts(1, "select 2") +
+                close_text("STC1_SMARTCUR") + command_bytes("select 3"),
+            peer.sent());
+}
+
+// Attributes of a cursor read its block, but for its kind and the next-result flag; its error
+// text is its own.
+TEST(SmartCursor, AttributesAndErrors) {
+  StreamPeer peer("K" "K" + block(4) + error_reply("cursor busy") + "E" + wire_str("no such table") + "K");
+  void* handle = nullptr;
+  ASSERT_EQ(4, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
+  // The refused CLOSE of the short block is the cursor's error, not the connection's.
+  EXPECT_EQ("[EC027]Error :cursor busy Close Cursor STC0_SMARTCUR  \n", std::string(cursor_of(handle)->error));
+  EXPECT_EQ("", text_of(peer.conn));
+  int32_t value = 0, type = 0, length = 0;
+  EXPECT_EQ(0, ZVC_GetAttr(&handle, 64, &value, 4, &type, &length));
+  EXPECT_EQ(6, value);
+  EXPECT_EQ(0, ZVC_GetAttr(&handle, 61, &value, 4, &type, &length));
+  EXPECT_EQ(1, value);
+  int64_t rows = 0;
+  EXPECT_EQ(0, ZVC_GetAttr(&handle, 62, &rows, 8, &type, &length));
+  EXPECT_EQ(4, rows);
+  EXPECT_EQ(-3, ZVC_GetAttr(&handle, 66, &value, 4, &type, &length));
+  EXPECT_STREQ("[EC0106]smart result attribute type get error,unknown attribute type\n",
+               cursor_of(handle)->result->message);
+  char buffer[1024];
+  EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
+  EXPECT_STREQ("[EC027]Error :cursor busy Close Cursor STC0_SMARTCUR  \n", buffer);
+  // The server refused the CLOSE: the cursor stays open, and ZVC_FreeHandle tries again.
+  EXPECT_EQ(1, cursor_of(handle)->open);
+  void* failed = nullptr;
+  EXPECT_EQ(-1, ZVC_Execute(&peer.conn, "select x from nowhere", &failed, nullptr, nullptr, nullptr));
+  EXPECT_EQ(nullptr, failed);
+  EXPECT_EQ("no such table", text_of(peer.conn));
+  EXPECT_EQ(0, ZVC_FreeHandle(&handle));
+  EXPECT_EQ(nullptr, handle);
+  ZVC_CloseConnection(&peer.conn);
+}
+
+// A link that drops between two fetches: the refill fails with -4, the cursor has no block left,
+// and the close frees it without a word on the dead link. A connection closed under an open
+// cursor leaves the cursor its block; the refill then reports the lost connection.
+TEST(SmartCursor, LinkDroppedAndConnectionClosed) {
+  {
+    StreamPeer peer("K" "K" + block(20000));
+    void* handle = nullptr;
+    ASSERT_EQ(0, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
+    Read r = read_all(&handle);
+    EXPECT_EQ(20000, r.rows);
+    EXPECT_EQ(-4, r.last);
+    EXPECT_EQ(nullptr, cursor_of(handle)->result);
+    EXPECT_EQ(-1, ZVC_NextRow(&handle));
+    EXPECT_EQ(0, ZVC_CloseResult(&handle));
+    EXPECT_EQ(nullptr, handle);
+    ZVC_CloseConnection(&peer.conn);
+  }
+  StreamPeer peer("K" "K" + block(20000), false);
+  void* handle = nullptr;
+  ASSERT_EQ(0, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
+  ZVC_CloseConnection(&peer.conn);
+  EXPECT_EQ(0, cursor_of(handle)->open);
+  EXPECT_EQ(nullptr, cursor_of(handle)->conn);
+  Read r = read_all(&handle);
+  EXPECT_EQ(20000, r.rows);
+  EXPECT_EQ(-4, r.last);
+  char buffer[1024];
+  int32_t length = 0;
+  ZVC_GetErrorText(&handle, buffer, &length);
+  EXPECT_STREQ(
+      "[EC070]Error smart cursor lost its connection: it was closed while the cursor was open, the rows past the "
+      "last block cannot be fetched\n",
+      buffer);
+  EXPECT_EQ(0, ZVC_CloseResult(&handle));
+}
+
+// Named cursors: each text with its own blanks; a short fetch marks the cursor read to its end,
+// so that a later fetch is refused and a close sends nothing until the next declare.
+TEST(NamedCursor, CommandTexts) {
+  StreamPeer peer("K" "K" + block(3) + block(1) + block(2) + error_reply("not open") + "K" "K");
+  void* result = nullptr;
+  int32_t fields = -1, rows = 0, count = 7;
+  EXPECT_EQ(0, ZVC_DeclareCursor(&peer.conn, "select n from t", "c1", &result, &fields));
+  EXPECT_EQ(nullptr, result);
+  EXPECT_EQ(0, fields);
+  EXPECT_EQ(0, ZVC_FetchCount(&peer.conn, "c1", &result, &fields, &rows, &count));
+  EXPECT_EQ(3, rows);
+  EXPECT_EQ(1, ZVC_FetchCursor(&peer.conn, "c1", &result));
+  EXPECT_EQ(1, peer.conn->smart_busy);
+  EXPECT_EQ(-1, ZVC_FetchCursor(&peer.conn, "c1", &result));
+  EXPECT_EQ("[EC072]Error FetchCursor after the cursor was read to its end\n", text_of(peer.conn));
+  EXPECT_EQ(0, ZVC_CloseCursor(&peer.conn, "c1"));
+  EXPECT_EQ(2, ZVC_Refetch(&peer.conn, "FETCH 2 FROM c1", &result));
+  EXPECT_EQ(2, static_cast<ResultRecord*>(result)->row_count);
+  peer.conn->smart_busy = 0;
+  EXPECT_EQ(-1, ZVC_CloseCursor(&peer.conn, "c1"));
+  EXPECT_EQ("[EC027]Error :not open Close Cursor c1  \n", text_of(peer.conn));
+  char cursor[ZV_CURSOR_BUF_SIZE] = {};
+  peer.conn->prepared = 1;
+  strcpy(peer.conn->prepare_name, "STC4");
+  EXPECT_EQ(0, ZVC_Execute2(&peer.conn, nullptr, cursor, nullptr));
+  EXPECT_STREQ("STC4_CUR", cursor);
+  EXPECT_EQ(0, peer.conn->smart_busy);
+  EXPECT_EQ(0, ZVC_CloseResult(&result));
+  peer.conn->prepared = 0;
+  ZVC_CloseConnection(&peer.conn);
+  EXPECT_EQ(command_bytes("DECLARE c1 CURSOR FOR select n from t ") + command_bytes("OPEN c1 ;") +
+                command_bytes("FETCH 7  FROM c1 ") + command_bytes("FETCH  20000  FROM  c1 ") +
+                command_bytes("FETCH 2 FROM c1") + command_bytes("CLOSE c1 ") +
+                command_bytes("DECLARE  STC4_CUR CURSOR FOR STC4 ") + command_bytes("OPEN STC4_CUR ;"),
+            peer.sent());
+}
+
+// Refusals: names that would not fit send nothing; a refused DECLARE names its text, a refused
+// OPEN gives its own code and text.
+TEST(NamedCursor, Refusals) {
+  StreamPeer peer(error_reply("bad") + "K" + error_reply("no cursor") + error_reply("no table"));
+  const std::string long_name(64, 'c');
+  void* result = nullptr;
+  EXPECT_EQ(-3, ZVC_DeclareCursor(&peer.conn, "select 1", long_name.c_str(), &result, nullptr));
+  EXPECT_EQ("[EC071]Error cursor name longer than 63 bytes\n", text_of(peer.conn));
+  EXPECT_EQ(-3, ZVC_CloseCursor(&peer.conn, ""));
+  EXPECT_EQ("[EC071]Error cursor name missing\n", text_of(peer.conn));
+  EXPECT_EQ(-3, ZVC_FetchCursor(&peer.conn, long_name.c_str(), &result));
+  int32_t count = 1;
+  EXPECT_EQ(-3, ZVC_FetchCount(&peer.conn, long_name.c_str(), &result, nullptr, nullptr, &count));
+  char cursor[ZV_CURSOR_BUF_SIZE] = {};
+  EXPECT_EQ(-1, ZVC_Execute2(&peer.conn, "STC9", cursor, &result));
+  EXPECT_EQ("sql:DECLARE  STC9_CUR CURSOR FOR STC9  errinfo: bad \n", text_of(peer.conn));
+  EXPECT_EQ(-1, ZVC_Execute2(&peer.conn, "STC9", cursor, &result));
+  EXPECT_EQ("no cursor", text_of(peer.conn));
+  EXPECT_EQ(nullptr, result);
+  EXPECT_EQ(-1, ZVC_DeclareCursor(&peer.conn, "select 1 from nowhere", "c2", &result, nullptr));
+  EXPECT_EQ("no table", text_of(peer.conn));
+  ZVC_CloseConnection(&peer.conn);
+  EXPECT_EQ(command_bytes("DECLARE  STC9_CUR CURSOR FOR STC9 ") + command_bytes("DECLARE  STC9_CUR CURSOR FOR STC9 ") +
+                command_bytes("OPEN STC9_CUR ;") + command_bytes("DECLARE c2 CURSOR FOR select 1 from nowhere "),
+            peer.sent());
+}
+
+// The whole conversation of a two-row query cut at every byte: before the last FETCH's "K" the
+// call fails with no handle; a cut CLOSE reply still gives the rows, the link having taken the
+// server's cursor along. Nothing leaks, nothing hangs.
+TEST(SmartCursor, RepliesCutAtEveryByte) {
+  const std::string whole = "K" "K" + block(2, 5) + "K";
+  for (size_t cut = 0; cut < whole.size(); cut++) {
+    SCOPED_TRACE(cut);
+    StreamPeer peer(whole.substr(0, cut));
+    void* handle = nullptr;
+    int32_t rc = ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr);
+    if (cut < whole.size() - 1) {
+      EXPECT_GT(0, rc);
+      EXPECT_EQ(nullptr, handle);
+    } else {
+      EXPECT_EQ(2, rc);
+      Read r = read_all(&handle);
+      EXPECT_EQ(11, r.sum);
+      EXPECT_EQ(100, r.last);
+    }
+    EXPECT_EQ(0, ZVC_CloseResult(&handle));
+    ZVC_CloseConnection(&peer.conn);
+  }
+}
