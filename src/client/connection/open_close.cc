@@ -1,5 +1,6 @@
 #include <cstdlib>
 
+#include "connection/block_cache.h"
 #include "connection/client_text.h"
 #include "connection/conn_string.h"
 #include "connection/link_cipher.h"
@@ -40,6 +41,8 @@ bool create_conn_lock(ConnRecord* conn) {
   conn->semaphore = plat_sem_create(0);
   if (!conn->semaphore) return false;
   plat_sem_signal(conn->semaphore);
+  // A record with a lock counts as open until it is freed: the last one empties the block cache.
+  block_cache_join();
   return true;
 }
 
@@ -61,6 +64,7 @@ void free_conn_record(ConnRecord* conn) {
   // No farewell goes over the wire: the server sees the link reset.
   drop_link(conn);
   link_cipher_free(conn);
+  if (conn->semaphore) block_cache_leave();
   plat_sem_close(conn->semaphore);
   free(conn->error_text);
   free_server_list(conn->server_list);

@@ -3,13 +3,19 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/block_cache.h"
 #include "connection/client_text.h"
 
 namespace {
-LobChunk* new_chunk(int32_t index) {
+// Chunks come in pairs: one of even index starts a 2 MiB run that the kernel can back with a huge
+// page and the block cache recycles between objects; the next chunk takes the run's second half.
+enum : size_t { CHUNK_RUN = size_t{2} * LOB_CHUNK_SIZE };
+
+// Chunk number index behind last (null for the first chunk), its bytes unzeroed.
+LobChunk* new_chunk(int32_t index, const LobChunk* last) {
   LobChunk* chunk = static_cast<LobChunk*>(client_alloc(sizeof(LobChunk)));
   if (!chunk) return nullptr;
-  chunk->data = static_cast<uint8_t*>(client_alloc(LOB_CHUNK_SIZE));
+  chunk->data = index % 2 ? last->data + LOB_CHUNK_SIZE : static_cast<uint8_t*>(block_take(CHUNK_RUN, false));
   if (!chunk->data) {
     free(chunk);
     return nullptr;
@@ -23,7 +29,7 @@ LobChunk* new_chunk(int32_t index) {
 uint8_t* lob_tail(LobHandle* lob, int32_t* room) {
   int64_t free_bytes = static_cast<int64_t>(lob->chunk_count) * LOB_CHUNK_SIZE - lob->size;
   if (free_bytes == 0) {
-    LobChunk* chunk = new_chunk(lob->chunk_count);
+    LobChunk* chunk = new_chunk(lob->chunk_count, lob->cur_chunk);
     if (!chunk) return nullptr;
     if (lob->cur_chunk) {
       lob->cur_chunk->next = chunk;
@@ -56,7 +62,7 @@ void lob_clear(LobHandle* lob) {
   LobChunk* chunk = lob->first_chunk;
   while (chunk) {
     LobChunk* next = chunk->next;
-    free(chunk->data);
+    if (chunk->index % 2 == 0) block_give(chunk->data, CHUNK_RUN);
     free(chunk);
     chunk = next;
   }

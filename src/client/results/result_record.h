@@ -37,11 +37,15 @@ struct ArenaBlock {
   int32_t used;
   int32_t free;
   uint8_t* data;
+  size_t owned;  // bytes of the allocation that data starts, 0 when data lies in another block's run
 };
 
 struct RowArena {
   ArenaBlock* first;
   ArenaBlock* current;
+  int32_t block_count;  // blocks of 65536 bytes made so far
+  uint8_t* run_next;    // the part of the current run not yet handed out as blocks
+  uint8_t* run_end;
 };
 
 struct ResultRecord {

@@ -1,8 +1,10 @@
 // Rows of a result: their creation in the arena and the two-level table that indexes them.
 // The table never moves a row pointer: it grows by whole blocks whose size rises tenfold in bands.
+// Blocks from 800 KB up are recycled between results by the block cache.
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/block_cache.h"
 #include "connection/client_text.h"
 #include "results/row_store.h"
 
@@ -40,14 +42,18 @@ uint8_t* new_row(RowArena* arena, int32_t row_size, int32_t field_count) {
   return row;
 }
 
+// Bytes of row-pointer block number `block`.
+static size_t table_block_bytes(int32_t block) {
+  return static_cast<size_t>(band_of_block(block)->rows_per_block) * sizeof(uint8_t*);
+}
+
 // Enters block number `block` of its band's size; false when memory runs out.
 static bool add_block(ResultRecord* result, int32_t block) {
-  const RowBand* band = band_of_block(block);
-  void* rows = client_alloc(band->rows_per_block * sizeof(uint8_t*));
+  void* rows = block_take(table_block_bytes(block), true);
   if (!rows) return false;
   result->row_table[block] = rows;
   *static_cast<int16_t*>(result->row_table[0]) = static_cast<int16_t>(block);
-  result->row_capacity += band->rows_per_block;
+  result->row_capacity += band_of_block(block)->rows_per_block;
   return true;
 }
 
@@ -100,7 +106,8 @@ uint8_t** row_slot(ResultRecord* result, int64_t index) {
 void clear_rows(ResultRecord* result) {
   if (result->row_table) {
     // Entry 0 is the counter cell; blocks that were never made are null.
-    for (int32_t i = 0; i <= ROW_TABLE_BLOCKS; i++) free(result->row_table[i]);
+    free(result->row_table[0]);
+    for (int32_t i = 1; i <= ROW_TABLE_BLOCKS; i++) block_give(result->row_table[i], table_block_bytes(i));
     free(result->row_table);
   }
   arena_free(result->arena);
