@@ -74,14 +74,18 @@ int32_t recv_buffered(ConnRecord* conn, uint8_t* dst, int32_t len) {
     conn->recv_len = conn->recv_pos = 0;
     return waiting;
   }
+  // A read of a whole buffer or more goes straight into the caller's memory, not copied twice.
+  bool direct = len >= CONN_BUF_SIZE;
+  uint8_t* into = direct ? dst : conn->recv_buf;
   // An enciphered link gives up at the first failed read; a plain one tries three times.
   int tries_left = conn->recv_cipher ? 1 : RECV_TRIES;
   int64_t r = 0;
-  for (; tries_left > 0 && r <= 0; --tries_left) r = sock_recv(conn, conn->recv_buf, CONN_BUF_SIZE);
+  for (; tries_left > 0 && r <= 0; --tries_left) r = sock_recv(conn, into, direct ? len : CONN_BUF_SIZE);
   if (r <= 0) return -1;
   int32_t got = static_cast<int32_t>(r);
   // Deciphered as they arrive: the buffer, and every read that takes from it, holds plain bytes.
-  if (conn->recv_cipher) link_cipher_in(conn, conn->recv_buf, got);
+  if (conn->recv_cipher) link_cipher_in(conn, into, got);
+  if (direct) return got;
   if (got <= len) {
     memcpy(dst, conn->recv_buf, static_cast<size_t>(got));
     conn->recv_len = conn->recv_pos = 0;
