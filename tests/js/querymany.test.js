@@ -88,6 +88,10 @@ test('zero rows, rows without placeholders, and statements that run nothing', ()
   assert.deepEqual(many(conn, 'create table qm_d (a integer)', [[]]), { calls: 1, returned: undefined, err: null, outcomes: [] });
   assert.deepEqual(run(conn, 'select a from qm_d').err, { Error: '[E10001]no such table: qm_d' });
   assert.deepEqual(rowsOf(conn, 'select a from qm_c'), [{ a: 1 }, { a: 1 }]);
+  // Any other statement runs for each row and has an empty outcome.
+  run(conn, 'create table qm_e (a integer)');
+  assert.deepEqual(many(conn, 'drop table qm_e', [[], []]),
+    { calls: 1, returned: undefined, err: { Error: '[E10001]no such table: qm_e' }, outcomes: [{}, {}] });
 });
 
 test('a link that dropped before the call ends the run quietly', () => {
