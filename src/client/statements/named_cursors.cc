@@ -15,12 +15,9 @@ const char kReadToEnd[] = "[EC072]Error FetchCursor after the cursor was read to
 // One exchange of text whose reply of rows fills a single new record. On success the record the
 // caller held (if any) is freed and *result_io takes the new one.
 int32_t fetch_into(ConnRecord* conn, const char* text, ResultRecord** result_io) {
-  Exchange ex;
-  if (!begin_exchange(&ex, conn, text, false)) return ZV_NO_MEMORY;
   ResultRecord* record = nullptr;
-  int32_t rc = recv_result_all(conn, &record);
-  end_exchange(&ex);
-  if (rc < 0 && !record) return rc;
+  int32_t rc = fetch_rows(conn, text, recv_result_all, &record);
+  if (rc < 0) return rc;
   free_result_chain(*result_io);
   *result_io = record;
   return rc;
@@ -76,15 +73,9 @@ int32_t ZVC_FetchCount(ConnRecord** handle, const char* cursor_name, void** resu
   if (!cursor_name_ok(conn, cursor_name)) return ZV_BAD_HANDLE;
   char sql[200] = {0};
   client_sprintf(sql, sizeof sql, "FETCH %d  FROM %s ", *count_ptr, cursor_name);
-  Exchange ex;
-  if (!begin_exchange(&ex, conn, sql, false)) return ZV_NO_MEMORY;
   ResultRecord* head = nullptr;
-  int32_t rc = recv_result(conn, &head);
-  end_exchange(&ex);
-  if (rc < 0) {
-    free_result_chain(head);
-    return rc;
-  }
+  int32_t rc = fetch_rows(conn, sql, recv_result, &head);
+  if (rc < 0) return rc;
   if (field_count_out) *field_count_out = head ? head->field_count : 0;
   if (row_count_out) *row_count_out = head ? row_count_int32(head) : 0;
   if (result_out)

@@ -22,17 +22,7 @@ const char kConnClosed[] =
 int32_t fetch_block(ConnRecord* conn, const char* name, ResultRecord** block) {
   char call_sql[128] = {0};
   client_sprintf(call_sql, sizeof call_sql, "FETCH %d FROM %s ;", SMART_BLOCK_ROWS, name);
-  Exchange ex;
-  if (!begin_exchange(&ex, conn, call_sql, false)) return ZV_NO_MEMORY;
-  ResultRecord* head = nullptr;
-  int32_t rc = recv_result(conn, &head);
-  end_exchange(&ex);
-  if (rc < 0) {
-    free_result_chain(head);
-    return rc;
-  }
-  *block = head;
-  return rc;
+  return fetch_rows(conn, call_sql, recv_result, block);
 }
 
 void link_open(SmartCursor* cursor, ConnRecord* conn) {
@@ -157,6 +147,20 @@ void detach_smart_cursors(ConnRecord* conn) {
     if (cursor->result) cursor->result->conn = nullptr;
     unlink_open(cursor);
   }
+}
+
+int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, ResultRecord** head) {
+  Exchange ex;
+  if (!begin_exchange(&ex, conn, text, false)) return ZV_NO_MEMORY;
+  ResultRecord* chain = nullptr;
+  int32_t rc = reader(conn, &chain);
+  end_exchange(&ex);
+  if (rc < 0) {
+    free_result_chain(chain);
+    return rc;
+  }
+  *head = chain;
+  return rc;
 }
 
 int32_t close_cursor(ConnRecord* conn, const char* name) {
