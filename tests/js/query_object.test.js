@@ -89,10 +89,18 @@ test('two query objects on one connection read independently, and close lets the
   assert.equal(q1.close(), undefined);
 });
 
-test('45,000 rows are walked to their end, one row object at a time', () => {
+// 45,000 rows: three blocks of the client's smart cursor. Made once, by whichever test runs first.
+let bigMade = false;
+function bigTable() {
+  if (bigMade) return;
+  bigMade = true;
   run(fx.conn, 'create table qo_big (i integer, s varchar(20))');
   const filled = run(fx.conn, "insert into qo_big with recursive n(i) as (select 1 union all select i + 1 from n where i < 45000) select i, 'row ' || i from n");
   assert.equal(filled.err, null);
+}
+
+test('45,000 rows are walked to their end, one row object at a time', () => {
+  bigTable();
   const q = fx.conn.query('select i, s from qo_big order by i');
   let seen = 0;
   let wrong = 0;
@@ -115,6 +123,63 @@ test('rows already in client memory stay readable after the connection ends', ()
   const rows = [];
   for (let i = 0; i < 3; ++i) q.on('result', (r) => rows.push(r));
   assert.deepEqual(rows, [{ one: 1 }, { one: 2 }, null]);
+});
+
+test('after end the rows in hand are read, then the failure text, since the next block needs the link', () => {
+  bigTable();
+  const own = openConnection(fx.server);
+  const q = own.query('select i from qo_big order by i');
+  own.end();
+  let rows = 0;
+  let last;
+  while (last === undefined) {
+    q.nextRecord('nextrecord', (row) => { if (row === null || typeof row === 'string') last = row; else rows += 1; });
+  }
+  const closed = '[EJ1024] database connection is closed';
+  assert.deepEqual({ rows, last }, { rows: 20000, last: closed });
+  assert.deepEqual(step(q, 'on', 'error'), { got: [[closed]], thrown: null });
+  assert.deepEqual(step(q, 'on', 'result'), { got: [[closed]], thrown: null });
+});
+
+// Objects whose server cursors stand open are closed and collected while their link serves
+// other statements; one is collected after its connection has ended.
+const openCursors = `
+  const { zanvodb } = require(${JSON.stringify(path.join(__dirname, 'helpers.js'))});
+  const conn = zanvodb.createConnection(process.argv[1]);
+  conn.connect();
+  const out = [];
+  const count = () => conn.query('select count(*) as n from qo_big', (err, rows) => out.push(err || rows[0].n));
+  const first = (q) => q.nextRecord('nextrecord', (row) => out.push(row));
+  let q = conn.query('select i from qo_big order by i');
+  first(q);
+  q = null;
+  global.gc();
+  count();
+  q = conn.query('select i from qo_big order by i desc');
+  first(q);
+  q.close();
+  first(q);
+  count();
+  const other = zanvodb.createConnection(process.argv[1]);
+  other.connect();
+  let left = other.query('select i from qo_big');
+  first(left);
+  other.end();
+  left = null;
+  global.gc();
+  conn.querymany('update qo_big set s = ? where i = ?', [['kept', 1]], (err, outcomes) => out.push(err, outcomes));
+  count();
+  conn.end();
+  process.stdout.write(JSON.stringify(out));
+`;
+
+test('closing or collecting an object whose server cursor is open leaves its link in step', () => {
+  bigTable();
+  const child = spawnSync(process.execPath, ['--expose-gc', '-e', openCursors, fx.server.connString()],
+    { encoding: 'utf8', timeout: 20000 });
+  assert.equal(child.status, 0, child.stderr);
+  assert.deepEqual(JSON.parse(child.stdout),
+    [{ i: 1 }, 45000, { i: 45000 }, null, 45000, { i: 1 }, null, [{ 'UPDATE EFFECTNUM': 1 }], 45000]);
 });
 
 // Run in a process of its own, with the collector at hand, so that nothing else of the test
