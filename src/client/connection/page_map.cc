@@ -22,8 +22,10 @@ void* page_map(size_t size) {
   size_t after = start + span - (aligned + size);
   if (after > 0) munmap(reinterpret_cast<void*>(aligned + size), after);
   void* p = reinterpret_cast<void*>(aligned);
+#ifdef MADV_HUGEPAGE
   // Only advice: without huge pages the mapping works as well with small ones.
   madvise(p, size, MADV_HUGEPAGE);
+#endif
   return p;
 }
 

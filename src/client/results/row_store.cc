@@ -1,11 +1,11 @@
 // Rows of a result: their creation in the arena and the two-level table that indexes them.
 // The table never moves a row pointer: it grows by whole blocks whose size rises tenfold in bands.
-// Blocks from 800 KB up are recycled between results by the block cache.
 #include <cstdlib>
 #include <cstring>
 
 #include "connection/block_cache.h"
 #include "connection/client_text.h"
+#include "connection/page_map.h"
 #include "results/row_store.h"
 
 namespace {
@@ -42,9 +42,11 @@ uint8_t* new_row(RowArena* arena, int32_t row_size, int32_t field_count) {
   return row;
 }
 
-// Bytes of row-pointer block number `block`.
+// Bytes taken for row-pointer block number `block`. A block of 800 KB and up takes whole 2 MiB
+// runs: one page fault for each, and the same size as the other runs the block cache recycles.
 static size_t table_block_bytes(int32_t block) {
-  return static_cast<size_t>(band_of_block(block)->rows_per_block) * sizeof(uint8_t*);
+  size_t bytes = static_cast<size_t>(band_of_block(block)->rows_per_block) * sizeof(uint8_t*);
+  return bytes < BLOCK_MAPPED_MIN ? bytes : (bytes + HUGE_PAGE - 1) / HUGE_PAGE * HUGE_PAGE;
 }
 
 // Enters block number `block` of its band's size; false when memory runs out.
