@@ -4,14 +4,16 @@
 
 namespace zvdbms {
 
-// Closes the result in *p_res and clears it. A server cursor that could not be closed now
-// (its link failed) is kept and tried again at the next release.
+// Closes the result in *p_res and clears it. A server cursor that could not be closed (its
+// link failed) is kept for the next connection close, which detaches it if it is its own.
 void release_result(void** p_res);
 // For a collected object: frees a result held in client memory alone, and keeps a smart cursor,
-// whose closing may talk over its link, for the next release. Sends nothing.
+// whose closing may talk over its link, for close_kept_results. Sends nothing.
 void drop_result(void** p_res);
-// Closes the results kept by drop_result and failed closes. A cursor whose connection has been
-// closed is detached from it, and its closing frees client memory only.
+// Closes the cursors kept by drop_result, once each.
 void close_kept_results();
+// At a connection close: closes what close_kept_results and release_result could not. A cursor
+// of the closed connection is detached from it, and its closing frees client memory only.
+void close_failed_results();
 
 }  // namespace zvdbms

@@ -92,8 +92,8 @@ void ZVConnection::hold_result(void* result) {
 void ZVConnection::release_link() {
   if (p_res != nullptr) ZVC_CloseResult(&p_res);
   if (p_conn != nullptr) ZVC_CloseConnection(&p_conn);
-  // Cursors of query objects collected meanwhile: those of this link are detached now and only freed.
-  close_kept_results();
+  // Cursors of query objects left to close: those of this link are detached now and only freed.
+  close_failed_results();
 }
 
 void report_status(int32_t status, Local<Function> callback, Isolate* isolate, const char* text) {
