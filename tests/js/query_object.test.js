@@ -56,6 +56,19 @@ test('every event in any case; rows, then null at the end, with the reader table
   assert.deepEqual(step(q, 'on', 'fields'), { got: [[FIELDS]], thrown: null });
 });
 
+test('numbers, dates, times, numerics and large objects through the readers of the query object', () => {
+  run(fx.conn, 'create table qo_ty (n numeric(8,2), t time, d date, b blob, c clob, big bigint, f float, x double)');
+  run(fx.conn, "insert into qo_ty values (12.5, '10:00:01', '2026-01-02', x'89504e47', 'some text', 9007199254740993, 1.5, 2.25)");
+  const q = fx.conn.query('select * from qo_ty');
+  assert.deepEqual(step(q, 'on', 'fields').got[0][0].map((f) => f.Type), [9, 11, 10, 42, 41, 6, 7, 8]);
+  // Large objects take the text path: their bytes as UTF-8, an undecodable one replaced.
+  assert.deepEqual(step(q, 'on', 'result'), {
+    got: [[{ n: '12.50', t: '10:00:01', d: new Date(Date.UTC(2026, 0, 2)), b: '\ufffdPNG', c: 'some text',
+      big: 9007199254740992, f: 1.5, x: 2.25 }]],
+    thrown: null,
+  });
+});
+
 test('a failed statement tells its text through every event and has no fields', () => {
   twoRows();
   const q = fx.conn.query('select nosuch from qo_t');
