@@ -20,8 +20,8 @@ std::string_view column_text(sqlite3_stmt* stmt, int col) {
 }
 
 // An integer, a real rounded to the nearest integer, or a text of decimal digits.
-bool read_integer(sqlite3_stmt* stmt, int col, int64_t& out) {
-  switch (sqlite3_column_type(stmt, col)) {
+bool read_integer(sqlite3_stmt* stmt, int col, int storage, int64_t& out) {
+  switch (storage) {
     case SQLITE_INTEGER:
       out = sqlite3_column_int64(stmt, col);
       return true;
@@ -38,8 +38,7 @@ bool read_integer(sqlite3_stmt* stmt, int col, int64_t& out) {
   }
 }
 
-bool read_double(sqlite3_stmt* stmt, int col, double& out) {
-  int storage = sqlite3_column_type(stmt, col);
+bool read_double(sqlite3_stmt* stmt, int col, int storage, double& out) {
   if (storage == SQLITE_INTEGER || storage == SQLITE_FLOAT) {
     out = sqlite3_column_double(stmt, col);
     return true;
@@ -51,9 +50,12 @@ bool read_double(sqlite3_stmt* stmt, int col, double& out) {
   return !text.empty() && *end == '\0';
 }
 
-bool read_bool(sqlite3_stmt* stmt, int col, bool& out) {
-  int storage = sqlite3_column_type(stmt, col);
-  if (storage == SQLITE_INTEGER || storage == SQLITE_FLOAT) {
+bool read_bool(sqlite3_stmt* stmt, int col, int storage, bool& out) {
+  if (storage == SQLITE_INTEGER) {
+    out = sqlite3_column_int64(stmt, col) != 0;
+    return true;
+  }
+  if (storage == SQLITE_FLOAT) {
     out = sqlite3_column_double(stmt, col) != 0;
     return true;
   }
@@ -126,15 +128,17 @@ bool fits(int64_t v, int32_t code) {
 
 }  // namespace
 
+// The storage class is asked once per value and handed to the readers below.
 bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
-  if (sqlite3_column_type(stmt, col) == SQLITE_NULL) {
+  const int storage = sqlite3_column_type(stmt, col);
+  if (storage == SQLITE_NULL) {
     write_null();
     return true;
   }
   switch (type.code) {
     case kBool: {
       bool b;
-      if (!read_bool(stmt, col, b)) break;
+      if (!read_bool(stmt, col, storage, b)) break;
       out_.int32(1);
       out_.letter(b ? 'T' : 'F');
       return true;
@@ -143,21 +147,21 @@ bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
     case kSmallInt:
     case kInteger:
     case kBigInt:
-      if (write_integer(stmt, col, type.code)) return true;
+      if (write_integer(stmt, col, storage, type.code)) return true;
       break;
     case kNumeric:
-      if (write_numeric(stmt, col, type.detail)) return true;
+      if (write_numeric(stmt, col, storage, type.detail)) return true;
       break;
     case kFloat: {
       double d;
-      if (!read_double(stmt, col, d)) break;
+      if (!read_double(stmt, col, storage, d)) break;
       out_.int32(4);
       out_.int32(static_cast<int32_t>(float_bits(static_cast<float>(d))));
       return true;
     }
     case kDouble: {
       double d;
-      if (!read_double(stmt, col, d)) break;
+      if (!read_double(stmt, col, storage, d)) break;
       out_.int32(8);
       out_.int64(static_cast<int64_t>(double_bits(d)));
       return true;
@@ -167,31 +171,31 @@ bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
     case kTimeTz:
     case kDateTime:
     case kDateTimeTz:
-      if (write_moment(stmt, col, type.code)) return true;
+      if (write_moment(stmt, col, storage, type.code)) return true;
       break;
     case kClob:
     case kBlob:
       if (lobs_.store) {
-        write_lob(stmt, col, type.code == kClob ? 'c' : 'b');
+        write_lob(stmt, col, storage, type.code == kClob ? 'c' : 'b');
       } else {
-        write_bytes(stmt, col);
+        write_bytes(stmt, col, storage);
       }
       return true;
     default:
       if (is_interval(type.code)) {
-        if (write_interval(stmt, col, type.code)) return true;
+        if (write_interval(stmt, col, storage, type.code)) return true;
         break;
       }
-      write_bytes(stmt, col);
+      write_bytes(stmt, col, storage);
       return true;
   }
   write_null();
   return false;
 }
 
-bool ValueEncoder::write_integer(sqlite3_stmt* stmt, int col, int32_t code) {
+bool ValueEncoder::write_integer(sqlite3_stmt* stmt, int col, int storage, int32_t code) {
   int64_t v;
-  if (!read_integer(stmt, col, v) || !fits(v, code)) return false;
+  if (!read_integer(stmt, col, storage, v) || !fits(v, code)) return false;
   int32_t width = width_of(code);
   out_.int32(width);
   if (width == 1) out_.letter(static_cast<char>(v));
@@ -202,10 +206,9 @@ bool ValueEncoder::write_integer(sqlite3_stmt* stmt, int col, int32_t code) {
 }
 
 // NUMERIC goes as decimal text; a declared scale fixes the number of decimals.
-bool ValueEncoder::write_numeric(sqlite3_stmt* stmt, int col, int32_t scale) {
+bool ValueEncoder::write_numeric(sqlite3_stmt* stmt, int col, int storage, int32_t scale) {
   char buf[64];
   size_t n = 0;
-  int storage = sqlite3_column_type(stmt, col);
   bool scaled = scale > 0 && scale <= 15;
   if (storage == SQLITE_INTEGER && scaled) {
     int64_t v = sqlite3_column_int64(stmt, col);
@@ -224,7 +227,7 @@ bool ValueEncoder::write_numeric(sqlite3_stmt* stmt, int col, int32_t scale) {
     }
   } else {
     double check;
-    if (!read_double(stmt, col, check)) return false;
+    if (!read_double(stmt, col, storage, check)) return false;
     std::string_view text = trim(column_text(stmt, col));
     out_.int32(static_cast<int32_t>(text.size()));
     out_.bytes(text.data(), text.size());
@@ -236,9 +239,8 @@ bool ValueEncoder::write_numeric(sqlite3_stmt* stmt, int col, int32_t scale) {
 }
 
 // Dates and times: a number is taken as the wire value itself, a text is parsed.
-bool ValueEncoder::write_moment(sqlite3_stmt* stmt, int col, int32_t code) {
+bool ValueEncoder::write_moment(sqlite3_stmt* stmt, int col, int storage, int32_t code) {
   Moment m;
-  int storage = sqlite3_column_type(stmt, col);
   if (storage == SQLITE_INTEGER) {
     int64_t v = sqlite3_column_int64(stmt, col);
     if ((code == kDate || code == kTime || code == kTimeTz) && !fits(v, kInteger)) return false;
@@ -285,10 +287,9 @@ bool ValueEncoder::write_moment(sqlite3_stmt* stmt, int col, int32_t code) {
 
 // A text is parsed; a number counts the interval's last unit, so that "45" stored in an
 // INTERVAL SECOND column means 45 seconds.
-bool ValueEncoder::write_interval(sqlite3_stmt* stmt, int col, int32_t code) {
+bool ValueEncoder::write_interval(sqlite3_stmt* stmt, int col, int storage, int32_t code) {
   const bool in_micros = code >= 24;  // intervals down to seconds travel as 8-byte microseconds
   int64_t total;
-  int storage = sqlite3_column_type(stmt, col);
   if (storage == SQLITE_TEXT) {
     if (!parse_interval(code, trim(column_text(stmt, col)), total)) return false;
   } else if (storage == SQLITE_INTEGER || storage == SQLITE_FLOAT) {
@@ -309,8 +310,8 @@ bool ValueEncoder::write_interval(sqlite3_stmt* stmt, int col, int32_t code) {
   return true;
 }
 
-void ValueEncoder::write_bytes(sqlite3_stmt* stmt, int col) {
-  const void* p = sqlite3_column_type(stmt, col) == SQLITE_BLOB ? sqlite3_column_blob(stmt, col)
+void ValueEncoder::write_bytes(sqlite3_stmt* stmt, int col, int storage) {
+  const void* p = storage == SQLITE_BLOB ? sqlite3_column_blob(stmt, col)
                                                                : static_cast<const void*>(sqlite3_column_text(stmt, col));
   int n = sqlite3_column_bytes(stmt, col);
   out_.int32(n);
@@ -319,8 +320,8 @@ void ValueEncoder::write_bytes(sqlite3_stmt* stmt, int col) {
 
 // With descriptors on: "c"/"b" and the bytes for a small object; a larger one is kept
 // and goes out as its descriptor, a ":" and its length: "C000000000001:5000".
-void ValueEncoder::write_lob(sqlite3_stmt* stmt, int col, char letter) {
-  const void* p = sqlite3_column_type(stmt, col) == SQLITE_BLOB ? sqlite3_column_blob(stmt, col)
+void ValueEncoder::write_lob(sqlite3_stmt* stmt, int col, int storage, char letter) {
+  const void* p = storage == SQLITE_BLOB ? sqlite3_column_blob(stmt, col)
                                                                : static_cast<const void*>(sqlite3_column_text(stmt, col));
   int n = sqlite3_column_bytes(stmt, col);
   if (n <= lobs_.inline_max) {
