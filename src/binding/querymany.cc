@@ -33,6 +33,7 @@ struct ManyRun {
   ConnRecord** handle;
   Local<Array> outcomes;
   std::string error;  // the last failure; empty when none
+  bool prepared;      // false: every row fails for want of the statement, which error tells
 };
 
 static void fail(ManyRun* run, const char* text) { run->error = text; }
@@ -64,7 +65,7 @@ static Local<Object> row_outcome(ManyRun* run, int32_t sql_class, void** p_res) 
 static void execute_row(ManyRun* run, int32_t sql_class) {
   void* p_res = nullptr;
   int32_t ret = ZVC_Execute2(run->handle, nullptr, nullptr, &p_res);
-  if (ret < 0) fail_call(run, ret);
+  if (ret < 0 && run->prepared) fail_call(run, ret);
   run->outcomes->Set(run->context, run->outcomes->Length(), row_outcome(run, sql_class, &p_res)).Check();
   ZVC_CloseResult(&p_res);
 }
@@ -76,6 +77,7 @@ static void run_rows(ManyRun* run, const char* sql, Local<Value> rows) {
   int32_t ret = ZVC_Prepare(run->handle, sql, nullptr);
   if (ret == ZV_NET_ERROR) return fail_call(run, ret);
   if (ret < 0) fail_call(run, ret);
+  run->prepared = ret >= 0;
   uint32_t count = rows->IsArray() ? rows.As<Array>()->Length() : 0;
   for (uint32_t i = 0; i < count; ++i) {
     v8::HandleScope row_scope(run->isolate);
@@ -133,8 +135,11 @@ void QueryMany(const FunctionCallbackInfo<Value>& args) {
   Local<Value> rows, callback;
   if (!read_arguments(args, conn, &sql, &rows, &callback)) return;
   close_kept_results();
-  ManyRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Array::New(isolate), std::string()};
+  ManyRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Array::New(isolate), std::string(), false};
   run_rows(&run, sql, rows);
+  // Values bound for a row that never went out (no statement, a SELECT) must not ride along
+  // with the connection's next statement.
+  ZVC_ClearParams(reinterpret_cast<void**>(&conn->p_conn));
   free(sql);
   if (!callback->IsFunction()) return;
   Local<Value> err = v8::Null(isolate);

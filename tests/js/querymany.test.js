@@ -88,6 +88,14 @@ test('zero rows, rows without placeholders, and statements that run nothing', ()
   assert.deepEqual(many(conn, 'create table qm_d (a integer)', [[]]), { calls: 1, returned: undefined, err: null, outcomes: [] });
   assert.deepEqual(run(conn, 'select a from qm_d').err, { Error: '[E10001]no such table: qm_d' });
   assert.deepEqual(rowsOf(conn, 'select a from qm_c'), [{ a: 1 }, { a: 1 }]);
+  // A statement the server cannot prepare fails every row for that reason, and what was bound
+  // for them stays out of the next statement; so do the values bound for a SELECT.
+  assert.deepEqual(many(conn, 'insert into nosuch values (?)', [[1], [2]]),
+    { calls: 1, returned: undefined, err: { Error: '[E10001]no such table: nosuch' },
+      outcomes: [{ 'new RowId': '' }, { 'new RowId': '' }] });
+  assert.deepEqual(run(conn, 'select 1 as one'), { err: null, rows: [{ one: 1 }], fields: [{ ColName: 'one', Type: 5 }] });
+  assert.deepEqual(many(conn, 'select ? as one', [[2]]), select);
+  assert.deepEqual(run(conn, 'select 1 as one').rows, [{ one: 1 }]);
   // Any other statement runs for each row and has an empty outcome.
   run(conn, 'create table qm_e (a integer)');
   assert.deepEqual(many(conn, 'drop table qm_e', [[], []]),
