@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "binding/bind_values.h"
+#include "binding/row_blocks.h"
 #include "binding/row_values.h"
 #include "binding/scalar_exec.h"
 #include "binding/zv_connection.h"
@@ -102,16 +103,7 @@ static void read_results(QueryRun* run, void** p_res) {
       break;
     }
     run->arr_fields = fields;
-    uint32_t index = 0;
-    while (ret == 0) {
-      // Each row's handles die with its scope; the array keeps the row. A large result would
-      // otherwise pile every value's handle into one scope for the collector to walk again and again.
-      v8::HandleScope row_scope(run->isolate);
-      Local<Object> row;
-      if (!row_to_object(&ctx, field_num).ToLocal(&row)) break;
-      run->arr_to->Set(run->context, index++, row).Check();
-      ret = ZVC_NextRow(p_res);
-    }
+    if (ret == 0) ret = append_rows(&ctx, field_num, run->arr_to);
     if (ret != ZV_NO_MORE) break;
     bool chained = run->arr_muti_results->Length() > 0;
     if (ZVC_NextResult(p_res) != 0) {

@@ -265,7 +265,7 @@ static Local<Object> make_row(RowContext* ctx, int32_t count, Local<Name>* names
   return row;
 }
 
-MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count) {
+bool row_to_values(RowContext* ctx, int32_t count) {
   // One buffer for every row: a wide row must not live on the stack.
   std::vector<Local<Value>>& values = ctx->values;
   values.resize(count > 0 ? count : 0);
@@ -274,7 +274,7 @@ MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count) {
     if (ZVC_GetColumnType(ctx->p_res, c, &ctype) < 0) {
       if (ctx->reader == READER_QUERY) {
         set_error(ctx, "colulmn NUM overflow");
-        return MaybeLocal<Object>();
+        return false;
       }
       throw_type_error(ctx->isolate,
                        ctx->reader == READER_ON_RESULT ? "column NUM Type overflow" : "colulmn NUM overflow");
@@ -283,7 +283,12 @@ MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count) {
     }
     values[c - 1] = column_to_script(ctx, c, ctype);
   }
-  return make_row(ctx, count, ctx->names.data(), values.data());
+  return true;
+}
+
+MaybeLocal<Object> row_to_object(RowContext* ctx, int32_t count) {
+  if (!row_to_values(ctx, count)) return MaybeLocal<Object>();
+  return make_row(ctx, count, ctx->names.data(), ctx->values.data());
 }
 
 }  // namespace zvdbms

@@ -41,6 +41,8 @@ bool column_names(RowContext* ctx, int32_t count);
 // The fields array: one {ColName, Type} object per column. Empty on failure.
 v8::MaybeLocal<v8::Array> column_objects(RowContext* ctx, int32_t count);
 
+// The values of the current row into ctx->values. False when the reading stopped, as below.
+bool row_to_values(RowContext* ctx, int32_t count);
 // The current row as a row object keyed by ctx->names. Empty when the reading stopped:
 // in READER_QUERY an unreadable column type ends the row and sets "Error".
 v8::MaybeLocal<v8::Object> row_to_object(RowContext* ctx, int32_t count);

@@ -22,6 +22,18 @@ test('a select gives row objects and column objects', () => {
   assert.deepEqual(run(fx.conn, "select 1 as x, 'two' as x from dual").rows, [{ x: 'two' }]);
 });
 
+test('a result of several thousand rows gives every row in order, as plain objects of its own keys', () => {
+  run(fx.conn, 'create table q_many (n integer, s varchar(12))');
+  run(fx.conn, `insert into q_many with recursive k(x) as (select 1 union all select x + 1 from k where x < 6000)
+    select x, 'r' || x from k`);
+  const { err, rows } = run(fx.conn, 'select n, s, n * 2 as "__proto__" from q_many order by n');
+  assert.equal(err, null);
+  const expected = Array.from({ length: 6000 }, (_, i) => [i + 1, `r${i + 1}`, 2 * (i + 1)]);
+  assert.deepEqual(rows.map((r) => [r.n, r.s, Object.getOwnPropertyDescriptor(r, '__proto__').value]), expected);
+  assert.deepEqual(Object.keys(rows[5999]), ['n', 's', '__proto__']);
+  assert.equal(Object.getPrototypeOf(rows[0]), Object.prototype);
+});
+
 test('inserts, updates and deletes give their outcome objects', () => {
   assert.deepEqual(run(fx.conn, 'create table q_dml (id integer primary key, name varchar(20))'),
     { err: null, rows: [], fields: [] });
