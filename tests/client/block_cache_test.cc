@@ -13,6 +13,8 @@
 #include "connection/page_map.h"
 #include "results/lob_chain.h"
 #include "results/row_store.h"
+#include "server_process.h"
+#include "zvc.h"
 
 namespace {
 const size_t kMiB = size_t{1} << 20;
@@ -113,4 +115,21 @@ TEST(BlockCache, AfterTheLastCloseBlocksAreUnmapped) {
   BlockCacheCounts end = block_cache_counts();
   EXPECT_EQ(0u, end.idle_bytes);
   EXPECT_EQ(start.mapped_bytes, end.mapped_bytes);
+}
+
+// Opening a connection lets the cache keep blocks; the close of the last one empties it.
+TEST(BlockCache, TheLastCloseEmptiesTheCache) {
+  const BlockCacheCounts start = block_cache_counts();
+  ServerProcess server;
+  ConnRecord* first = nullptr;
+  ConnRecord* second = nullptr;
+  ASSERT_EQ(2, ZVC_OpenConnection(server.conn_string().c_str(), &first));
+  ASSERT_EQ(2, ZVC_OpenConnection(server.conn_string().c_str(), &second));
+  block_give(block_take(HUGE_PAGE, false), HUGE_PAGE);
+  EXPECT_EQ(HUGE_PAGE, block_cache_counts().idle_bytes);
+  ZVC_CloseConnection(&first);
+  EXPECT_EQ(HUGE_PAGE, block_cache_counts().idle_bytes);
+  ZVC_CloseConnection(&second);
+  EXPECT_EQ(0u, block_cache_counts().idle_bytes);
+  EXPECT_EQ(start.mapped_bytes, block_cache_counts().mapped_bytes);
 }
