@@ -67,6 +67,31 @@ TEST_F(CursorServer, QueriesOfEverySizeReadWhole) {
   }
 }
 
+// A query that ends on its ";", one that carries a bound parameter into its DECLARE, and a
+// prepared statement's name, which the server declares from the statement's text.
+TEST_F(CursorServer, SemicolonParametersAndPreparedNames) {
+  void* handle = nullptr;
+  ASSERT_GE(ZVC_Execute(&conn, "select id, s from n where id <= 3 order by id;", &handle, nullptr, nullptr, nullptr), 0)
+      << conn->error_text;
+  Read r = read(&handle);
+  EXPECT_EQ("3 r3", std::to_string(r.rows) + " " + r.last);
+  ZVC_CloseResult(&handle);
+  int32_t above = 44000;
+  ASSERT_EQ(0, ZVC_BindParamByPos(reinterpret_cast<void**>(&conn), 1, 1, CT_INT32, &above, 4, nullptr));
+  ASSERT_GE(ZVC_Execute(&conn, "select id, s from n where id > ? order by id", &handle, nullptr, nullptr, nullptr), 0)
+      << conn->error_text;
+  EXPECT_EQ(nullptr, conn->params);
+  r = read(&handle);
+  EXPECT_EQ(sum_to(45000) - sum_to(44000), r.sum);
+  ZVC_CloseResult(&handle);
+  char name[ZV_STMT_NAME_SIZE];
+  ASSERT_EQ(19665, ZVC_Prepare(&conn, "select id, s from n where id between 20 and 22", name));
+  ASSERT_GE(ZVC_Execute(&conn, name, &handle, nullptr, nullptr, nullptr), 0) << conn->error_text;
+  r = read(&handle);
+  EXPECT_EQ("3 r22", std::to_string(r.rows) + " " + r.last);
+  ZVC_CloseResult(&handle);
+}
+
 // Two cursors stand on one link under different names and are read in turns, with other
 // statements between their refills; a half-read one is closed. Server cursors off: the rows come
 // whole in a plain result.
