@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "parameter_binding.h"
+#include "parameter_values.h"
 #include "sqlite_error.h"
 #include "text_util.h"
 
@@ -16,11 +18,35 @@ std::string in_row(const std::string& error, size_t row) {
   return error.substr(0, kCode) + "row " + std::to_string(row + 1) + " of the batch: " + error.substr(kCode);
 }
 
+// The placeholder that each parameter fills. Row 0 went through bind_row, which checked the
+// count, the names, the directions and that no placeholder gets two values, so the later rows
+// only bind their values.
+std::vector<int> placeholder_indexes(sqlite3_stmt* stmt, const Parameters& params) {
+  std::vector<int> indexes;
+  for (size_t i = 0; i < params.count(); ++i) {
+    const std::string& name = params.records[i].name;
+    indexes.push_back(name.empty() ? static_cast<int>(i) + 1 : placeholder_index(stmt, name));
+  }
+  return indexes;
+}
+
+bool bind_later_row(sqlite3_stmt* stmt, const Parameters& params, const std::vector<int>& indexes, size_t row,
+                    std::string& error) {
+  for (size_t i = 0; i < indexes.size(); ++i) {
+    if (!bind_value(stmt, indexes[i], params.value(row, i), error)) {
+      error = "[E10003]parameter " + std::to_string(i + 1) + ": " + error;
+      return false;
+    }
+  }
+  return true;
+}
+
 // The row's values, then the statement to its end; the rows it changed go to `changed`.
-bool run_row(sqlite3* db, sqlite3_stmt* stmt, const Parameters& params, size_t row, int64_t& changed,
-             std::string& error) {
+bool run_row(sqlite3* db, sqlite3_stmt* stmt, const Parameters& params, const std::vector<int>& indexes, size_t row,
+             int64_t& changed, std::string& error) {
   sqlite3_reset(stmt);
-  if (!bind_row(stmt, params, row, error)) return false;
+  if (!(row == 0 ? bind_row(stmt, params, row, error) : bind_later_row(stmt, params, indexes, row, error)))
+    return false;
   int rc;
   while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
   }
@@ -51,8 +77,9 @@ bool run_batch(sqlite3* db, sqlite3_stmt* stmt, std::string_view verb, const Par
   }
   int64_t changed = 0;
   std::string error;
+  const std::vector<int> indexes = placeholder_indexes(stmt, params);
   for (size_t row = 0; row < params.rows(); ++row) {
-    if (!run_row(db, stmt, params, row, changed, error)) {
+    if (!run_row(db, stmt, params, indexes, row, changed, error)) {
       roll_back(db, stmt);
       out.error(in_row(error, row));
       return false;
