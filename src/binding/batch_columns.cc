@@ -101,37 +101,40 @@ bool row_error(Isolate* isolate, const BatchShape& shape, uint32_t row, size_t s
   return false;
 }
 
-// Appends an int32 length prefix and the UTF-8 bytes of text, up to its first NUL, as the
-// values of query are; gives the count of bytes.
-int32_t append_utf8(Isolate* isolate, Local<String> text, std::string* block) {
-  size_t at = block->size();
-  int capacity = text->Length() * 3;
-  block->resize(at + 4 + static_cast<size_t>(capacity));
-  char* bytes = &(*block)[at + 4];
-  int written = text->WriteUtf8(isolate, bytes, capacity, nullptr,
-                                String::NO_NULL_TERMINATION | String::REPLACE_INVALID_UTF8);
-  int32_t n = static_cast<int32_t>(strnlen(bytes, static_cast<size_t>(written)));
-  memcpy(&(*block)[at], &n, sizeof n);
-  block->resize(at + 4 + static_cast<size_t>(n));
-  return n;
+// Appends an int32 length prefix and n bytes; gives n.
+int32_t append_prefixed(const char* bytes, size_t n, std::string* block) {
+  int32_t length = static_cast<int32_t>(n);
+  block->append(reinterpret_cast<const char*>(&length), sizeof length);
+  block->append(bytes, n);
+  return length;
 }
 
-int32_t append_prefixed(const std::string& text, std::string* block) {
-  int32_t n = static_cast<int32_t>(text.size());
-  block->append(reinterpret_cast<const char*>(&n), sizeof n);
-  block->append(text);
-  return n;
+// Appends the UTF-8 bytes of text up to its first NUL, as the values of query are, behind their
+// length prefix; gives their count.
+int32_t append_utf8(Isolate* isolate, Local<String> text, std::string* block) {
+  char small[1024];
+  std::string large;
+  const int capacity = text->Length() * 3;
+  char* bytes = small;
+  if (capacity > static_cast<int>(sizeof small)) {
+    large.resize(static_cast<size_t>(capacity));
+    bytes = &large[0];
+  }
+  int written = text->WriteUtf8(isolate, bytes, capacity, nullptr,
+                                String::NO_NULL_TERMINATION | String::REPLACE_INVALID_UTF8);
+  return append_prefixed(bytes, strnlen(bytes, static_cast<size_t>(written)), block);
 }
 
 // A value of a text column: a string as it is, a Date as query binds it, a boolean as 1 or 0,
 // a number as the script writes it.
 int32_t append_text(Isolate* isolate, Local<Context> context, Local<Value> v, std::string* block) {
   if (v->IsString()) return append_utf8(isolate, v.As<String>(), block);
-  if (v->IsBoolean()) return append_prefixed(v->IsTrue() ? "1" : "0", block);
+  if (v->IsBoolean()) return append_prefixed(v->IsTrue() ? "1" : "0", 1, block);
   Local<String> text = v->ToString(context).FromMaybe(String::Empty(isolate));
   if (!v->IsDate()) return append_utf8(isolate, text, block);
   String::Utf8Value date(isolate, text);
-  return append_prefixed(date_value_text(*date ? *date : ""), block);
+  const std::string when = date_value_text(*date ? *date : "");
+  return append_prefixed(when.data(), when.size(), block);
 }
 
 int32_t append_bytes(Local<Value> v, std::string* block) {

@@ -37,11 +37,14 @@ bool array_block_copied(const ArrayType* t, bool by_name) {
   return t->width > 0 || t->stride == STRIDE_PREFIX || (t->stride == STRIDE_ROOM && !by_name);
 }
 
-ArrayValue array_value(const ParamSet* set, int32_t i, int32_t row) {
+const ArrayType* array_slot_type(const ParamSet* set, int32_t i) {
+  return set->lengths[i] ? array_type_of(set->types[i]) : nullptr;
+}
+
+ArrayValue array_value(const ParamSet* set, const ArrayType* t, int32_t i, int32_t row) {
+  if (!t) return {TC_CHAR, nullptr, 0, 0};
   const int32_t* lengths = set->lengths[i];
   const uint8_t* p = static_cast<const uint8_t*>(set->values[row][i]);
-  const ArrayType* t = lengths ? array_type_of(set->types[i]) : nullptr;
-  if (!t) return {TC_CHAR, nullptr, 0, 0};
   if (!p || lengths[row] <= 0) return {t->wire_type, nullptr, 0, 0};
   switch (t->stride) {
     case STRIDE_FIXED: return {t->wire_type, p, t->width, t->width};

@@ -37,8 +37,11 @@ struct ArrayValue {
   int32_t width;
 };
 
-// The value of parameter i in row; a slot that was never bound goes out as a null text.
-ArrayValue array_value(const ParamSet* set, int32_t i, int32_t row);
+// The layout of slot i's values; null for a slot that was never bound.
+const ArrayType* array_slot_type(const ParamSet* set, int32_t i);
+// The value of parameter i in row, t being array_slot_type(set, i), looked up once for all rows;
+// a slot that was never bound goes out as a null text.
+ArrayValue array_value(const ParamSet* set, const ArrayType* t, int32_t i, int32_t row);
 // Puts v in network order at buf + *cursor and advances the cursor.
 void put_array_value(uint8_t* buf, int32_t* cursor, ArrayValue v);
 

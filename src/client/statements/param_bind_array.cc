@@ -29,16 +29,18 @@ bool remake(T** table, int32_t n) {
   return *table != nullptr;
 }
 
-// array_size rows of slots null value pointers; null when memory runs out.
+// array_size rows of slots null value pointers, all the rows in one block that row 0 starts
+// (free_params frees it through row 0); null when memory runs out.
 void*** make_rows(int32_t array_size, int32_t slots) {
   void*** rows = static_cast<void***>(client_alloc(sizeof(void**) * static_cast<size_t>(array_size)));
-  for (int32_t r = 0; rows && r < array_size; r++) {
-    rows[r] = static_cast<void**>(client_alloc(sizeof(void*) * static_cast<size_t>(slots)));
-    if (rows[r]) continue;
-    while (r > 0) free(rows[--r]);
+  void** block = rows ? static_cast<void**>(client_alloc(sizeof(void*) * static_cast<size_t>(array_size) *
+                                                          static_cast<size_t>(slots)))
+                      : nullptr;
+  if (!block) {
     free(rows);
-    rows = nullptr;
+    return nullptr;
   }
+  for (int32_t r = 0; r < array_size; r++) rows[r] = block + static_cast<size_t>(r) * static_cast<size_t>(slots);
   return rows;
 }
 
@@ -133,12 +135,13 @@ int32_t store_array(ParamTarget t, int32_t i, const ArrayBind& b, bool by_name) 
   set->positions[i] = by_name ? -1 : i + 1;
   set->types[i] = b.type;
   size_t rows = static_cast<size_t>(b.array_size);
-  if (!(set->lengths[i] = static_cast<int32_t*>(client_alloc(sizeof(int32_t) * rows)))) return ZV_NO_MEMORY;
+  // The copies are written whole at once, so they need no zeroing.
+  if (!(set->lengths[i] = static_cast<int32_t*>(malloc(sizeof(int32_t) * rows)))) return ZV_NO_MEMORY;
   memcpy(set->lengths[i], b.lengths, sizeof(int32_t) * rows);
   int64_t block_size = form->width > 0 ? static_cast<int64_t>(rows) * form->width : (b.buf_size > 0 ? b.buf_size : 0);
   uint8_t* block = static_cast<uint8_t*>(b.values);
   if (array_block_copied(form, by_name)) {
-    block = static_cast<uint8_t*>(client_alloc(static_cast<size_t>(block_size)));
+    block = static_cast<uint8_t*>(malloc(block_size > 0 ? static_cast<size_t>(block_size) : 1));
     if (block) memcpy(block, b.values, static_cast<size_t>(block_size));
   }
   // Row 0's pointer is the block's start: the copy is freed through it.

@@ -28,10 +28,8 @@ bool resize(T** table, int32_t old_n, int32_t new_n) {
 }
 
 void free_tables(ParamSet* set) {
-  if (set->values) {
-    int32_t rows = set->array_size > 0 ? set->array_size : 1;
-    for (int32_t r = 0; r < rows; r++) free(set->values[r]);
-  }
+  // Row 0 starts the one block that holds every row's value pointers.
+  if (set->values) free(set->values[0]);
   free(set->values);
   free(set->types);
   free(set->sizes);

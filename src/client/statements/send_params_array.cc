@@ -24,6 +24,7 @@ struct Packer {
   int32_t off;   // bytes used
   int32_t mark;  // the end of the last whole row
   bool utp;      // a type byte in front of each value
+  const ArrayType** types;  // each slot's layout, looked up once
 };
 
 void write_block(Packer* pk, int32_t len) {
@@ -54,7 +55,7 @@ bool make_room(Packer* pk, int64_t need) {
 
 bool pack_row(Packer* pk, const ParamSet* set, int32_t row) {
   for (int32_t i = 0; i < set->count; i++) {
-    ArrayValue v = array_value(set, i, row);
+    ArrayValue v = array_value(set, pk->types[i], i, row);
     if (!make_room(pk, static_cast<int64_t>(v.length) + VALUE_HEAD)) return false;
     if (pk->utp) {
       uint8_t code = static_cast<uint8_t>(v.wire_type);
@@ -71,9 +72,9 @@ bool pack_row(Packer* pk, const ParamSet* set, int32_t row) {
   return true;
 }
 
-void send_first_row(ConnRecord* conn, const ParamSet* set) {
+void send_first_row(ConnRecord* conn, const ParamSet* set, const ArrayType** types) {
   for (int32_t i = 0; i < set->count; i++) {
-    ArrayValue v = array_value(set, i, 0);
+    ArrayValue v = array_value(set, types[i], i, 0);
     send_param_header(conn, set, i, v.wire_type, v.length);
     if (v.width > 0) {
       uint8_t number[8];
@@ -88,13 +89,18 @@ void send_first_row(ConnRecord* conn, const ParamSet* set) {
 }  // namespace
 
 int32_t send_params_array(ConnRecord* conn, ParamSet* set) {
-  send_first_row(conn, set);
+  const ArrayType** types =
+      static_cast<const ArrayType**>(client_alloc(sizeof(ArrayType*) * static_cast<size_t>(set->count)));
   Packer pk = {conn, static_cast<uint8_t*>(client_alloc(PACK_BUFFER)), PACK_BUFFER, 0, 0,
-               strcmp(conn->version, "201") != 0};
-  bool ok = pk.buf != nullptr;
+               strcmp(conn->version, "201") != 0, types};
+  bool ok = pk.buf != nullptr && types != nullptr;
+  for (int32_t i = 0; ok && i < set->count; i++) types[i] = array_slot_type(set, i);
+  // Without memory for the packing nothing goes out, and the caller marks the link out of step.
+  if (ok) send_first_row(conn, set, types);
   for (int32_t row = 1; ok && row < set->array_size; row++) ok = pack_row(&pk, set, row);
   if (ok && pk.mark > 0) write_block(&pk, pk.mark);
   free(pk.buf);
+  free(types);
   free_params(set);
   return ok ? 0 : ZV_NO_MEMORY;
 }
