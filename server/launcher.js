@@ -6,8 +6,9 @@ const path = require('path');
 const readline = require('readline');
 
 const DEFAULT_BIN = path.join(__dirname, '..', 'out', 'server', 'zanvo-server');
-const LISTENING = /^listening on 127\.0\.0\.1:(\d+)$/;
+const LISTENING = /^listening on (127\.\d+\.\d+\.\d+):(\d+)$/;
 const FLAGS = {
+  host: '--host',
   database: '--database',
   user: '--user',
   password: '--password',
@@ -25,7 +26,7 @@ process.on('exit', () => {
 
 function serverArgs(options) {
   // --exit-with-parent: the server also goes when this process dies without an 'exit' event.
-  const args = ['--port', '0', '--exit-with-parent'];
+  const args = ['--port', String(options.port || 0), '--exit-with-parent'];
   for (const [key, flag] of Object.entries(FLAGS)) {
     if (options[key] !== undefined && options[key] !== null) args.push(flag, String(options[key]));
   }
@@ -64,12 +65,13 @@ function start(options = {}) {
       child.unref();
       child.stdout.unref();
       child.stderr.unref();
-      const port = Number(match[1]);
+      const host = match[1];
+      const port = Number(match[2]);
       resolve({
-        host: '127.0.0.1',
+        host,
         port,
         connString(extra = '') {
-          const base = `IP=127.0.0.1;PORT=${port};DB=SYSTEM;USER=${user};PWD=${password}`;
+          const base = `IP=${host};PORT=${port};DB=SYSTEM;USER=${user};PWD=${password}`;
           if (!extra) return base;
           return /^[;,]/.test(extra) ? base + extra : `${base};${extra}`;
         },

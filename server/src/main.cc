@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "zanvo-server: %s\n", error.c_str());
     return 1;
   }
-  std::printf("listening on 127.0.0.1:%d\n", server.port());
+  std::printf("listening on %s:%d\n", options.host.c_str(), server.port());
   std::fflush(stdout);
 
   int received = 0;

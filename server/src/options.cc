@@ -1,5 +1,8 @@
 #include "options.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -41,10 +44,16 @@ bool to_number(const char* text, int64_t low, int64_t high, int64_t& out) {
   return true;
 }
 
+// A dotted IPv4 address in 127.0.0.0/8: the server never listens beyond this machine.
+bool is_loopback(const char* text) {
+  in_addr addr{};
+  return inet_pton(AF_INET, text, &addr) == 1 && (ntohl(addr.s_addr) >> 24) == 127;
+}
+
 }  // namespace
 
 const char* usage_text() {
-  return "usage: zanvo-server [--port N] [--database FILE] [--user U --password P]\n"
+  return "usage: zanvo-server [--port N] [--host 127.x.y.z] [--database FILE] [--user U --password P]\n"
          "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n"
          "                    [--exit-with-parent] [--login-max BYTES] [--command-max BYTES]\n"
          "                    [--parameter-max BYTES] [--value-max BYTES] [--idle-timeout MS]\n"
@@ -68,6 +77,9 @@ bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error
     if (name == "--port") {
       good = to_number(value, 0, 65535, n);
       out.port = static_cast<int>(n);
+    } else if (name == "--host") {
+      good = is_loopback(value);
+      out.host = value;
     } else if (name == "--database") {
       out.database = value;
     } else if (name == "--user") {

@@ -8,6 +8,7 @@ namespace zv {
 
 struct ServerOptions {
   int port = 5138;              // 0: the system picks a free port
+  std::string host = "127.0.0.1";  // the loopback address (127.0.0.0/8) to listen on
   std::string database;         // empty: a private in-memory database
   std::string user = "SYSDBA";
   std::string password = "SYSDBA";

@@ -33,4 +33,17 @@ TEST(ServerOptions, EachLimitHasADefaultAnOptionAndABound) {
   }
 }
 
+// The server listens on a loopback address only.
+TEST(ServerOptions, HostIsALoopbackAddress) {
+  zv::ServerOptions o;
+  std::string error;
+  EXPECT_EQ(o.host, "127.0.0.1");
+  ASSERT_TRUE(parse({"--host", "127.0.0.3"}, o, error)) << error;
+  EXPECT_EQ(o.host, "127.0.0.3");
+  for (const char* value : {"10.0.0.1", "0.0.0.0", "127.1", "localhost", "::1"}) {
+    EXPECT_FALSE(parse({"--host", value}, o, error)) << value;
+    EXPECT_EQ(error, std::string("bad value for --host: ") + value);
+  }
+}
+
 }  // namespace

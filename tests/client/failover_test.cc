@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "connection/client_text.h"
-#include "connection/conn_string.h"
+#include "held_server_list.h"
 #include "peer.h"
 #include "zvc.h"
 
@@ -17,32 +16,13 @@ const std::string login_text = "login database = SYSTEM user='U' password='P' lo
                                "return_cursor_id  = 'on' version = '301'";
 const char* const three = "IPS=127.0.0.2,127.0.0.1,127.0.0.3";
 
-struct Open {
-  ServerList* list = nullptr;
-  ConnRecord* conn = nullptr;
-  int32_t run(const char* ips, uint16_t port, int position) {
-    std::string text = std::string(ips) + ";PORT=" + std::to_string(port) + ";DB=SYSTEM;USER=U;PWD=P";
-    return ZVC_OpenConnectionIPS(text.c_str(), position, &list, &conn);
-  }
-  // A working list in the given order, as an earlier call would have left it.
-  void hold(const char* ips) {
-    list = static_cast<ServerList*>(client_alloc(sizeof(ServerList)));
-    parse_ips_list(list, 20, ips);
-  }
-  std::vector<std::string> struck() const { return {list->tried, list->tried + list->count - list->remaining}; }
-  ~Open() {
-    ZVC_CloseConnection(&conn);
-    free_server_list(list);
-  }
-};
-
 }  // namespace
 
 TEST(Failover, StrikesInOrderOfFailure) {
   ScriptedPeer peer;
   peer.expect(login_text.size()).send("K");
   peer.start();
-  Open open;
+  HeldServerList open;
   open.hold(three);
   // 3 % 3 = 0 is .2, struck, .3 moves to 0; 6 % 2 = 0 is .3, struck, .1 moves to 0; 9 % 1 = 0.
   EXPECT_EQ(open.run(three, peer.port(), 3), ZV_OK);
@@ -55,7 +35,7 @@ TEST(Failover, EveryRandomStartReachesTheLiveServer) {
   ScriptedPeer peer;
   peer.expect(login_text.size()).send("K");
   peer.start();
-  Open open;
+  HeldServerList open;
   ASSERT_EQ(open.run(three, peer.port(), 0), ZV_OK);
   EXPECT_STREQ(open.conn->server_ip, "127.0.0.1");
   // From .2, struck, .3 moves to 0 and 3 % 2 = 1 is .1; from .3, struck, 3 % 2 = 1 is .1; from .1 at once.
@@ -67,7 +47,7 @@ TEST(Failover, LoginRefusalEndsTheSearch) {
   ScriptedPeer peer;
   peer.expect(login_text.size()).send("E" + wire_str("no")).close();
   peer.start();
-  Open open;
+  HeldServerList open;
   open.hold(three);
   EXPECT_EQ(open.run(three, peer.port(), 4), ZV_LOGIN_FAILED);
   EXPECT_STREQ(open.conn->error_text, "[EC014]IPS LOGIN database Failure,IP is 127.0.0.1  \n");
@@ -76,7 +56,7 @@ TEST(Failover, LoginRefusalEndsTheSearch) {
 
 TEST(Failover, AllDownAndRefusedCalls) {
   DeadPort dead;
-  Open open;
+  HeldServerList open;
   open.hold("IPS=9.9.9.9");
   EXPECT_EQ(open.run(three, dead.port, -1), ZV_SOCKET_FAILED);  // the held list freed, a fresh one built
   EXPECT_STREQ(open.conn->error_text, "[EC013]Error IPS Connect database Failed,sock build failure!\n");
