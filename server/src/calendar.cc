@@ -100,6 +100,38 @@ bool scan_rest_zone(Scanner& in, bool zone_allowed, Moment& out) {
   return zone_allowed && scan_zone(in, out) && in.done();
 }
 
+bool digit(char c) { return c >= '0' && c <= '9'; }
+
+// The digits text[at, at + n) as a number, or -1 when one of them is no digit.
+int64_t digits_at(std::string_view text, size_t at, size_t n) {
+  int64_t v = 0;
+  for (size_t i = at; i < at + n; ++i) {
+    if (!digit(text[i])) return -1;
+    v = v * 10 + (text[i] - '0');
+  }
+  return v;
+}
+
+// "YYYY-MM-DD" and "YYYY-MM-DD HH:MM:SS" (or "T"), the shapes SQLite's date functions write, read
+// without the general scanner; false for any other text, which the scanner then reads. A text
+// taken here gives what the scanner would give for it.
+bool parse_plain_date_time(std::string_view text, Moment& out) {
+  if ((text.size() != 10 && text.size() != 19) || text[4] != '-' || text[7] != '-') return false;
+  const int64_t y = digits_at(text, 0, 4), m = digits_at(text, 5, 2), d = digits_at(text, 8, 2);
+  if (y < 1 || m < 1 || m > 12 || d < 1 || d > days_in_month(y, static_cast<int>(m))) return false;
+  int64_t micros = 0;
+  if (text.size() == 19) {
+    if ((text[10] != ' ' && text[10] != 'T') || text[13] != ':' || text[16] != ':') return false;
+    const int64_t h = digits_at(text, 11, 2), mi = digits_at(text, 14, 2), sec = digits_at(text, 17, 2);
+    if (h < 0 || h > 23 || mi < 0 || mi > 59 || sec < 0 || sec > 59) return false;
+    micros = ((h * 60 + mi) * 60 + sec) * kMicrosPerSecond;
+  }
+  out = Moment{};
+  out.days = days_from_civil(y, static_cast<int>(m), static_cast<int>(d));
+  out.micros = micros;
+  return true;
+}
+
 }  // namespace
 
 int64_t days_from_civil(int64_t year, int month, int day) {
@@ -143,6 +175,7 @@ bool datetime_text(int64_t millis, std::string& out) {
 }
 
 bool parse_date_time(std::string_view text, bool zone_allowed, Moment& out) {
+  if (parse_plain_date_time(text, out)) return true;
   Scanner in(text);
   out = Moment{};
   if (!scan_date(in, out.days)) return false;

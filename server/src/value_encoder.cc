@@ -14,53 +14,53 @@
 namespace zv {
 namespace {
 
-std::string_view column_text(sqlite3_stmt* stmt, int col) {
-  const char* p = reinterpret_cast<const char*>(sqlite3_column_text(stmt, col));
-  return p ? std::string_view(p, static_cast<size_t>(sqlite3_column_bytes(stmt, col))) : std::string_view();
+std::string_view column_text(sqlite3_value* value) {
+  const char* p = reinterpret_cast<const char*>(sqlite3_value_text(value));
+  return p ? std::string_view(p, static_cast<size_t>(sqlite3_value_bytes(value))) : std::string_view();
 }
 
 // An integer, a real rounded to the nearest integer, or a text of decimal digits.
-bool read_integer(sqlite3_stmt* stmt, int col, int storage, int64_t& out) {
+bool read_integer(sqlite3_value* value, int storage, int64_t& out) {
   switch (storage) {
     case SQLITE_INTEGER:
-      out = sqlite3_column_int64(stmt, col);
+      out = sqlite3_value_int64(value);
       return true;
     case SQLITE_FLOAT: {
-      double d = std::nearbyint(sqlite3_column_double(stmt, col));
+      double d = std::nearbyint(sqlite3_value_double(value));
       if (!(d >= -9.2e18 && d <= 9.2e18)) return false;
       out = static_cast<int64_t>(d);
       return true;
     }
     case SQLITE_TEXT:
-      return parse_int64(trim(column_text(stmt, col)), out);
+      return parse_int64(trim(column_text(value)), out);
     default:
       return false;
   }
 }
 
-bool read_double(sqlite3_stmt* stmt, int col, int storage, double& out) {
+bool read_double(sqlite3_value* value, int storage, double& out) {
   if (storage == SQLITE_INTEGER || storage == SQLITE_FLOAT) {
-    out = sqlite3_column_double(stmt, col);
+    out = sqlite3_value_double(value);
     return true;
   }
   if (storage != SQLITE_TEXT) return false;
-  std::string text(trim(column_text(stmt, col)));
+  std::string text(trim(column_text(value)));
   char* end = nullptr;
   out = std::strtod(text.c_str(), &end);
   return !text.empty() && *end == '\0';
 }
 
-bool read_bool(sqlite3_stmt* stmt, int col, int storage, bool& out) {
+bool read_bool(sqlite3_value* value, int storage, bool& out) {
   if (storage == SQLITE_INTEGER) {
-    out = sqlite3_column_int64(stmt, col) != 0;
+    out = sqlite3_value_int64(value) != 0;
     return true;
   }
   if (storage == SQLITE_FLOAT) {
-    out = sqlite3_column_double(stmt, col) != 0;
+    out = sqlite3_value_double(value) != 0;
     return true;
   }
   if (storage != SQLITE_TEXT) return false;
-  std::string_view t = trim(column_text(stmt, col));
+  std::string_view t = trim(column_text(value));
   if (iequals(t, "true") || iequals(t, "t") || t == "1") {
     out = true;
     return true;
@@ -128,9 +128,9 @@ bool fits(int64_t v, int32_t code) {
 
 }  // namespace
 
-// The storage class is asked once per value and handed to the readers below.
 bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
-  const int storage = sqlite3_column_type(stmt, col);
+  sqlite3_value* value = sqlite3_column_value(stmt, col);
+  const int storage = sqlite3_value_type(value);
   if (storage == SQLITE_NULL) {
     write_null();
     return true;
@@ -138,7 +138,7 @@ bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
   switch (type.code) {
     case kBool: {
       bool b;
-      if (!read_bool(stmt, col, storage, b)) break;
+      if (!read_bool(value, storage, b)) break;
       out_.int32(1);
       out_.letter(b ? 'T' : 'F');
       return true;
@@ -147,21 +147,21 @@ bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
     case kSmallInt:
     case kInteger:
     case kBigInt:
-      if (write_integer(stmt, col, storage, type.code)) return true;
+      if (write_integer(value, storage, type.code)) return true;
       break;
     case kNumeric:
-      if (write_numeric(stmt, col, storage, type.detail)) return true;
+      if (write_numeric(value, storage, type.detail)) return true;
       break;
     case kFloat: {
       double d;
-      if (!read_double(stmt, col, storage, d)) break;
+      if (!read_double(value, storage, d)) break;
       out_.int32(4);
       out_.int32(static_cast<int32_t>(float_bits(static_cast<float>(d))));
       return true;
     }
     case kDouble: {
       double d;
-      if (!read_double(stmt, col, storage, d)) break;
+      if (!read_double(value, storage, d)) break;
       out_.int32(8);
       out_.int64(static_cast<int64_t>(double_bits(d)));
       return true;
@@ -171,31 +171,31 @@ bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
     case kTimeTz:
     case kDateTime:
     case kDateTimeTz:
-      if (write_moment(stmt, col, storage, type.code)) return true;
+      if (write_moment(value, storage, type.code)) return true;
       break;
     case kClob:
     case kBlob:
       if (lobs_.store) {
-        write_lob(stmt, col, storage, type.code == kClob ? 'c' : 'b');
+        write_lob(value, storage, type.code == kClob ? 'c' : 'b');
       } else {
-        write_bytes(stmt, col, storage);
+        write_bytes(value, storage);
       }
       return true;
     default:
       if (is_interval(type.code)) {
-        if (write_interval(stmt, col, storage, type.code)) return true;
+        if (write_interval(value, storage, type.code)) return true;
         break;
       }
-      write_bytes(stmt, col, storage);
+      write_bytes(value, storage);
       return true;
   }
   write_null();
   return false;
 }
 
-bool ValueEncoder::write_integer(sqlite3_stmt* stmt, int col, int storage, int32_t code) {
+bool ValueEncoder::write_integer(sqlite3_value* value, int storage, int32_t code) {
   int64_t v;
-  if (!read_integer(stmt, col, storage, v) || !fits(v, code)) return false;
+  if (!read_integer(value, storage, v) || !fits(v, code)) return false;
   int32_t width = width_of(code);
   out_.int32(width);
   if (width == 1) out_.letter(static_cast<char>(v));
@@ -206,12 +206,12 @@ bool ValueEncoder::write_integer(sqlite3_stmt* stmt, int col, int storage, int32
 }
 
 // NUMERIC goes as decimal text; a declared scale fixes the number of decimals.
-bool ValueEncoder::write_numeric(sqlite3_stmt* stmt, int col, int storage, int32_t scale) {
+bool ValueEncoder::write_numeric(sqlite3_value* value, int storage, int32_t scale) {
   char buf[64];
   size_t n = 0;
   bool scaled = scale > 0 && scale <= 15;
   if (storage == SQLITE_INTEGER && scaled) {
-    int64_t v = sqlite3_column_int64(stmt, col);
+    int64_t v = sqlite3_value_int64(value);
     int64_t units;
     if (__builtin_mul_overflow(v, power_of_ten(scale), &units)) {
       n = static_cast<size_t>(std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(v)));
@@ -219,16 +219,16 @@ bool ValueEncoder::write_numeric(sqlite3_stmt* stmt, int col, int storage, int32
       n = fixed_point_text(units, scale, buf);
     }
   } else if (storage == SQLITE_FLOAT && scaled) {
-    double scaled_value = sqlite3_column_double(stmt, col) * static_cast<double>(power_of_ten(scale));
+    double scaled_value = sqlite3_value_double(value) * static_cast<double>(power_of_ten(scale));
     if (std::fabs(scaled_value) < 9e15) {
       n = fixed_point_text(std::llround(scaled_value), scale, buf);
     } else {
-      n = static_cast<size_t>(std::snprintf(buf, sizeof buf, "%.*f", scale, sqlite3_column_double(stmt, col)));
+      n = static_cast<size_t>(std::snprintf(buf, sizeof buf, "%.*f", scale, sqlite3_value_double(value)));
     }
   } else {
     double check;
-    if (!read_double(stmt, col, storage, check)) return false;
-    std::string_view text = trim(column_text(stmt, col));
+    if (!read_double(value, storage, check)) return false;
+    std::string_view text = trim(column_text(value));
     out_.int32(static_cast<int32_t>(text.size()));
     out_.bytes(text.data(), text.size());
     return true;
@@ -239,17 +239,17 @@ bool ValueEncoder::write_numeric(sqlite3_stmt* stmt, int col, int storage, int32
 }
 
 // Dates and times: a number is taken as the wire value itself, a text is parsed.
-bool ValueEncoder::write_moment(sqlite3_stmt* stmt, int col, int storage, int32_t code) {
+bool ValueEncoder::write_moment(sqlite3_value* value, int storage, int32_t code) {
   Moment m;
   if (storage == SQLITE_INTEGER) {
-    int64_t v = sqlite3_column_int64(stmt, col);
+    int64_t v = sqlite3_value_int64(value);
     if ((code == kDate || code == kTime || code == kTimeTz) && !fits(v, kInteger)) return false;
     if (code == kDateTime && (v < -kMaxEpochMillis || v > kMaxEpochMillis)) return false;
     if (code == kTime || code == kTimeTz) m.micros = v * 1000;
     else if (code == kDate) m.days = v;
     else m.micros = code == kDateTime ? v * 1000 : v;
   } else if (storage == SQLITE_TEXT) {
-    std::string_view text = trim(column_text(stmt, col));
+    std::string_view text = trim(column_text(value));
     bool with_zone = code == kTimeTz || code == kDateTimeTz;
     bool parsed = code == kTime || code == kTimeTz ? parse_time(text, with_zone, m) : parse_date_time(text, with_zone, m);
     if (!parsed) return false;
@@ -287,13 +287,13 @@ bool ValueEncoder::write_moment(sqlite3_stmt* stmt, int col, int storage, int32_
 
 // A text is parsed; a number counts the interval's last unit, so that "45" stored in an
 // INTERVAL SECOND column means 45 seconds.
-bool ValueEncoder::write_interval(sqlite3_stmt* stmt, int col, int storage, int32_t code) {
+bool ValueEncoder::write_interval(sqlite3_value* value, int storage, int32_t code) {
   const bool in_micros = code >= 24;  // intervals down to seconds travel as 8-byte microseconds
   int64_t total;
   if (storage == SQLITE_TEXT) {
-    if (!parse_interval(code, trim(column_text(stmt, col)), total)) return false;
+    if (!parse_interval(code, trim(column_text(value)), total)) return false;
   } else if (storage == SQLITE_INTEGER || storage == SQLITE_FLOAT) {
-    double units = sqlite3_column_double(stmt, col) * (in_micros ? kMicrosPerSecond : 1);
+    double units = sqlite3_value_double(value) * (in_micros ? kMicrosPerSecond : 1);
     if (!(std::fabs(units) < 9e18)) return false;
     total = std::llround(units);
   } else {
@@ -310,20 +310,20 @@ bool ValueEncoder::write_interval(sqlite3_stmt* stmt, int col, int storage, int3
   return true;
 }
 
-void ValueEncoder::write_bytes(sqlite3_stmt* stmt, int col, int storage) {
-  const void* p = storage == SQLITE_BLOB ? sqlite3_column_blob(stmt, col)
-                                                               : static_cast<const void*>(sqlite3_column_text(stmt, col));
-  int n = sqlite3_column_bytes(stmt, col);
+void ValueEncoder::write_bytes(sqlite3_value* value, int storage) {
+  const void* p = storage == SQLITE_BLOB ? sqlite3_value_blob(value)
+                                                               : static_cast<const void*>(sqlite3_value_text(value));
+  int n = sqlite3_value_bytes(value);
   out_.int32(n);
   out_.bytes(p, static_cast<size_t>(n));
 }
 
 // With descriptors on: "c"/"b" and the bytes for a small object; a larger one is kept
 // and goes out as its descriptor, a ":" and its length: "C000000000001:5000".
-void ValueEncoder::write_lob(sqlite3_stmt* stmt, int col, int storage, char letter) {
-  const void* p = storage == SQLITE_BLOB ? sqlite3_column_blob(stmt, col)
-                                                               : static_cast<const void*>(sqlite3_column_text(stmt, col));
-  int n = sqlite3_column_bytes(stmt, col);
+void ValueEncoder::write_lob(sqlite3_value* value, int storage, char letter) {
+  const void* p = storage == SQLITE_BLOB ? sqlite3_value_blob(value)
+                                                               : static_cast<const void*>(sqlite3_value_text(value));
+  int n = sqlite3_value_bytes(value);
   if (n <= lobs_.inline_max) {
     out_.int32(n + 1);
     out_.letter(letter);
@@ -331,8 +331,7 @@ void ValueEncoder::write_lob(sqlite3_stmt* stmt, int col, int storage, char lett
     return;
   }
   char upper = letter == 'c' ? 'C' : 'B';
-  std::string value = lobs_.store->keep(upper, p, static_cast<size_t>(n)) + ":" + std::to_string(n);
-  out_.string(value);
+  out_.string(lobs_.store->keep(upper, p, static_cast<size_t>(n)) + ":" + std::to_string(n));
 }
 
 void write_unreadable_warning(ReplyWriter& out, int64_t count) {

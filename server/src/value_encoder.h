@@ -26,16 +26,17 @@ class ValueEncoder {
 
   // Writes d_len and the value of column `col` of the current row. When the stored value
   // cannot be read as `type`, a null goes out instead and the result is false. The helpers
-  // below take the value's SQLite storage class, asked once.
+  // below take the column's value object and its SQLite storage class, asked once: the value
+  // calls skip the statement's per-call checks, and the link's thread alone uses its connection.
   bool write(sqlite3_stmt* stmt, int col, const ColumnType& type);
 
  private:
-  bool write_integer(sqlite3_stmt* stmt, int col, int storage, int32_t code);
-  bool write_numeric(sqlite3_stmt* stmt, int col, int storage, int32_t scale);
-  bool write_moment(sqlite3_stmt* stmt, int col, int storage, int32_t code);
-  bool write_interval(sqlite3_stmt* stmt, int col, int storage, int32_t code);
-  void write_bytes(sqlite3_stmt* stmt, int col, int storage);
-  void write_lob(sqlite3_stmt* stmt, int col, int storage, char letter);
+  bool write_integer(sqlite3_value* value, int storage, int32_t code);
+  bool write_numeric(sqlite3_value* value, int storage, int32_t scale);
+  bool write_moment(sqlite3_value* value, int storage, int32_t code);
+  bool write_interval(sqlite3_value* value, int storage, int32_t code);
+  void write_bytes(sqlite3_value* value, int storage);
+  void write_lob(sqlite3_value* value, int storage, char letter);
   void write_null() { out_.int32(null_length_); }
 
   ReplyWriter& out_;

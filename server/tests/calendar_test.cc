@@ -32,6 +32,22 @@ TEST(ServerCalendar, CountsDaysAndReadsDateAndTimeTexts) {
   EXPECT_FALSE(zv::parse_time("10:00:61", false, m));
 }
 
+// The shapes SQLite's date functions write take a short path; it must agree with the scanner.
+TEST(ServerCalendar, ReadsThePlainShapesOfDatesAndDateTimesAndRefusesTheirBadValues) {
+  zv::Moment m;
+  m.has_zone = true;
+  ASSERT_TRUE(zv::parse_date_time("2020-02-29", false, m));
+  EXPECT_EQ(std::tuple(m.days, m.micros, m.has_zone, m.zone_minutes), std::tuple(18321, 0, false, 0));
+  ASSERT_TRUE(zv::parse_date_time("2020-02-29T23:59:59", false, m));
+  EXPECT_EQ(std::tuple(m.days, m.micros), std::tuple(18321, 86399000000));
+  ASSERT_TRUE(zv::parse_date_time("0001-01-01 00:00:01", false, m));
+  EXPECT_EQ(std::tuple(m.days, m.micros), std::tuple(-719162, 1000000));
+  for (const char* bad : {"2019-02-29", "0000-01-01", "2020-00-10", "2020-01-32", "2020-01-0a", "2020-01-01 24:00:00",
+                          "2020-01-01 23:60:00", "2020-01-01 23:59:60", "2020-01-01X10:00:00", "2020-01-01 10-00:00"}) {
+    EXPECT_FALSE(zv::parse_date_time(bad, false, m)) << bad;
+  }
+}
+
 TEST(ServerInterval, RefusesTextsNotOfTheKindsForm) {
   const std::pair<int, const char*> bad[] = {
       {16, "1-12"}, {24, "3 04:05"}, {22, "2:30.5"}, {19, "1 24"}, {24, "999999999999 00:00:00"}, {30, "1"}};
