@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -65,4 +66,17 @@ TEST(Failover, AllDownAndRefusedCalls) {
   EXPECT_EQ(open.run("IP=127.0.0.1", dead.port, 0), ZV_NO_SERVER_LIST);
   EXPECT_STREQ(open.conn->error_text, "[EC015]IPS Connect needs an IPS= server list");
   EXPECT_EQ(ZVC_OpenConnectionIPS(nullptr, 0, &open.list, &open.conn), ZV_BAD_HANDLE);
+}
+
+// Lists built one after another within the same second still start at different servers: the
+// seed adds the count of lists built. The first server struck is the random start.
+TEST(Failover, ListsBuiltInOneSecondStartApart) {
+  DeadPort dead;
+  std::set<std::string> starts;
+  for (int i = 0; i < 24; i++) {
+    HeldServerList open;
+    ASSERT_EQ(ZV_SOCKET_FAILED, open.run(three, dead.port, 0));
+    starts.insert(open.struck().at(0));
+  }
+  EXPECT_GT(starts.size(), 1u);
 }
