@@ -1,6 +1,7 @@
 #include "binding/bind_values.h"
 
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -31,6 +32,19 @@ std::string script_text(Isolate* isolate, Local<Value> value) {
   return *text ? std::string(*text, strnlen(*text, static_cast<size_t>(text.length()))) : std::string();
 }
 
+// A Date's local wall-clock text from its time value, "%Y-%m-%d %H:%M:%S" (milliseconds dropped);
+// empty for an invalid Date. Straight from the number: no text of the Date to read back, and no
+// mktime, which reads the zone file again on every call.
+std::string local_time_text(double ms) {
+  if (!std::isfinite(ms)) return std::string();
+  time_t t = static_cast<time_t>(std::floor(ms / 1000));
+  struct tm local;
+  if (!localtime_r(&t, &local)) return std::string();
+  char buffer[64] = {};
+  strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S", &local);
+  return buffer;
+}
+
 template <typename T>
 std::string raw(T n) {
   return std::string(reinterpret_cast<const char*>(&n), sizeof n);
@@ -50,7 +64,7 @@ bool bound_form(Isolate* isolate, Local<Value> value, Bound* out) {
   } else if (value->IsBoolean()) {
     *out = {CT_BOOL, std::string(1, value->IsTrue() ? 1 : 0)};
   } else if (value->IsDate()) {
-    *out = {CT_TEXT, date_value_text(script_text(isolate, value).c_str())};
+    *out = {CT_TEXT, local_time_text(value.As<v8::Date>()->ValueOf())};
   } else if (value->IsNullOrUndefined()) {
     *out = {0, std::string()};
   } else if (value->IsArrayBufferView()) {
