@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/block_cache.h"
 #include "connection/wire.h"
 #include "zvc.h"
 
@@ -71,11 +72,38 @@ void put_array_value(uint8_t* buf, int32_t* cursor, ArrayValue v) {
   }
 }
 
+namespace {
+// The bytes to take from the block cache for a table of bytes bytes. A batch's tables change
+// in size from batch to batch, by rows and by the length of texts: above 64 KiB they are taken
+// in whole MiB, so that the sizes meet again in the cache and the pages stay warm.
+size_t cached_bytes(size_t bytes) {
+  const size_t small = size_t{64} << 10, step = size_t{1} << 20;
+  if (bytes == 0) return 1;
+  return bytes < small ? bytes : (bytes + step - 1) / step * step;
+}
+}  // namespace
+
+size_t array_block_bytes(const ArrayType* t, int32_t rows, int32_t buf_size) {
+  int64_t bytes = t->width > 0 ? static_cast<int64_t>(rows) * t->width : buf_size;
+  return cached_bytes(bytes > 0 ? static_cast<size_t>(bytes) : 0);
+}
+
+size_t array_lengths_bytes(int32_t rows) { return cached_bytes(sizeof(int32_t) * static_cast<size_t>(rows)); }
+
+size_t array_row_table_bytes(int32_t rows) { return cached_bytes(sizeof(void**) * static_cast<size_t>(rows)); }
+
+size_t array_row_block_bytes(int32_t rows, int32_t slots) {
+  return cached_bytes(sizeof(void*) * static_cast<size_t>(rows) * static_cast<size_t>(slots));
+}
+
+// The copies and tables of a batch are large and made again for every batch: they come from the
+// process's block cache, so that the pages are warm.
 void release_array_slot(ParamSet* set, int32_t i) {
   if (!set->lengths || !set->lengths[i]) return;  // never bound: nothing of its own
   const ArrayType* t = array_type_of(set->types[i]);
-  if (t && array_block_copied(t, set->positions[i] == -1)) free(set->values[0][i]);
+  if (t && array_block_copied(t, set->positions[i] == -1))
+    block_give(set->values[0][i], array_block_bytes(t, set->array_size, set->sizes[i]));
   for (int32_t row = 0; row < set->array_size; row++) set->values[row][i] = nullptr;
-  free(set->lengths[i]);
+  block_give(set->lengths[i], array_lengths_bytes(set->array_size));
   set->lengths[i] = nullptr;
 }

@@ -1,6 +1,7 @@
 // Arrays of values bound for a batch: how each CType's values lie in the caller's block, how they
 // go on the wire, and which blocks the set holds a copy of.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include "statements/param_set.h"
 
@@ -44,6 +45,14 @@ const ArrayType* array_slot_type(const ParamSet* set, int32_t i);
 ArrayValue array_value(const ParamSet* set, const ArrayType* t, int32_t i, int32_t row);
 // Puts v in network order at buf + *cursor and advances the cursor.
 void put_array_value(uint8_t* buf, int32_t* cursor, ArrayValue v);
+
+// The bytes taken from the block cache for the copy of a block of rows rows of type t (the
+// type's width a row, else buf_size), for a lengths table, for the table of row pointers and for
+// the block of every row's value pointers of a set of rows rows and slots slots.
+size_t array_block_bytes(const ArrayType* t, int32_t rows, int32_t buf_size);
+size_t array_lengths_bytes(int32_t rows);
+size_t array_row_table_bytes(int32_t rows);
+size_t array_row_block_bytes(int32_t rows, int32_t slots);
 
 // Releases the copy of slot i's block, when the set holds one, and its lengths table.
 void release_array_slot(ParamSet* set, int32_t i);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/block_cache.h"
 #include "connection/client_text.h"
 #include "statements/param_array.h"
 #include "statements/param_target.h"
@@ -30,14 +31,12 @@ bool remake(T** table, int32_t n) {
 }
 
 // array_size rows of slots null value pointers, all the rows in one block that row 0 starts
-// (free_params frees it through row 0); null when memory runs out.
+// (free_params gives it back through row 0); null when memory runs out.
 void*** make_rows(int32_t array_size, int32_t slots) {
-  void*** rows = static_cast<void***>(client_alloc(sizeof(void**) * static_cast<size_t>(array_size)));
-  void** block = rows ? static_cast<void**>(client_alloc(sizeof(void*) * static_cast<size_t>(array_size) *
-                                                          static_cast<size_t>(slots)))
-                      : nullptr;
+  void*** rows = static_cast<void***>(block_take(array_row_table_bytes(array_size), false));
+  void** block = rows ? static_cast<void**>(block_take(array_row_block_bytes(array_size, slots), true)) : nullptr;
   if (!block) {
-    free(rows);
+    if (rows) block_give(rows, array_row_table_bytes(array_size));
     return nullptr;
   }
   for (int32_t r = 0; r < array_size; r++) rows[r] = block + static_cast<size_t>(r) * static_cast<size_t>(slots);
@@ -135,13 +134,15 @@ int32_t store_array(ParamTarget t, int32_t i, const ArrayBind& b, bool by_name) 
   set->positions[i] = by_name ? -1 : i + 1;
   set->types[i] = b.type;
   size_t rows = static_cast<size_t>(b.array_size);
+  set->sizes[i] = b.buf_size;  // the size of a copy, for giving it back
   // The copies are written whole at once, so they need no zeroing.
-  if (!(set->lengths[i] = static_cast<int32_t*>(malloc(sizeof(int32_t) * rows)))) return ZV_NO_MEMORY;
+  if (!(set->lengths[i] = static_cast<int32_t*>(block_take(array_lengths_bytes(b.array_size), false))))
+    return ZV_NO_MEMORY;
   memcpy(set->lengths[i], b.lengths, sizeof(int32_t) * rows);
   int64_t block_size = form->width > 0 ? static_cast<int64_t>(rows) * form->width : (b.buf_size > 0 ? b.buf_size : 0);
   uint8_t* block = static_cast<uint8_t*>(b.values);
   if (array_block_copied(form, by_name)) {
-    block = static_cast<uint8_t*>(malloc(block_size > 0 ? static_cast<size_t>(block_size) : 1));
+    block = static_cast<uint8_t*>(block_take(array_block_bytes(form, b.array_size, b.buf_size), false));
     if (block) memcpy(block, b.values, static_cast<size_t>(block_size));
   }
   // Row 0's pointer is the block's start: the copy is freed through it.
@@ -153,7 +154,6 @@ int32_t store_array(ParamTarget t, int32_t i, const ArrayBind& b, bool by_name) 
     return target_error(t, ZV_BIND_RANGE, "[EC051]Error bindparam array row %d runs past its block of %lld bytes",
                         bad_row, static_cast<long long>(block_size));
   }
-  set->sizes[i] = b.buf_size;
   set->directions[i] = DIR_IN;
   return 0;
 }

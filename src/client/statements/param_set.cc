@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/block_cache.h"
 #include "connection/client_text.h"
 #include "statements/param_array.h"
 
@@ -28,9 +29,15 @@ bool resize(T** table, int32_t old_n, int32_t new_n) {
 }
 
 void free_tables(ParamSet* set) {
-  // Row 0 starts the one block that holds every row's value pointers.
-  if (set->values) free(set->values[0]);
-  free(set->values);
+  // Row 0 starts the one block that holds every row's value pointers; an array-bound set's
+  // tables came from the block cache.
+  if (set->values && set->array_size > 0) {
+    block_give(set->values[0], array_row_block_bytes(set->array_size, set->capacity));
+    block_give(set->values, array_row_table_bytes(set->array_size));
+  } else if (set->values) {
+    free(set->values[0]);
+    free(set->values);
+  }
   free(set->types);
   free(set->sizes);
   free(set->reserved);
