@@ -67,6 +67,10 @@ bool exec(sqlite3* db, const char* sql, std::string& error) {
 }  // namespace
 
 std::unique_ptr<Database> Database::open(const std::string& path, std::string& error) {
+  // SQLite's count of the memory it uses takes a process-wide lock on every allocation, and
+  // nothing here reads the count: without it the links' threads do not wait on one another.
+  // Only possible before SQLite is first used; later it is refused, and nothing changes.
+  sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
   bool is_private = path.empty();
   std::string file = is_private ? create_private_file(error) : path;
   if (file.empty()) return nullptr;
@@ -106,8 +110,11 @@ DbPtr Database::connect(int busy_timeout_ms, int64_t value_max, std::string& err
     return nullptr;
   }
   sqlite3_busy_timeout(db.get(), busy_timeout_ms);
-  // A private database dies with the server, so nothing is gained by waiting for the disk.
-  if (!exec(db.get(), private_ ? "PRAGMA synchronous=OFF" : "PRAGMA synchronous=NORMAL", error)) return nullptr;
+  // A private database dies with the server, so nothing is gained by waiting for the disk. Its
+  // files are the server's alone, in memory, so SQLite reads its pages through a mapping
+  // instead of a system call for each page.
+  const char* setup = private_ ? "PRAGMA synchronous=OFF; PRAGMA mmap_size=1073741824" : "PRAGMA synchronous=NORMAL";
+  if (!exec(db.get(), setup, error)) return nullptr;
   confine(db.get(), value_max);
   return db;
 }
