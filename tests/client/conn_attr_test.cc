@@ -104,3 +104,31 @@ TEST_F(ConnAttr, Refusals) {
   // The refused version was read whole, so the link is still in step.
   EXPECT_EQ(0, get(&conn, 1).rc);
 }
+
+// Number 7 of a connection without "IPS=" is refused with no text; a result takes a set of
+// number 11 and changes nothing; a parameter set answers any number with 0 and writes nothing.
+TEST_F(ConnAttr, NoServerListAndOtherHandles) {
+  ConnRecord* plain = nullptr;
+  ASSERT_EQ(2, ZVC_OpenConnection(server.conn_string().c_str(), &plain));
+  void** handle = reinterpret_cast<void**>(&plain);
+  Got got = get(handle, 7);
+  EXPECT_EQ(-3, got.rc);
+  EXPECT_EQ(nullptr, plain->error_text);
+
+  void* result = nullptr;
+  ASSERT_GE(ZVC_Execute(&plain, "select 1 from dual", &result, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(0, ZVC_SetAttr(&result, 11, "ON", 2));
+  EXPECT_EQ(0, plain->auto_commit_off);
+  ZVC_CloseResult(&result);
+
+  ParamSet* set = nullptr;
+  ASSERT_EQ(0, ZVC_NewParamSet(&set));
+  char buffer[8] = "#######";
+  int32_t type = -7, length = -7;
+  EXPECT_EQ(0, ZVC_GetAttr(reinterpret_cast<void**>(&set), 2, buffer, sizeof buffer, &type, &length));
+  EXPECT_STREQ("#######", buffer);
+  EXPECT_EQ(-7, type);
+  EXPECT_EQ(-7, length);
+  ZVC_FreeHandle(reinterpret_cast<void**>(&set));
+  ZVC_CloseConnection(&plain);
+}
