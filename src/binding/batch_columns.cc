@@ -130,11 +130,11 @@ int32_t append_utf8(Isolate* isolate, Local<String> text, std::string* block) {
 int32_t append_text(Isolate* isolate, Local<Context> context, Local<Value> v, std::string* block) {
   if (v->IsString()) return append_utf8(isolate, v.As<String>(), block);
   if (v->IsBoolean()) return append_prefixed(v->IsTrue() ? "1" : "0", 1, block);
-  Local<String> text = v->ToString(context).FromMaybe(String::Empty(isolate));
-  if (!v->IsDate()) return append_utf8(isolate, text, block);
-  String::Utf8Value date(isolate, text);
-  const std::string when = date_value_text(*date ? *date : "");
-  return append_prefixed(when.data(), when.size(), block);
+  if (v->IsDate()) {
+    const std::string when = local_time_text(v.As<v8::Date>()->ValueOf());
+    return append_prefixed(when.data(), when.size(), block);
+  }
+  return append_utf8(isolate, v->ToString(context).FromMaybe(String::Empty(isolate)), block);
 }
 
 int32_t append_bytes(Local<Value> v, std::string* block) {

@@ -32,19 +32,6 @@ std::string script_text(Isolate* isolate, Local<Value> value) {
   return *text ? std::string(*text, strnlen(*text, static_cast<size_t>(text.length()))) : std::string();
 }
 
-// A Date's local wall-clock text from its time value, "%Y-%m-%d %H:%M:%S" (milliseconds dropped);
-// empty for an invalid Date. Straight from the number: no text of the Date to read back, and no
-// mktime, which reads the zone file again on every call.
-std::string local_time_text(double ms) {
-  if (!std::isfinite(ms)) return std::string();
-  time_t t = static_cast<time_t>(std::floor(ms / 1000));
-  struct tm local;
-  if (!localtime_r(&t, &local)) return std::string();
-  char buffer[64] = {};
-  strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S", &local);
-  return buffer;
-}
-
 template <typename T>
 std::string raw(T n) {
   return std::string(reinterpret_cast<const char*>(&n), sizeof n);
@@ -101,6 +88,18 @@ Local<Value> value_for(Isolate* isolate, Local<Value> values, const std::string&
 }
 
 }  // namespace
+
+// Straight from the number: no text of the Date to read back, and no
+// mktime, which reads the zone file again on every call.
+std::string local_time_text(double ms) {
+  if (!std::isfinite(ms)) return std::string();
+  time_t t = static_cast<time_t>(std::floor(ms / 1000));
+  struct tm local;
+  if (!localtime_r(&t, &local)) return std::string();
+  char buffer[64] = {};
+  strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S", &local);
+  return buffer;
+}
 
 void bind_values(Isolate* isolate, ConnRecord** handle, const char* sql, Local<Value> values) {
   int positional = count_positional_params(sql);

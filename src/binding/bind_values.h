@@ -15,5 +15,8 @@ void bind_values(v8::Isolate* isolate, ConnRecord** handle, const char* sql, v8:
 // The text of a script Date as local wall-clock time, "%Y-%m-%d %H:%M:%S"; empty when it
 // cannot be read.
 std::string date_value_text(const char* text);
+// A Date's local wall-clock text from its time value, "%Y-%m-%d %H:%M:%S" (milliseconds dropped);
+// empty for an invalid Date.
+std::string local_time_text(double ms);
 
 }  // namespace zvdbms
