@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -114,31 +113,6 @@ void bind_values(Isolate* isolate, ConnRecord** handle, const char* sql, Local<V
     const std::string name = i < static_cast<int>(names.size()) ? names[i] : std::string();
     bind_one(isolate, handle, i, name, value_for(isolate, values, name, i), positional != 0);
   }
-}
-
-std::string date_value_text(const char* text) {
-  static const char* const months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  char month[4] = {};
-  int day = 0, year = 0, hour = 0, minute = 0, second = 0;
-  if (sscanf(text, "%*s%3s %2d %4d %2d:%2d:%2d", month, &day, &year, &hour, &minute, &second) != 6) return "";
-  struct tm fields = {};
-  fields.tm_mon = -1;
-  for (int m = 0; m < 12; m++)
-    if (strcmp(month, months[m]) == 0) fields.tm_mon = m;
-  fields.tm_mday = day;
-  fields.tm_year = year - 1900;
-  fields.tm_hour = hour;
-  fields.tm_min = minute;
-  fields.tm_sec = second;
-  fields.tm_isdst = -1;  // the system decides daylight saving
-  time_t t = mktime(&fields);
-  if (t == static_cast<time_t>(-1)) return "";
-  struct tm local;
-  localtime_r(&t, &local);
-  char buffer[100] = {};
-  strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S", &local);
-  return buffer;
 }
 
 }  // namespace zvdbms

@@ -12,9 +12,6 @@ namespace zvdbms {
 // has "?" placeholders, else by name. values is an array (by index, for either kind) or an object
 // (by name, and by index keys); anything else gives every placeholder undefined, a NULL.
 void bind_values(v8::Isolate* isolate, ConnRecord** handle, const char* sql, v8::Local<v8::Value> values);
-// The text of a script Date as local wall-clock time, "%Y-%m-%d %H:%M:%S"; empty when it
-// cannot be read.
-std::string date_value_text(const char* text);
 // A Date's local wall-clock text from its time value, "%Y-%m-%d %H:%M:%S" (milliseconds dropped);
 // empty for an invalid Date.
 std::string local_time_text(double ms);
