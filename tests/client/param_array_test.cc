@@ -433,3 +433,20 @@ TEST(ParamArray, APositionBoundAgain) {
   EXPECT_EQ(0, ZVC_ExecuteBatch(&peer.conn, "insert", 1));
   EXPECT_EQ(command_bytes("insert", 0x00010001) + param_record("", 1, TC_CHAR, "new"), peer.sent());
 }
+
+// ZVC_ExecuteBatchCount hands on the count of the reply's U or D record, and 0 after a failure.
+TEST(ParamArray, TheBatchCountComesFromTheReply) {
+  const struct {
+    std::string reply;
+    int32_t rc, changed;
+  } cases[] = {{"U" + be32(3) + "K", 0, 3}, {"D" + be32(2) + "K", 0, 2}, {"E" + wire_str("[E10001]row 2") + "K", -1, 0}};
+  for (const auto& c : cases) {
+    StreamPeer peer(c.reply);
+    void** h = handle_of(&peer.conn);
+    std::string ints = native<int32_t>({1, 2, 3});
+    ASSERT_EQ(0, bind_pos(h, 1, CT_INT32, 3, ints, {4, 4, 4}));
+    int32_t changed = -7;
+    EXPECT_EQ(c.rc, ZVC_ExecuteBatchCount(&peer.conn, "insert", 3, &changed)) << c.reply;
+    EXPECT_EQ(c.changed, changed) << c.reply;
+  }
+}
