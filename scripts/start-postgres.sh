@@ -22,6 +22,7 @@ start() {
   local initdb pg_ctl
   initdb=$(find_bin initdb)
   if [ -z "$initdb" ] && [ "$(id -u)" -eq 0 ] && command -v apt-get >/dev/null; then
+    apt-get update -qq >/dev/null 2>&1
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq postgresql >/dev/null 2>&1
     initdb=$(find_bin initdb)
   fi
