@@ -12,6 +12,7 @@ cmake -S . -B out-asan -DCMAKE_BUILD_TYPE=Debug -DZV_SANITIZE=ON >/dev/null
 cmake --build out-asan -j "$jobs"
 (cd out-asan && ctest --output-on-failure -j "$jobs")
 
-node --test tests/js/*.test.js
+# In a zone other than UTC, where a mix-up of local and UTC time cannot hide.
+TZ=America/New_York node --test tests/js/*.test.js
 
 bash scripts/fuzz.sh 3
