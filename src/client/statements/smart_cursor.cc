@@ -25,20 +25,27 @@ int32_t fetch_block(ConnRecord* conn, const char* name, ResultRecord** block) {
   return fetch_rows(conn, call_sql, recv_result, block);
 }
 
+// The list of open cursors is the connection's, shared by every thread that uses it, so it
+// changes under the connection's semaphore, as the link does.
 void link_open(SmartCursor* cursor, ConnRecord* conn) {
   cursor->open = 1;
   cursor->more = 1;
   cursor->conn = conn;
+  plat_sem_wait(conn->semaphore);
   cursor->next_open = conn->open_cursors;
   conn->open_cursors = cursor;
+  plat_sem_signal(conn->semaphore);
 }
 
 // Off the connection's list of open cursors, and no longer tied to it.
 void unlink_open(SmartCursor* cursor) {
   if (cursor->conn) {
-    SmartCursor** slot = &cursor->conn->open_cursors;
+    ConnRecord* conn = cursor->conn;
+    plat_sem_wait(conn->semaphore);
+    SmartCursor** slot = &conn->open_cursors;
     while (*slot && *slot != cursor) slot = &(*slot)->next_open;
     if (*slot) *slot = cursor->next_open;
+    plat_sem_signal(conn->semaphore);
   }
   cursor->next_open = nullptr;
   cursor->conn = nullptr;
