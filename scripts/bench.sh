@@ -1,18 +1,19 @@
 #!/usr/bin/env bash
 # The quick benchmark behind "npm run bench": seconds, not minutes, and ratios to hold each
-# later change against. Needs the addon and server built (npm run build); the round-trip
-# ratio also needs the C++ benchmarks (the README's Benchmarks section) and is skipped without.
+# later change against. Builds what it measures first: the addon and the server, the peers'
+# npm packages, and the round-trip benchmark.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+bash scripts/build.sh
+[ -d node_modules/better-sqlite3 ] && [ -d node_modules/pg ] || npm install --no-audit --no-fund >/dev/null
+cmake -S . -B out-bench -DCMAKE_BUILD_TYPE=Release -DZV_BENCH=ON -DZV_TESTS=OFF >/dev/null
+cmake --build out-bench -j "$(nproc 2>/dev/null || echo 2)" --target roundtrip_bench >/dev/null
 
 node bench/compare.js --quick
 
 echo
 roundtrip=out-bench/bench/roundtrip_bench
-if [ ! -x "$roundtrip" ]; then
-  echo "ZVC_ExecNoQuery / raw ping-pong: not measured ($roundtrip is not built)"
-  exit 0
-fi
 # Three runs, each measuring both in turn; the median of their ratios.
 for _ in 1 2 3; do
   "$roundtrip" --benchmark_min_time=0.3 --benchmark_format=csv 2>/dev/null |
