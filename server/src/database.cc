@@ -12,6 +12,7 @@
 
 #include "routine_catalogue.h"
 #include "sandbox.h"
+#include "sqlite_memory.h"
 
 namespace zv {
 namespace {
@@ -76,6 +77,7 @@ std::unique_ptr<Database> Database::open(const std::string& path, std::string& e
   // nothing here reads the count: without it the links' threads do not wait on one another.
   // Only possible before SQLite is first used; later it is refused, and nothing changes.
   sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  use_warm_memory_for_sqlite();
   bool is_private = path.empty();
   std::string file = is_private ? create_private_file(error) : path;
   if (file.empty()) return nullptr;

@@ -22,7 +22,7 @@ bool parse_lob_fetch(std::string_view text, LobFetch& out) {
 }
 
 void write_lob_fetch_reply(const LobFetch& fetch, const LobStore& store, ReplyWriter& out) {
-  const std::string* object = store.find(fetch.descriptor);
+  std::optional<std::string_view> object = store.find(fetch.descriptor);
   if (!object) {
     out.letter('K');
     return;

@@ -4,11 +4,29 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 namespace zv {
+
+// The bytes of one kept object: a large one in a warm large block, a small one in a string.
+class KeptObject {
+ public:
+  KeptObject(const void* data, size_t n);
+  ~KeptObject();
+  KeptObject(const KeptObject&) = delete;
+  KeptObject& operator=(const KeptObject&) = delete;
+
+  std::string_view bytes() const { return block_ ? std::string_view(block_, size_) : std::string_view(small_); }
+
+ private:
+  char* block_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+  std::string small_;
+};
 
 class LobStore {
  public:
@@ -20,8 +38,8 @@ class LobStore {
   // Keeps a copy of the object and returns its 13-character descriptor: `letter`
   // ("C" or "B") and 12 digits. The oldest objects are released to stay in bounds.
   std::string keep(char letter, const void* data, size_t n);
-  // The object of a descriptor, or null when it was never kept or has been released.
-  const std::string* find(std::string_view descriptor) const;
+  // The object of a descriptor, or nothing when it was never kept or has been released.
+  std::optional<std::string_view> find(std::string_view descriptor) const;
   size_t bytes() const { return bytes_; }
   size_t count() const { return objects_.size(); }
 
@@ -31,7 +49,7 @@ class LobStore {
   size_t max_bytes_;
   size_t bytes_ = 0;
   uint64_t next_id_ = 1;
-  std::unordered_map<std::string, std::string> objects_;
+  std::unordered_map<std::string, KeptObject> objects_;
   std::deque<std::string> order_;  // descriptors, oldest first
 };
 

@@ -16,9 +16,16 @@ void ReplyWriter::bytes(const void* data, size_t n) {
   if (n == 0) return;  // an empty value may come with a null pointer
   const char* p = static_cast<const char*>(data);
   if (n > kCapacity / 4) {
-    // Large values go straight to the socket instead of through the buffer.
-    flush();
-    send_all(p, n);
+    // Large values go straight to the socket instead of through the buffer; on a plain link
+    // with no limit, with what is buffered in one system call.
+    if (keystream_ || budget_ >= 0) {
+      flush();
+      send_all(p, n);
+    } else {
+      iovec pieces[2] = {{buf_.get(), len_}, {const_cast<char*>(p), n}};
+      send_pieces(pieces, 2);
+      len_ = 0;
+    }
     return;
   }
   reserve(n);
@@ -66,15 +73,37 @@ void ReplyWriter::send_enciphered(const char* data, size_t n) {
 }
 
 void ReplyWriter::send_plain(const char* data, size_t n) {
-  while (n > 0 && !failed_) {
-    ssize_t sent = ::send(fd_, data, n, MSG_NOSIGNAL);
+  iovec piece = {const_cast<char*>(data), n};
+  send_pieces(&piece, 1);
+}
+
+void ReplyWriter::send_pieces(iovec* pieces, size_t count) {
+  while (count > 0 && !failed_) {
+    if (pieces->iov_len == 0) {
+      ++pieces;
+      --count;
+      continue;
+    }
+    msghdr message = {};
+    message.msg_iov = pieces;
+    message.msg_iovlen = count;
+    ssize_t sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR) continue;
     if (sent <= 0) {
       failed_ = true;
       break;
     }
-    data += sent;
-    n -= static_cast<size_t>(sent);
+    // Steps past what went out: whole pieces, then part of the next.
+    for (size_t left = static_cast<size_t>(sent); left > 0;) {
+      size_t take = std::min(left, pieces->iov_len);
+      pieces->iov_base = static_cast<char*>(pieces->iov_base) + take;
+      pieces->iov_len -= take;
+      left -= take;
+      if (pieces->iov_len == 0) {
+        ++pieces;
+        --count;
+      }
+    }
   }
 }
 

@@ -1,6 +1,8 @@
 // Buffered writer of reply records onto a client socket.
 #pragma once
 
+#include <sys/uio.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -61,6 +63,8 @@ class ReplyWriter {
   void send_all(const char* data, size_t n);
   void send_enciphered(const char* data, size_t n);
   void send_plain(const char* data, size_t n);
+  // Sends every piece in order, as few system calls as the socket allows.
+  void send_pieces(iovec* pieces, size_t count);
 
   int fd_;
   std::unique_ptr<char[]> buf_;
