@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "../tests/client/server_process.h"
+#include "loopback_listener.h"
 #include "connection/page_map.h"
 #include "results/lob.h"
 #include "zvc.h"
@@ -121,14 +122,8 @@ bool receive_object(int fd, uint8_t* buffer) {
 }
 
 void BM_Loopback64MiB(benchmark::State& state) {
-  int listen_fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in addr{};
-  addr.sin_family = AF_INET;
-  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t len = sizeof addr;
-  bind(listen_fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
-  listen(listen_fd, 1);
-  getsockname(listen_fd, reinterpret_cast<sockaddr*>(&addr), &len);
+  sockaddr_in addr;
+  int listen_fd = listen_on_loopback(addr);
   uint8_t* object = warm_object();
   uint8_t* buffer = warm_object();
   std::thread sender(serve_bytes, listen_fd, object);

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "../tests/client/server_process.h"
+#include "loopback_listener.h"
 #include "zvc.h"
 
 namespace {
@@ -21,14 +22,8 @@ void set_no_delay(int fd) {
 
 // One byte to an echo thread and back, over plain sockets with no delay, as the client's are.
 void BM_LoopbackPingPong(benchmark::State& state) {
-  int listen_fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in addr{};
-  addr.sin_family = AF_INET;
-  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t len = sizeof addr;
-  bind(listen_fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
-  listen(listen_fd, 1);
-  getsockname(listen_fd, reinterpret_cast<sockaddr*>(&addr), &len);
+  sockaddr_in addr;
+  int listen_fd = listen_on_loopback(addr);
   std::thread echo([listen_fd] {
     int fd = accept(listen_fd, nullptr, nullptr);
     set_no_delay(fd);
