@@ -36,6 +36,8 @@ class ResultStream {
   // Up to `limit` rows, each "R" and its values; an error met on the way goes out as "E".
   void write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t limit);
   bool finished() const { return state_ != SQLITE_ROW; }
+  // Every row was read, with no error: the statement is needed no more.
+  bool exhausted() const { return state_ == SQLITE_DONE; }
   std::string error_text() const;
   // Hands the statement back, for a caller that keeps it for another run.
   StmtPtr release() { return std::move(stmt_); }

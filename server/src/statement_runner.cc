@@ -208,7 +208,7 @@ bool StatementRunner::run_special(SpecialStatement& s, std::string_view text, co
         out.error("[E10005]no cursor named " + s.name);
         return false;
       }
-      if (s.kind == SpecialKind::kCloseCursor) cursors_.erase(it);
+      if (s.kind == SpecialKind::kCloseCursor) close_cursor(it);
       return true;
     }
     case SpecialKind::kNone:
@@ -246,17 +246,30 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
   const std::vector<std::string_view> words = split_words(strip_statement_end(query), 2);
   const PreparedStatement* named = words.size() == 1 ? prepared_.find(upper_case(words[0])) : nullptr;
   if (named) query = sqlite3_sql(named->stmt.get());
-  if (!prepare(query, stmt, tail, out)) return false;
+  size_t used = 0;
+  if (statements_.take(query, stmt, used)) {
+    tail = query.data() + used;
+  } else {
+    if (!prepare(query, stmt, tail, out)) return false;
+    used = static_cast<size_t>(tail - query.data());
+  }
   if (!stmt || sqlite3_column_count(stmt.get()) == 0) {
     out.error("[E10004]a cursor needs a query that returns rows");
     return false;
   }
-  if (!bind_parameters(stmt.get(), params, out)) return false;
-  if (cursors_.count(s.name) == 0 && cursors_.size() >= kMaxCursors) {
-    out.error("[E10006]too many open cursors");
+  auto give_back_on_error = [&] { statements_.give_back(query, std::move(stmt), used); };
+  if (!bind_parameters(stmt.get(), params, out)) {
+    give_back_on_error();
     return false;
   }
-  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false};
+  auto existing = cursors_.find(s.name);
+  if (existing == cursors_.end() && cursors_.size() >= kMaxCursors) {
+    out.error("[E10006]too many open cursors");
+    give_back_on_error();
+    return false;
+  }
+  if (existing != cursors_.end()) close_cursor(existing);
+  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false, std::string(query), used};
   // The query's own end decides where the next statement starts, not the first ";".
   s.length = named ? text.size() : static_cast<size_t>(tail - text.data());
   return true;
@@ -273,14 +286,23 @@ bool StatementRunner::fetch_cursor(const SpecialStatement& s, ReplyWriter& out) 
     if (!begin_if_manual(out)) return false;
     if (!c.rows->start()) {
       out.error(c.rows->error_text());
-      cursors_.erase(it);
+      close_cursor(it);
       return false;
     }
     c.started = true;
   }
   c.rows->write_header(out);
   c.rows->write_rows(out, lobs_, s.count);
+  // The header stays with the cursor for later fetches, which bring no rows.
+  if (c.rows->exhausted()) give_back_statement(c);
   return true;
+}
+
+void StatementRunner::give_back_statement(Cursor& c) { statements_.give_back(c.text, c.rows->release(), c.used); }
+
+void StatementRunner::close_cursor(std::map<std::string, Cursor>::iterator it) {
+  give_back_statement(it->second);
+  cursors_.erase(it);
 }
 
 // The definition is checked before it is kept; its body is compiled only when it is called,

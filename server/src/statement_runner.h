@@ -32,9 +32,13 @@ class StatementRunner {
   bool auto_commit() const { return auto_commit_; }
 
  private:
+  // A cursor's statement comes from the statement cache and goes back to it, under `text`,
+  // when the cursor is closed or has given its last row.
   struct Cursor {
     std::unique_ptr<ResultStream> rows;
     bool started = false;
+    std::string text;
+    size_t used = 0;
   };
 
   // Each returns false when the statement failed: its "E" is written and the text stops.
@@ -48,6 +52,9 @@ class StatementRunner {
   bool create_routine(SpecialStatement& s, std::string_view text, ReplyWriter& out);
   bool drop_routine(const SpecialStatement& s, ReplyWriter& out);
   bool fetch_cursor(const SpecialStatement& s, ReplyWriter& out);
+  // Gives the cursor's statement back to the statement cache; null when it was already.
+  void give_back_statement(Cursor& c);
+  void close_cursor(std::map<std::string, Cursor>::iterator it);
   bool prepare_named(const SpecialStatement& s, std::string_view text, ReplyWriter& out);
   bool run_prepared(const SpecialStatement& s, const Parameters& params, ReplyWriter& out);
   bool deallocate(const SpecialStatement& s, ReplyWriter& out);

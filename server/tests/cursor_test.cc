@@ -63,6 +63,27 @@ TEST_F(ServerCursorTest, EverySpellingOfTheClientIsAnswered) {
   EXPECT_EQ(outline(c->run("FETCH 5 FROM STC2_CUR ;")), "A:1,2");
 }
 
+// Cursors of one text run the link's cached statement of that text when it is free and a
+// statement of their own when it is not; one given back, when its cursor has given its last
+// row or is closed, serves a later cursor and sees the table as it is then.
+TEST_F(ServerCursorTest, CursorsOfOneTextEachReadTheirOwnStatement) {
+  auto c = with_table();
+  const std::string query = " CURSOR FOR select * from t order by n;";
+  const std::pair<std::string, std::string> cases[] = {
+      {"DECLARE A" + query, ""},       {"DECLARE B" + query, ""},      {"FETCH 2 FROM A", "A:1,2"},
+      {"FETCH 1 FROM B", "A:1"},       {"FETCH 1 FROM A", "A:3"},      {"FETCH 9 FROM B", "A:2,3,4,5"},
+      {"DECLARE C" + query, ""},       {"FETCH 1 FROM C", "A:1"},      {"FETCH 9 FROM B", "A"},
+      {"CLOSE A", ""},                 {"CLOSE B", ""},                {"FETCH 9 FROM C", "A:2,3,4,5"},
+  };
+  for (const auto& [text, reply] : cases) EXPECT_EQ(outline(c->run(text)), reply) << text;
+  EXPECT_EQ(c->run("alter table t add column m INTEGER; update t set m = n * 10").letters, "U");
+  EXPECT_EQ(c->run("DECLARE D" + query).letters, "");
+  Reply declared = c->run("FETCH 1 FROM D");
+  ASSERT_EQ(declared.letters, "A");
+  EXPECT_EQ(declared.records[0].fields.size(), 2u);
+  EXPECT_EQ(declared.records[0].rows, std::vector<Row>({{be32(1), be32(10)}}));
+}
+
 // A cursor belongs to its link, which reads its snapshot while another link writes; a link that
 // ends takes its cursors along.
 TEST_F(ServerCursorTest, CursorsBelongToTheirLinkAndEndWithIt) {

@@ -29,6 +29,22 @@ TEST_F(ServerTest, AutoCommitFollowsTheLoginAndSetAndConnectionsSeeOnlyCommitted
   EXPECT_EQ(b->value("select count(*) from v"), be32(2));
 }
 
+// Every spelling of a transaction's end, in any case and spacing, is the server's own; a
+// statement of SQLite's that starts with a word of the same letters is SQLite's.
+TEST_F(ServerTest, TheEndsOfATransactionAreToldApartByTheirWords) {
+  auto a = connect(" auto_commit = 'off'");
+  auto b = connect();
+  ASSERT_TRUE(a->run("create table v(x INTEGER); commit").complete);
+  Reply r = a->run(
+      "insert into v values(1); commit\twork; insert into v values(2); Rollback  Transaction;"
+      "insert into v values(3);END;insert into v values(4); end transaction; insert into v values(5);"
+      "ROLLBACK;select count(*), sum(x) from v");
+  ASSERT_EQ(r.letters, "IIIIIA");
+  EXPECT_EQ(r.records[5].rows, std::vector<Row>({{be32(3), be32(8)}}));
+  EXPECT_EQ(b->run("select x from v order by x").records.at(0).rows, std::vector<Row>({{be32(1)}, {be32(3)}, {be32(4)}}));
+  EXPECT_EQ(a->run("commitx").records.at(0).text, "[E10001]near \"commitx\": syntax error");
+}
+
 TEST_F(ServerTest, ALockHeldByAnotherConnectionEndsInAnErrorAfterTheBusyTimeout) {
   zv::ServerOptions options;
   options.busy_timeout_ms = 500;
