@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,9 +36,7 @@ class LobStore {
   explicit LobStore(size_t max_bytes = kDefaultMaxBytes) : max_bytes_(max_bytes) {}
 
   // Keeps a copy of the object and returns its 13-character descriptor: `letter`
-  // ("C" or "B") and 12 digits. The oldest objects are released to stay in bounds, counting
-  // each descriptor's bytes. A large object with the same bytes as one of the few kept last
-  // (the same value selected again) shares that one's memory instead of a copy.
+  // ("C" or "B") and 12 digits. The oldest objects are released to stay in bounds.
   std::string keep(char letter, const void* data, size_t n);
   // The object of a descriptor, or nothing when it was never kept or has been released.
   std::optional<std::string_view> find(std::string_view descriptor) const;
@@ -47,16 +44,12 @@ class LobStore {
   size_t count() const { return objects_.size(); }
 
  private:
-  // How many of the objects kept last, of the same length, a large object is compared with.
-  static constexpr size_t kCompared = 2;
-
-  std::shared_ptr<const KeptObject> same_as_recent(const void* data, size_t n) const;
   void release_oldest();
 
   size_t max_bytes_;
   size_t bytes_ = 0;
   uint64_t next_id_ = 1;
-  std::unordered_map<std::string, std::shared_ptr<const KeptObject>> objects_;
+  std::unordered_map<std::string, KeptObject> objects_;
   std::deque<std::string> order_;  // descriptors, oldest first
 };
 
