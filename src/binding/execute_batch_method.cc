@@ -111,8 +111,8 @@ void report(Isolate* isolate, Local<Function> callback, const std::string* error
 
 void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
-  if (!check_arguments(args)) return;
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr || !check_arguments(args)) return;
   v8::String::Utf8Value text(isolate, args[0]);
   const std::string sql(*text, static_cast<size_t>(text.length()));
   BatchShape shape = batch_shape(sql.c_str());
@@ -134,6 +134,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   std::thread running;
   Command* in_flight = nullptr;
   const Command* failed = nullptr;
+  conn->loading = true;
   auto settle = [&]() {
     running.join();
     if (in_flight->rc < 0)
@@ -153,6 +154,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
     running = std::thread(run_command, &conn->p_conn, &shape, &sql, &next);
   }
   if (in_flight) settle();
+  conn->loading = false;
   if (failed) {
     std::string error = failure_in_rows(&conn->p_conn, failed->rc, failed->first);
     report(isolate, callback, &error, changed);

@@ -180,7 +180,8 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
 
 void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr) return;
   char* sql = nullptr;
   Local<Value> values;
   if (!read_arguments(args, conn, &sql, &values)) return;

@@ -130,7 +130,8 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
 // once with the last failure ({Error: text}, or null) and the outcome of each executed row.
 void QueryMany(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr) return;
   char* sql = nullptr;
   Local<Value> rows, callback;
   if (!read_arguments(args, conn, &sql, &rows, &callback)) return;

@@ -13,8 +13,8 @@ using v8::Value;
 static const char kConnectionException[] = "The zanvo database conntion exception.";
 
 static ZVConnection* open_connection(const FunctionCallbackInfo<Value>& args) {
-  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
-  if (conn->state == STATE_OPEN) return conn;
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr || conn->state == STATE_OPEN) return conn;
   throw_type_error(args.GetIsolate(), "The Connection is Not Open!");
   return nullptr;
 }

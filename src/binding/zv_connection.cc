@@ -96,6 +96,13 @@ void ZVConnection::release_link() {
   close_failed_results();
 }
 
+ZVConnection* connection_of(const FunctionCallbackInfo<Value>& args) {
+  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
+  if (!conn->loading) return conn;
+  throw_type_error(args.GetIsolate(), "The Connection is busy with executeBatch");
+  return nullptr;
+}
+
 void report_status(int32_t status, Local<Function> callback, Isolate* isolate, const char* text) {
   Local<Value> arg = status >= 0 ? Local<Value>(v8::Null(isolate)) : Local<Value>(utf8(isolate, text));
   call_back(isolate, callback, 1, &arg);
@@ -103,7 +110,8 @@ void report_status(int32_t status, Local<Function> callback, Isolate* isolate, c
 
 void ZVConnection::Connect(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr) return;
   Local<Value> x = args[0];
   bool refused = conn->state == STATE_OPEN || conn->state == STATE_ENDED || conn->state == STATE_DESTROYED;
   if (x->IsUndefined()) {
@@ -136,7 +144,8 @@ void ZVConnection::Connect(const FunctionCallbackInfo<Value>& args) {
 }
 
 void ZVConnection::End(const FunctionCallbackInfo<Value>& args) {
-  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr) return;
   if (conn->state != STATE_OPEN) {
     throw_type_error(args.GetIsolate(), "The Connection is Not Open!");
     return;
@@ -146,14 +155,16 @@ void ZVConnection::End(const FunctionCallbackInfo<Value>& args) {
 }
 
 void ZVConnection::Disconnect(const FunctionCallbackInfo<Value>& args) {
-  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr) return;
   // Also releases a link that a refused connect(callback) left held.
   conn->release_link();
   conn->state = STATE_DISCONNECTED;
 }
 
 void ZVConnection::Destry(const FunctionCallbackInfo<Value>& args) {
-  ZVConnection* conn = ObjectWrap::Unwrap<ZVConnection>(args.This());
+  ZVConnection* conn = connection_of(args);
+  if (conn == nullptr) return;
   conn->release_link();
   free(conn->conn_string);
   conn->conn_string = nullptr;

@@ -32,6 +32,9 @@ class ZVConnection : public node::ObjectWrap {
   ServerList* servers = nullptr;
   void* p_res = nullptr;  // result of the latest SELECT run with a callback
   int32_t state = STATE_UNOPENED;
+  // True while executeBatch loads rows: a getter of those rows may call back in while the load
+  // binds and sends on another thread, so every method refuses until the load has ended.
+  bool loading = false;
 
   // Opens a link from conn_string; on success it becomes the object's link. Returns the open call's code.
   int32_t open_link();
@@ -51,6 +54,9 @@ class ZVConnection : public node::ObjectWrap {
   static void Disconnect(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void Destry(const v8::FunctionCallbackInfo<v8::Value>& args);
 };
+
+// The connection a method was called on; null, with a TypeError thrown, while it is loading.
+ZVConnection* connection_of(const v8::FunctionCallbackInfo<v8::Value>& args);
 
 // callback(null) when status is 0 or more, else callback(text); receiver null.
 void report_status(int32_t status, v8::Local<v8::Function> callback, v8::Isolate* isolate, const char* text);

@@ -114,3 +114,30 @@ test('misuse throws a TypeError before anything is sent', () => {
   ended.end();
   assert.throws(() => ended.executeBatch(sql, [[1, 2]], cb), typeError('The Connection is Not Open!'));
 });
+
+test('a getter of a row that calls back into the connection while it loads is refused', () => {
+  run(fx.conn, 'create table ebg (a integer)');
+  const seen = [];
+  let reads = 0;
+  const row = [];
+  // The rows are checked before the load begins and read again while it runs: the second read
+  // tries to run a statement, end the connection and commit.
+  Object.defineProperty(row, 0, {
+    enumerable: true,
+    get() {
+      if (++reads === 1) return 7;
+      for (const call of [() => fx.conn.query('select 1', () => {}), () => fx.conn.end(), () => fx.conn.commit()]) {
+        try {
+          call();
+          seen.push('ran');
+        } catch (err) {
+          seen.push(err.message);
+        }
+      }
+      return 7;
+    },
+  });
+  assert.deepEqual(load('insert into ebg values (?)', [row, [8]]), { err: null, count: 2 });
+  assert.deepEqual(seen, Array(3).fill('The Connection is busy with executeBatch'));
+  assert.deepEqual(select('select a from ebg order by a'), [{ a: 7 }, { a: 8 }]);
+});
