@@ -43,15 +43,6 @@ bool check_arguments(const FunctionCallbackInfo<Value>& args) {
   return true;
 }
 
-// The link for the load, opened as query opens it; false with a TypeError thrown.
-bool open_for_batch(Isolate* isolate, ZVConnection* conn) {
-  if (conn->state != STATE_UNOPENED && conn->state != STATE_OPEN)
-    return throw_type_error(isolate, "The Connection is Not Open!"), false;
-  if (conn->state == STATE_UNOPENED && conn->open_link() < 0)
-    return throw_type_error(isolate, "Connect to Database failed! connection params error or Server can't reach"), false;
-  return true;
-}
-
 // Binds one command's blocks on the connection: by position, or by name.
 int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows) {
   void** h = reinterpret_cast<void**>(handle);
@@ -124,7 +115,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   Local<Function> callback = args[2].As<Function>();
   std::vector<uint8_t> kinds;
   if (!scan_batch_rows(isolate, rows, shape, &kinds)) return;
-  if (!open_for_batch(isolate, conn)) return;
+  if (!conn->open_for_statement(isolate)) return;
 
   // While one command is bound, sent and answered on a thread of its own, the script thread
   // turns the next rows into blocks: the two take turns with two sets of blocks.

@@ -100,10 +100,7 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
   if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;
   if (!first->IsObject() && args.Length() < 2) return throw_type_error(isolate, "executemany Parameter mismatch"), false;
   if (first->IsUndefined()) return throw_type_error(isolate, "The first argument undefined."), false;
-  if (conn->state != STATE_UNOPENED && conn->state != STATE_OPEN)
-    return throw_type_error(isolate, "The Connection is Not Open!"), false;
-  if (conn->state == STATE_UNOPENED && conn->open_link() < 0)
-    return throw_type_error(isolate, "Connect to Database failed! connection params error or Server can't reach"), false;
+  if (!conn->open_for_statement(isolate)) return false;
   if (first->IsFunction()) {
     Local<Value> arg = v8::Null(isolate);
     call_back(isolate, first.As<Function>(), 1, &arg);

@@ -84,6 +84,13 @@ int32_t ZVConnection::open_link() {
   return ret;
 }
 
+bool ZVConnection::open_for_statement(Isolate* isolate) {
+  if (state != STATE_UNOPENED && state != STATE_OPEN) return throw_type_error(isolate, "The Connection is Not Open!"), false;
+  if (state == STATE_UNOPENED && open_link() < 0)
+    return throw_type_error(isolate, "Connect to Database failed! connection params error or Server can't reach"), false;
+  return true;
+}
+
 void ZVConnection::hold_result(void* result) {
   if (p_res != nullptr && p_res != result) ZVC_CloseResult(&p_res);
   p_res = result;

@@ -38,6 +38,9 @@ class ZVConnection : public node::ObjectWrap {
 
   // Opens a link from conn_string; on success it becomes the object's link. Returns the open call's code.
   int32_t open_link();
+  // For the statement methods: an unopened connection opens here; false, with a TypeError
+  // thrown, when it has been closed or cannot be opened.
+  bool open_for_statement(v8::Isolate* isolate);
   // Replaces the held result, freeing the one it held.
   void hold_result(void* result);
   // Frees the held result and closes the link, if any.
