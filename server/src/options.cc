@@ -20,6 +20,7 @@ struct NumberOption {
 constexpr NumberOption kNumberOptions[] = {
     {"--lob-inline-max", 0, 1 << 30, &ServerOptions::lob_inline_max},
     {"--login-max", 64, 1 << 20, &ServerOptions::login_max},
+    {"--login-timeout", 1, INT32_MAX, &ServerOptions::login_timeout_ms},
     {"--command-max", 0, INT32_MAX, &ServerOptions::command_max},
     {"--parameter-max", 0, INT64_MAX, &ServerOptions::parameter_max},
     {"--value-max", 1, 1000000000, &ServerOptions::value_max},
@@ -55,9 +56,9 @@ bool is_loopback(const char* text) {
 const char* usage_text() {
   return "usage: zanvo-server [--port N] [--host 127.x.y.z] [--database FILE] [--user U --password P]\n"
          "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n"
-         "                    [--exit-with-parent] [--login-max BYTES] [--command-max BYTES]\n"
-         "                    [--parameter-max BYTES] [--value-max BYTES] [--idle-timeout MS]\n"
-         "                    [--max-links N] [--max-prepared N]\n";
+         "                    [--exit-with-parent] [--login-max BYTES] [--login-timeout MS]\n"
+         "                    [--command-max BYTES] [--parameter-max BYTES] [--value-max BYTES]\n"
+         "                    [--idle-timeout MS] [--max-links N] [--max-prepared N]\n";
 }
 
 bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error) {

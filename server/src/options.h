@@ -18,6 +18,7 @@ struct ServerOptions {
   bool exit_with_parent = false;  // stop when the process that started the server ends
   // What one client may cost the server.
   int64_t login_max = 1024;            // longest login text
+  int64_t login_timeout_ms = 10000;    // a login not complete this long after the link opened is cut
   int64_t command_max = 128 << 20;     // longest command text
   int64_t parameter_max = 64 << 20;    // most parameter bytes behind one command
   int64_t value_max = 256 << 20;       // largest string, blob or row a statement may make

@@ -13,8 +13,6 @@
 namespace zv {
 namespace {
 
-constexpr int64_t kLoginTimeoutMs = 10000;
-
 // A wait for the client, to read from it or to send to it, that lasts longer than `ms`
 // fails and so ends the link; 0 waits forever.
 void set_timeouts(int fd, int64_t ms) {
@@ -31,9 +29,12 @@ Session::Session(int fd, const ServerOptions& options, const Database& database,
     : fd_(fd), options_(options), database_(database), stop_(stop), in_(fd), out_(fd), watch_(fd, stop) {}
 
 void Session::serve() {
-  // A client that never finishes its login text is not waited for long.
-  set_timeouts(fd_, kLoginTimeoutMs);
+  // A client that never finishes its login, or sends it a byte at a time, is not waited
+  // for long: all of the login's reads share one deadline.
+  set_timeouts(fd_, options_.login_timeout_ms);
+  in_.set_deadline(options_.login_timeout_ms);
   if (!login()) return;
+  in_.clear_deadline();
   set_timeouts(fd_, options_.idle_timeout_ms);
   while (!stop_.raised() && serve_command()) {
   }

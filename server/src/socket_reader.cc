@@ -1,9 +1,12 @@
 #include "socket_reader.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <climits>
 #include <cstring>
 #include <utility>
 
@@ -11,10 +14,31 @@
 
 namespace zv {
 
-SocketReader::SocketReader(int fd) : fd_(fd), buf_(new char[kCapacity]) {}
+int64_t steady_ms() {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+SocketReader::SocketReader(int fd, Clock clock) : fd_(fd), clock_(clock), buf_(new char[kCapacity]) {}
+
+void SocketReader::set_deadline(int64_t ms) { deadline_ = clock_() + ms; }
+
+// Without a deadline, recv waits on its own (as long as the socket's time-out lets it).
+bool SocketReader::wait_within_deadline() {
+  if (deadline_ == kNoDeadline) return true;
+  for (;;) {
+    const int64_t left = deadline_ - clock_();
+    if (left <= 0) return false;
+    pollfd p{fd_, POLLIN, 0};
+    const int ready = ::poll(&p, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX)));
+    if (ready > 0) return true;  // bytes, the link's end or its failure: recv tells which
+    if (ready < 0 && errno != EINTR) return false;
+  }
+}
 
 bool SocketReader::fill() {
   for (;;) {
+    if (!wait_within_deadline()) return false;
     ssize_t got = ::recv(fd_, buf_.get(), kCapacity, 0);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) return false;

@@ -9,9 +9,18 @@
 
 namespace zv {
 
+// Milliseconds on a clock that never goes back.
+using Clock = int64_t (*)();
+int64_t steady_ms();
+
 class SocketReader {
  public:
-  explicit SocketReader(int fd);
+  explicit SocketReader(int fd, Clock clock = steady_ms);
+
+  // From now until clear_deadline, a read that has to wait for the client fails once `ms`
+  // milliseconds have passed, however the bytes trickle in.
+  void set_deadline(int64_t ms);
+  void clear_deadline() { deadline_ = kNoDeadline; }
 
   // The next byte, or -1 when the link failed or closed.
   int byte();
@@ -25,9 +34,13 @@ class SocketReader {
 
  private:
   bool fill();
+  bool wait_within_deadline();
 
   static constexpr size_t kCapacity = 64 * 1024;
+  static constexpr int64_t kNoDeadline = INT64_MAX;
   int fd_;
+  Clock clock_;
+  int64_t deadline_ = kNoDeadline;  // on clock_
   std::unique_ptr<char[]> buf_;
   size_t pos_ = 0;
   size_t len_ = 0;

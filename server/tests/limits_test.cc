@@ -118,6 +118,25 @@ TEST_F(ServerTest, LinksOverTheLimitAndLongLoginTextsAreRefused) {
   EXPECT_EQ(wordy.string(), "[E10002]login text too long");
 }
 
+// All the reads of a login share one deadline: a client that sends its login text a few
+// bytes at a time, each piece well within the deadline of the last, is cut all the same.
+TEST_F(ServerTest, ALoginMustBeCompleteByItsDeadline) {
+  zv::ServerOptions options;
+  options.login_timeout_ms = 500;
+  start(options);
+  const std::string text = login_text("SYSDBA", "SYSDBA");
+  TestClient drip(port());
+  for (size_t at = 0; at < text.size(); at += 8) {
+    drip.send(text.substr(at, 8));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_EQ(drip.login_answer(), "");
+  // The deadline ends with the login: a link that logged in in time stays.
+  auto c = connect();
+  std::this_thread::sleep_for(std::chrono::milliseconds(600));
+  EXPECT_EQ(c->value("select 1"), be32(1));
+}
+
 TEST_F(ServerTest, ALoginTextIsReadInTimeInProportionToItsLength) {
   zv::ServerOptions options;
   options.login_max = 1 << 20;
