@@ -27,6 +27,8 @@ constexpr NumberOption kNumberOptions[] = {
     {"--idle-timeout", 0, INT32_MAX, &ServerOptions::idle_timeout_ms},
     {"--max-links", 1, 100000, &ServerOptions::max_links},
     {"--max-prepared", 1, 1000000, &ServerOptions::max_prepared},
+    {"--name-max", 1, 1 << 20, &ServerOptions::name_max},
+    {"--kept-max", 0, INT64_MAX, &ServerOptions::kept_max},
 };
 
 const NumberOption* number_option(const std::string& name) {
@@ -58,7 +60,8 @@ const char* usage_text() {
          "                    [--reply-version 201|301] [--busy-timeout MS] [--lob-inline-max BYTES]\n"
          "                    [--exit-with-parent] [--login-max BYTES] [--login-timeout MS]\n"
          "                    [--command-max BYTES] [--parameter-max BYTES] [--value-max BYTES]\n"
-         "                    [--idle-timeout MS] [--max-links N] [--max-prepared N]\n";
+         "                    [--idle-timeout MS] [--max-links N] [--max-prepared N]\n"
+         "                    [--name-max BYTES] [--kept-max BYTES]\n";
 }
 
 bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error) {

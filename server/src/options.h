@@ -25,6 +25,8 @@ struct ServerOptions {
   int64_t idle_timeout_ms = 600000;    // a link silent this long is closed; 0: never
   int64_t max_links = 256;             // links served at once; more are refused
   int64_t max_prepared = 1000;         // prepared statements one link keeps at once
+  int64_t name_max = 128;              // longest name of a cursor or a prepared statement
+  int64_t kept_max = 64 << 20;         // bytes of the names and texts of one link's cursors and prepared statements
 };
 
 // Fills `out` from argv; on a bad option returns false with a message in `error`.

@@ -13,6 +13,7 @@ namespace zv {
 struct PreparedStatement {
   StmtPtr stmt;
   std::string verb;  // the statement's first word, which decides its reply record
+  size_t kept = 0;   // bytes of its name and text, which count against the link's cap
 };
 
 class PreparedStatements {
@@ -24,8 +25,7 @@ class PreparedStatements {
   sqlite3_stmt* keep(const std::string& name, PreparedStatement p);
   // Null when nothing is prepared under `name`.
   PreparedStatement* find(const std::string& name);
-  // False when nothing was prepared under `name`.
-  bool forget(const std::string& name) { return statements_.erase(name) > 0; }
+  void forget(const std::string& name) { statements_.erase(name); }
   size_t max() const { return max_; }
 
  private:

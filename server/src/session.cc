@@ -82,8 +82,9 @@ bool Session::login() {
   watch_.watch(db_.get());
   LobPolicy lobs;
   if (request.lob_descriptors) lobs = LobPolicy{&lobs_, options_.lob_inline_max};
-  runner_ = std::make_unique<StatementRunner>(db_.get(), request.auto_commit, lobs,
-                                              static_cast<size_t>(options_.max_prepared));
+  const KeepLimits limits{static_cast<size_t>(options_.max_prepared), static_cast<size_t>(options_.name_max),
+                          static_cast<size_t>(options_.kept_max)};
+  runner_ = std::make_unique<StatementRunner>(db_.get(), request.auto_commit, lobs, limits);
   if (options_.reply_version == 301) {
     out_.letter('N');
     out_.int32(301);

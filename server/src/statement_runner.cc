@@ -57,8 +57,8 @@ std::string version_text() { return std::string("Zanvo reference server 1.0 (SQL
 
 }  // namespace
 
-StatementRunner::StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs, size_t max_prepared)
-    : db_(db), auto_commit_(auto_commit), lobs_(lobs), prepared_(max_prepared) {}
+StatementRunner::StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs, KeepLimits limits)
+    : db_(db), auto_commit_(auto_commit), lobs_(lobs), limits_(limits), prepared_(limits.max_prepared) {}
 
 void StatementRunner::run(std::string_view text, const Parameters& params, ReplyWriter& out) {
   // The text ends at its NUL, as it would for SQLite; bytes behind one are not statements.
@@ -246,6 +246,14 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
   const std::vector<std::string_view> words = split_words(strip_statement_end(query), 2);
   const PreparedStatement* named = words.size() == 1 ? prepared_.find(upper_case(words[0])) : nullptr;
   if (named) query = sqlite3_sql(named->stmt.get());
+  // The cursor keeps its text, the rest of the command behind FOR, to give its statement back
+  // to the statement cache under it.
+  auto existing = cursors_.find(s.name);
+  const size_t kept = s.name.size() + query.size();
+  if (!name_fits(s.name, "[E10006]a cursor name", out) ||
+      !room_for(kept, existing == cursors_.end() ? 0 : existing->second.kept, out)) {
+    return false;
+  }
   size_t used = 0;
   if (statements_.take(query, stmt, used)) {
     tail = query.data() + used;
@@ -262,14 +270,14 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
     give_back_on_error();
     return false;
   }
-  auto existing = cursors_.find(s.name);
   if (existing == cursors_.end() && cursors_.size() >= kMaxCursors) {
     out.error("[E10006]too many open cursors");
     give_back_on_error();
     return false;
   }
   if (existing != cursors_.end()) close_cursor(existing);
-  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false, std::string(query), used};
+  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false, std::string(query), used, kept};
+  kept_ += kept;
   // The query's own end decides where the next statement starts, not the first ";".
   s.length = named ? text.size() : static_cast<size_t>(tail - text.data());
   return true;
@@ -302,6 +310,7 @@ void StatementRunner::give_back_statement(Cursor& c) { statements_.give_back(c.t
 
 void StatementRunner::close_cursor(std::map<std::string, Cursor>::iterator it) {
   give_back_statement(it->second);
+  kept_ -= it->second.kept;
   cursors_.erase(it);
 }
 
@@ -330,10 +339,7 @@ bool StatementRunner::drop_routine(const SpecialStatement& s, ReplyWriter& out) 
 // field descriptions when it returns rows, then "$" and its placeholders. A column without a
 // declared type is described as a null would be, since no row has typed it yet.
 bool StatementRunner::prepare_named(const SpecialStatement& s, std::string_view text, ReplyWriter& out) {
-  if (s.name.size() > kMaxStatementName) {
-    out.error("[E10010]a statement name has at most " + std::to_string(kMaxStatementName) + " characters");
-    return false;
-  }
+  if (!name_fits(s.name, "[E10010]a statement name", out)) return false;
   std::string_view sql = text.substr(s.query_start);
   StmtPtr stmt;
   const char* tail = nullptr;
@@ -343,13 +349,19 @@ bool StatementRunner::prepare_named(const SpecialStatement& s, std::string_view 
     out.error("[E10010]PREPARE takes one statement");
     return false;
   }
-  sqlite3_stmt* kept = prepared_.keep(s.name, {std::move(stmt), std::string(first_word(trim(sql)))});
-  if (!kept) {
+  // A statement prepared again under its name gives back what the one it replaces kept.
+  const PreparedStatement* replaced = prepared_.find(s.name);
+  const size_t freed = replaced ? replaced->kept : 0;
+  const size_t kept = s.name.size() + static_cast<size_t>(tail - sql.data());
+  if (!room_for(kept, freed, out)) return false;
+  sqlite3_stmt* p = prepared_.keep(s.name, {std::move(stmt), std::string(first_word(trim(sql))), kept});
+  if (!p) {
     out.error("[E10011]too many prepared statements: a link keeps at most " + std::to_string(prepared_.max()));
     return false;
   }
-  if (sqlite3_column_count(kept) > 0) write_field_descriptions(describe_fields(kept, false), out);
-  write_parameter_descriptions(kept, out);
+  kept_ += kept - freed;
+  if (sqlite3_column_count(p) > 0) write_field_descriptions(describe_fields(p, false), out);
+  write_parameter_descriptions(p, out);
   return true;
 }
 
@@ -368,8 +380,26 @@ bool StatementRunner::run_prepared(const SpecialStatement& s, const Parameters& 
 }
 
 bool StatementRunner::deallocate(const SpecialStatement& s, ReplyWriter& out) {
-  if (prepared_.forget(s.name)) return true;
-  out.error("[E10012]no prepared statement named " + s.name);
+  const PreparedStatement* p = prepared_.find(s.name);
+  if (!p) {
+    out.error("[E10012]no prepared statement named " + s.name);
+    return false;
+  }
+  kept_ -= p->kept;
+  prepared_.forget(s.name);
+  return true;
+}
+
+bool StatementRunner::name_fits(const std::string& name, const char* error, ReplyWriter& out) {
+  if (name.size() <= limits_.name_max) return true;
+  out.error(error + std::string(" has at most ") + std::to_string(limits_.name_max) + " characters");
+  return false;
+}
+
+bool StatementRunner::room_for(size_t kept, size_t replaced, ReplyWriter& out) {
+  if (kept_ - replaced + kept <= limits_.kept_max) return true;
+  out.error("[E10013]a link keeps at most " + std::to_string(limits_.kept_max) +
+            " bytes of the names and texts of its cursors and prepared statements");
   return false;
 }
 

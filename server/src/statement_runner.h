@@ -17,14 +17,18 @@
 
 namespace zv {
 
+// What a link may keep from one command to the next.
+struct KeepLimits {
+  size_t max_prepared;  // prepared statements at once
+  size_t name_max;      // bytes of the name of a cursor or a prepared statement
+  size_t kept_max;      // bytes of the names and texts of its cursors and prepared statements together
+};
+
 class StatementRunner {
  public:
   static constexpr size_t kMaxCursors = 256;
 
-  static constexpr size_t kMaxStatementName = 128;
-
-  // A link keeps at most `max_prepared` prepared statements at once.
-  StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs, size_t max_prepared);
+  StatementRunner(sqlite3* db, bool auto_commit, LobPolicy lobs, KeepLimits limits);
 
   // `params` belong to the text's first statement: a text that brings parameters runs that
   // one only, and answers the statements behind it with an error.
@@ -39,6 +43,7 @@ class StatementRunner {
     bool started = false;
     std::string text;
     size_t used = 0;
+    size_t kept = 0;  // bytes of its name and text
   };
 
   // Each returns false when the statement failed: its "E" is written and the text stops.
@@ -58,6 +63,11 @@ class StatementRunner {
   bool prepare_named(const SpecialStatement& s, std::string_view text, ReplyWriter& out);
   bool run_prepared(const SpecialStatement& s, const Parameters& params, ReplyWriter& out);
   bool deallocate(const SpecialStatement& s, ReplyWriter& out);
+  // False, with "E" written, when the name of a cursor or prepared statement is too long;
+  // `error` opens the text.
+  bool name_fits(const std::string& name, const char* error, ReplyWriter& out);
+  // False, with "E" written, when keeping `kept` bytes in place of `replaced` would pass the cap.
+  bool room_for(size_t kept, size_t replaced, ReplyWriter& out);
   // In manual commit mode a statement opens a transaction when none is open.
   bool begin_if_manual(ReplyWriter& out);
   bool prepare(std::string_view sql, StmtPtr& stmt, const char*& tail, ReplyWriter& out);
@@ -66,6 +76,8 @@ class StatementRunner {
   sqlite3* db_;
   bool auto_commit_;
   LobPolicy lobs_;
+  KeepLimits limits_;
+  size_t kept_ = 0;  // bytes of the names and texts of the cursors and prepared statements
   std::map<std::string, Cursor> cursors_;
   PreparedStatements prepared_;
   StatementCache statements_;  // the texts run lately, compiled

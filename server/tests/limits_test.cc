@@ -137,6 +137,43 @@ TEST_F(ServerTest, ALoginMustBeCompleteByItsDeadline) {
   EXPECT_EQ(c->value("select 1"), be32(1));
 }
 
+// Names of cursors and prepared statements have at most --name-max characters, and what a
+// link keeps of them, names and texts, at most --kept-max bytes. A statement or cursor that
+// replaces one of its name counts in its place; CLOSE and DEALLOCATE give their bytes back.
+TEST_F(ServerTest, NamesAndWhatALinkKeepsAreCapped) {
+  zv::ServerOptions options;
+  options.name_max = 4;
+  options.kept_max = 100;
+  start(options);
+  const std::string query = " select '" + std::string(36, 'x') + "'";  // 46 bytes, 50 with a name of 4
+  const std::string full = "[E10013]a link keeps at most 100 bytes of the names and texts of its cursors and prepared "
+                           "statements";
+  const struct {
+    std::string text, letters, error;
+  } cases[] = {
+      {"PREPARE ABCDE AS select 1", "E", "[E10010]a statement name has at most 4 characters"},
+      {"DECLARE ABCDE CURSOR FOR select 1", "E", "[E10006]a cursor name has at most 4 characters"},
+      {"PREPARE ABCD AS" + query, "A$", ""},
+      {"DECLARE WXYZ CURSOR FOR" + query, "", ""},
+      {"PREPARE P AS select 1", "E", full},
+      {"DECLARE C CURSOR FOR select 1", "E", full},
+      {"PREPARE ABCD AS" + query, "A$", ""},
+      {"DECLARE WXYZ CURSOR FOR" + query, "", ""},
+      {"CLOSE WXYZ", "", ""},
+      {"DECLARE C CURSOR FOR select 1", "", ""},
+      {"PREPARE P AS" + query, "E", full},
+      {"DEALLOCATE ABCD ", "", ""},
+      {"PREPARE P AS" + query, "A$", ""},
+  };
+  auto c = connect();
+  for (const auto& k : cases) {
+    Reply r = c->run(k.text);
+    ASSERT_EQ(r.letters, k.letters) << k.text;
+    if (!k.error.empty()) EXPECT_EQ(r.records[0].text, k.error) << k.text;
+  }
+  EXPECT_EQ(c->value("select 7"), be32(7));
+}
+
 TEST_F(ServerTest, ALoginTextIsReadInTimeInProportionToItsLength) {
   zv::ServerOptions options;
   options.login_max = 1 << 20;

@@ -15,21 +15,22 @@ bool parse(std::vector<const char*> args, zv::ServerOptions& out, std::string& e
 
 auto limits(const zv::ServerOptions& o) {
   return std::tuple(o.login_max, o.login_timeout_ms, o.command_max, o.parameter_max, o.value_max, o.idle_timeout_ms,
-                    o.max_links);
+                    o.max_links, o.name_max, o.kept_max);
 }
 
 TEST(ServerOptions, EachLimitHasADefaultAnOptionAndABound) {
   zv::ServerOptions o;
   std::string error;
-  EXPECT_EQ(limits(o), std::tuple(1024, 10000, 128 << 20, 64 << 20, 256 << 20, 600000, 256));
+  EXPECT_EQ(limits(o), std::tuple(1024, 10000, 128 << 20, 64 << 20, 256 << 20, 600000, 256, 128, 64 << 20));
   ASSERT_TRUE(parse({"--login-max", "64", "--login-timeout", "1", "--command-max", "0", "--parameter-max", "5",
-                     "--value-max", "1000000000", "--idle-timeout", "0", "--max-links", "1"},
+                     "--value-max", "1000000000", "--idle-timeout", "0", "--max-links", "1", "--name-max", "1",
+                     "--kept-max", "0"},
                     o, error))
       << error;
-  EXPECT_EQ(limits(o), std::tuple(64, 1, 0, 5, 1000000000, 0, 1));
+  EXPECT_EQ(limits(o), std::tuple(64, 1, 0, 5, 1000000000, 0, 1, 1, 0));
   for (auto [name, value] : {std::pair{"--login-max", "63"}, {"--login-timeout", "0"}, {"--command-max", "2147483648"},
                              {"--parameter-max", "-1"}, {"--value-max", "1000000001"}, {"--idle-timeout", "x"},
-                             {"--max-links", "0"}}) {
+                             {"--max-links", "0"}, {"--name-max", "1048577"}, {"--kept-max", "-1"}}) {
     EXPECT_FALSE(parse({name, value}, o, error)) << name;
     EXPECT_EQ(error, std::string("bad value for ") + name + ": " + value);
   }
