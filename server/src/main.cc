@@ -17,6 +17,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "zanvo-server: %s\n%s", error.c_str(), zv::usage_text());
     return 2;
   }
+  if (options.help) {
+    std::fputs(zv::usage_text(), stdout);
+    return 0;
+  }
   // SIGINT and SIGTERM are taken by sigwait below; blocked before any thread starts so
   // that every thread inherits the mask and none of them is interrupted by them.
   sigset_t stop_signals;

@@ -61,12 +61,17 @@ const char* usage_text() {
          "                    [--exit-with-parent] [--login-max BYTES] [--login-timeout MS]\n"
          "                    [--command-max BYTES] [--parameter-max BYTES] [--value-max BYTES]\n"
          "                    [--idle-timeout MS] [--max-links N] [--max-prepared N]\n"
-         "                    [--name-max BYTES] [--kept-max BYTES]\n";
+         "                    [--name-max BYTES] [--kept-max BYTES] [--help]\n";
 }
 
 bool parse_options(int argc, char** argv, ServerOptions& out, std::string& error) {
   for (int i = 1; i < argc; ++i) {
     std::string name = argv[i];
+    // Whatever else the command line says, --help only prints the usage.
+    if (name == "--help") {
+      out.help = true;
+      return true;
+    }
     if (name == "--exit-with-parent") {
       out.exit_with_parent = true;
       continue;

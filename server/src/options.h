@@ -16,6 +16,7 @@ struct ServerOptions {
   int busy_timeout_ms = 1000;   // longest wait for a lock held by another connection
   int64_t lob_inline_max = 4096;  // larger objects go out as descriptors
   bool exit_with_parent = false;  // stop when the process that started the server ends
+  bool help = false;              // print the usage and stop
   // What one client may cost the server.
   int64_t login_max = 1024;            // longest login text
   int64_t login_timeout_ms = 10000;    // a login not complete this long after the link opened is cut

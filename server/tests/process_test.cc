@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <thread>
 
+#include "options.h"
 #include "test_client.h"
 
 namespace zvtest {
@@ -64,6 +65,12 @@ TEST(ServerProcess, PrintsWhereItListensAndStopsOnSigtermOrSigint) {
   for (std::vector<const char*> bad : {std::vector<const char*>{"--port", "70000"}, {"--colour", "red"}, {"--port"}}) {
     EXPECT_EQ(Child(bad).exit_code(), 2) << bad[0];
   }
+  // --help prints the usage on stdout and starts nothing, whatever follows it.
+  Child help({"--help", "--colour", "red"});
+  std::string printed;
+  for (int ch; (ch = std::fgetc(help.out)) != EOF;) printed += static_cast<char>(ch);
+  EXPECT_EQ(printed, zv::usage_text());
+  EXPECT_EQ(help.exit_code(), 0);
 }
 
 TEST(ServerProcess, ExitsWithItsParentWhenAsked) {
