@@ -199,7 +199,10 @@ int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_cou
 // record counts as changed or deleted: 0 after a failure or a reply without a count.
 int32_t ZVC_ExecuteBatchCount(ConnRecord** handle, const char* sql, int32_t array_count, int32_t* changed_out);
 // Runs a text whose parameters include output values or a return value; a result it brings goes
-// to *result_out.
+// to *result_out with all its rows, and its row count is the call's result (a reply without rows gives 0, or 1 after a
+// server warning or message). -12
+// when an output value was cut to its buffer, -59 when no parameter was bound for one, -1 with the
+// server's text, -4 when the link failed.
 int32_t ZVC_ExecuteOut(ConnRecord** handle, const char* sql, void** result_out);
 
 // Prepared statements. Generated names are "STC" and a per-connection counter; every name a

@@ -8,8 +8,8 @@
 int32_t send_sql_params(ConnRecord* conn, const char* text, int32_t word);
 int32_t recv_noQuery(ConnRecord* conn);
 // A call's reply: output values and the return value go into set's bound buffers, and rows it
-// brings (up to 400) into *result_out. Returns as recv_noQuery, -12 when an output value was cut
-// to its buffer, -59 when no parameter was bound for one.
+// brings (all of them, their count the status) into *result_out. Returns as recv_noQuery, -12
+// when an output value was cut to its buffer, -59 when no parameter was bound for one.
 int32_t recv_noQuery_OP(ConnRecord* conn, ParamSet* set, ResultRecord** result_out);
 int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out);
 // Replies that bring rows. A read that fails gives its code, leaves *result_out as it was and

@@ -86,8 +86,8 @@ int32_t on_out_value(ReplyState* st, char letter) {
   return rc < 0 ? rc : REPLY_GO_ON;
 }
 
-// A call's rows: up to two blocks of 200, with "." between them when the server has more. A
-// result followed by "K" is the reply's; one followed by other letters gives way to what comes.
+// A call's rows, all of them, as a one-value reply reads them. A result followed by "K" is the
+// reply's; one followed by other letters gives way to what comes. The status is its row count.
 int32_t on_call_rows(ReplyState* st, char) {
   NoQuery* q = static_cast<NoQuery*>(st->ctx);
   ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
@@ -98,17 +98,10 @@ int32_t on_call_rows(ReplyState* st, char) {
   free_result(q->result);
   q->result = result;
   int32_t rc = read_field_descs(st->conn, result);
-  if (rc == 0) rc = recv_rows_200(st->conn, result);
-  if (rc == 200) {
-    int32_t end = peek_reply_end(st->conn);
-    if (end != 0) return end < 0 ? end : (st->ret = rc, REPLY_DONE);
-    send_bytes(st->conn, ".", 1);
-    send_flush(st->conn);
-    rc = recv_rows_200(st->conn, result);
-  }
+  if (rc == 0) rc = recv_call_rows(st->conn, result);
   if (rc < 0) return rc;
-  st->ret = st->end_value = rc;
-  return REPLY_PEEK;
+  st->ret = st->end_value = row_count_int32(result);
+  return rc == 1 ? REPLY_DONE : REPLY_PEEK;
 }
 
 const ReplyLetter kCallLetters[] = {

@@ -10,8 +10,6 @@
 #include "statements/reply_reader.h"
 
 namespace {
-enum { ROWS_PER_BLOCK = 200 };
-
 struct Scalar {
   void* value_buf;
   int32_t value_cap;
@@ -46,22 +44,6 @@ int32_t on_count(ReplyState* st, char letter) {
   return REPLY_PEEK;
 }
 
-// Rows come 200 at a time. A full first block that is not followed by "K" means the server
-// has more: it is told once, with ".", and the rest is taken as it comes. 1 when "K" ended the
-// reply behind the first block, 0 when the rows are all in, or a failure.
-int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
-  int32_t got = recv_rows_200(conn, result);
-  if (got != ROWS_PER_BLOCK) return got < 0 ? got : 0;
-  int32_t end = peek_reply_end(conn);
-  if (end != 0) return end;
-  send_bytes(conn, ".", 1);
-  send_flush(conn);
-  do {
-    got = recv_rows_200(conn, result);
-  } while (got == ROWS_PER_BLOCK);
-  return got < 0 ? got : 0;
-}
-
 // The value of a finished result: field 0 of row 0 as text, or type 0 and a zero word.
 void report_first_value(ResultRecord* result, const Scalar* s) {
   if (result->row_count == 0 || result->field_count == 0) {
@@ -81,7 +63,7 @@ int32_t on_result(ReplyState* st, char) {
   ResultRecord* result = nullptr;
   int32_t rc = read_result_fields(st->conn, &result);
   if (rc != 0) return rc;
-  rc = recv_scalar_rows(st->conn, result);
+  rc = recv_call_rows(st->conn, result);
   if (rc == 0) rc = peek_reply_end(st->conn);
   if (rc == 1) report_first_value(result, static_cast<Scalar*>(st->ctx));
   free_result(result);

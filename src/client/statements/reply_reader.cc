@@ -7,6 +7,8 @@
 #include "results/reception.h"
 
 namespace {
+enum { ROWS_PER_BLOCK = 200 };
+
 ReplyHook find_hook(const ReplyReader* reader, char letter) {
   for (const ReplyLetter* l = reader->letters; l->hook; ++l)
     if (l->letter == letter) return l->hook;
@@ -118,6 +120,19 @@ int32_t drop_result_hook(ReplyState* st, char) {
   }
   free_result(result);
   return rc < 0 ? rc : REPLY_GO_ON;
+}
+
+int32_t recv_call_rows(ConnRecord* conn, ResultRecord* result) {
+  int32_t got = recv_rows_200(conn, result);
+  if (got != ROWS_PER_BLOCK) return got < 0 ? got : 0;
+  int32_t end = peek_reply_end(conn);
+  if (end != 0) return end;
+  send_bytes(conn, ".", 1);
+  send_flush(conn);
+  do {
+    got = recv_rows_200(conn, result);
+  } while (got == ROWS_PER_BLOCK);
+  return got < 0 ? got : 0;
 }
 
 int32_t read_short_reply(ConnRecord* conn) {

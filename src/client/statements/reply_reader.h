@@ -59,6 +59,11 @@ int32_t drop_result_hook(ReplyState* st, char letter);
 // The head of an "A": a new record of rows with the field descriptions that follow the letter,
 // in *out. 0, or a failure code (nothing is left then).
 int32_t read_result_fields(ConnRecord* conn, ResultRecord** out);
+// The rows of an "A" in the reply of a call or of a one-value statement: they come 200 at a
+// time, and a full first block that is not followed by "K" means the server has more: it is told
+// once, with ".", and the rest is taken as it comes, until a block comes short. 1 when "K" ended
+// the reply behind the first block, 0 when the rows are all in, or a failure code.
+int32_t recv_call_rows(ConnRecord* conn, ResultRecord* result);
 // The letter after a record that may close the reply: 1 on "K", 0 when another letter was handed
 // back (pushback) for the next turn, -4 on a failed read.
 int32_t peek_reply_end(ConnRecord* conn);
