@@ -155,10 +155,17 @@ int32_t ZVC_Reconnect(ConnRecord** handle);
 // Whenever a record is made it is in *out, with the reason of a failure, to close as usual.
 int32_t ZVC_OpenConnectionIPS(const char* conn_string, int position, ServerList** state, ConnRecord** out);
 int32_t ZVC_GetError(void** handle, char* code_out, char* text_out);
+// The handle's error text into buffer, which holds ZV_ERROR_TEXT_SIZE bytes: a longer text is cut
+// to its first ZV_ERROR_TEXT_SIZE - 1 bytes and gives -12, else 0. Either way the buffer ends
+// with a NUL and *length_out (when not null) gets the whole text's length, ZVC_GetErrorLength's.
+// A smart cursor's text is its own, that of its failed refill, CLOSE or attribute read.
+enum { ZV_ERROR_TEXT_SIZE = 1024 };
 int32_t ZVC_GetErrorText(void** handle, char* buffer, int32_t* length_out);
 int32_t ZVC_GetErrorLength(void** handle);
 
-// Direct execution
+// Direct execution. Row ids are kept to 31 bytes: a reply whose row id is longer keeps its first
+// 31, and the call gives -12 in place of its success with "[EC0108]Error row id of <n> bytes cut
+// to its first 31\n" in error_text; the rest of the reply is read as usual.
 int32_t ZVC_ClassifySql(const char* text);
 int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql);
 // One value into value_buf (value_cap bytes): a row id or a first column as text, or a count as
@@ -252,7 +259,8 @@ int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, 
 int32_t ZVC_GetColumnCount(void** handle, int32_t* count_out);
 int32_t ZVC_GetRowCount(void** handle, int32_t* count_out);
 // The row id of an insert's reply held by the result (a record of result kind 1), as a terminated
-// text cut to buffer_len bytes; the empty text for any other record. 0, or -3 for no result.
+// text; the empty text for any other record. 0; -12 when the id did not fit buffer_len bytes (it is
+// cut to buffer_len - 1 and "[EC0109]..." is the result's text); -3 for no result.
 int32_t ZVC_GetRowId(void** handle, char* buffer, int32_t buffer_len);
 int32_t ZVC_GetColumnType(void** handle, int32_t column, int32_t* ctype_out);
 int32_t ZVC_GetColumnSize(void** handle, int32_t column, int32_t* size_out);

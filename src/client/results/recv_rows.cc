@@ -8,18 +8,18 @@
 #include "results/reception.h"
 #include "results/row_store.h"
 
-bool recv_counted_id(ConnRecord* conn, char* dst, int32_t cap) {
+int32_t recv_counted_id(ConnRecord* conn, char* dst, int32_t cap) {
   int32_t len = 0;
-  if (!recv_int32(conn, &len) || len < 0 || len > MAX_NAME_LEN) return false;
+  if (!recv_int32(conn, &len) || len < 0 || len > MAX_NAME_LEN) return ZV_NET_ERROR;
   int32_t kept = len < cap ? len : cap;
-  if (!recv_bytes(conn, dst, kept)) return false;
+  if (!recv_bytes(conn, dst, kept)) return ZV_NET_ERROR;
   char rest[256];
   for (int32_t left = len - kept; left > 0;) {
     int32_t n = left < static_cast<int32_t>(sizeof rest) ? left : static_cast<int32_t>(sizeof rest);
-    if (!recv_bytes(conn, rest, n)) return false;
+    if (!recv_bytes(conn, rest, n)) return ZV_NET_ERROR;
     left -= n;
   }
-  return true;
+  return len;
 }
 
 // Joins a text received between rows onto the result's message; takes ownership of text. The
@@ -171,7 +171,7 @@ int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out) {
   uint8_t* row = new_row(result->arena, result->row_size, result->field_count);
   if (!row) return ZV_NO_MEMORY;
   // A row that failed part-way stays in the arena unreferenced; it goes with the result.
-  if (letter == '*' && !recv_counted_id(conn, reinterpret_cast<char*>(row) + ROW_PREFIX_OFFSET, ROW_PREFIX_SIZE))
+  if (letter == '*' && recv_counted_id(conn, reinterpret_cast<char*>(row) + ROW_PREFIX_OFFSET, ROW_PREFIX_SIZE) < 0)
     return ZV_NET_ERROR;
   for (int32_t i = 0; i < result->field_count; i++) {
     int32_t d_len = 0;

@@ -68,6 +68,9 @@ int32_t ZVC_FetchCursor(ConnRecord** handle, const char* cursor_name, void** res
 
 int32_t ZVC_FetchCount(ConnRecord** handle, const char* cursor_name, void** result_out, int32_t* field_count_out,
                        int32_t* row_count_out, const int32_t* count_ptr) {
+  // A failed call leaves no counts of an earlier one to be taken for its own.
+  if (field_count_out) *field_count_out = 0;
+  if (row_count_out) *row_count_out = 0;
   ConnRecord* conn = conn_of(handle);
   if (!conn || !count_ptr || *count_ptr < 0) return ZV_BAD_HANDLE;
   if (!cursor_name_ok(conn, cursor_name)) return ZV_BAD_HANDLE;

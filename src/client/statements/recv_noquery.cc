@@ -32,9 +32,8 @@ int32_t on_notice(ReplyState* st, char letter) {
 }
 
 int32_t on_row_id(ReplyState* st, char) {
-  // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
   char bkmk[ROWID_BUF_SIZE] = {};
-  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   memcpy(st->conn->last_rowid, bkmk, ROWID_BUF_SIZE);
   st->end_value = ++static_cast<NoQuery*>(st->ctx)->num;
   return REPLY_PEEK;
@@ -113,13 +112,13 @@ const ReplyReader kNoQueryOp = {kCallLetters, READ_RET, op_failure};
 
 int32_t recv_noQuery(ConnRecord* conn) {
   NoQuery ctx = {};
-  ReplyState st = {conn, 0, 0, &ctx, false};
+  ReplyState st = {conn, 0, 0, &ctx, false, false};
   return read_reply(&kNoQuery, &st);
 }
 
 int32_t recv_noQuery_OP(ConnRecord* conn, ParamSet* set, ResultRecord** result_out) {
   NoQuery ctx = {0, set, nullptr};
-  ReplyState st = {conn, 0, 0, &ctx, false};
+  ReplyState st = {conn, 0, 0, &ctx, false, false};
   int32_t rc = read_reply(&kNoQueryOp, &st);
   if (ctx.result && !st.failed && result_out)
     *result_out = ctx.result;

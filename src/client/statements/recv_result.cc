@@ -69,7 +69,7 @@ int32_t on_count(ReplyState* st, char letter) {
 // I: the row id goes to the connection and to a record of its own; the chain's head counts it.
 int32_t on_row_id(ReplyState* st, char) {
   char bkmk[ROWID_BUF_SIZE] = {0};
-  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   memcpy(st->conn->last_rowid, bkmk, sizeof bkmk);
   st->conn->rowid_valid = 1;
   ResultRecord* record = append_record(st, RK_INSERT);
@@ -127,7 +127,7 @@ const ReplyReader kFetch = {kFetchLetters, READ_RET, nullptr};
 
 int32_t recv_result(ConnRecord* conn, ResultRecord** result_out) {
   Chain chain = {};
-  ReplyState st = {conn, 0, 0, &chain, false};
+  ReplyState st = {conn, 0, 0, &chain, false, false};
   int32_t rc = read_reply(&kResult, &st);
   if (st.failed) {
     // The caller never sees a chain of a failed reply.
@@ -140,7 +140,7 @@ int32_t recv_result(ConnRecord* conn, ResultRecord** result_out) {
 
 int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out) {
   ResultRecord* record = nullptr;
-  ReplyState st = {conn, 0, 0, &record, false};
+  ReplyState st = {conn, 0, 0, &record, false, false};
   int32_t rc = read_reply(&kFetch, &st);
   if (st.failed) {
     free_result(record);

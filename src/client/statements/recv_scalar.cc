@@ -27,9 +27,8 @@ int32_t on_text(ReplyState* st, char letter) {
 }
 
 int32_t on_row_id(ReplyState* st, char) {
-  // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
   char bkmk[ROWID_BUF_SIZE] = {};
-  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   Scalar* s = static_cast<Scalar*>(st->ctx);
   str_copy_bounded(static_cast<char*>(s->value_buf), s->value_cap, bkmk);
   st->end_value = 1;
@@ -85,6 +84,6 @@ const ReplyReader kScalar = {kLetters, 0, nullptr};
 int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out) {
   int32_t type_scratch = 0;
   Scalar ctx = {value_buf, value_cap, type_out ? type_out : &type_scratch};
-  ReplyState st = {conn, 0, 0, &ctx, false};
+  ReplyState st = {conn, 0, 0, &ctx, false, false};
   return read_reply(&kScalar, &st);
 }

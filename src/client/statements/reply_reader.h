@@ -16,6 +16,7 @@ struct ReplyState {
   int32_t end_value;  // what it gives when "K" comes right behind the record just read
   void* ctx;          // the reader's own
   bool failed;        // set when the reply ended on a failed read or a refusal, not at its end
+  bool cut;           // a value was cut to fit: a reply that ends in order gives -12
 };
 
 // What a hook tells the spine; a negative value is a failure code that ends the reply.
@@ -46,6 +47,10 @@ enum { READ_RET = INT32_MIN };
 int32_t read_reply(const ReplyReader* reader, ReplyState* st);
 
 // Hooks and pieces that several readers share.
+// The row id of an "I" into bkmk (ROWID_BUF_SIZE bytes, zeroed): one longer than 31 bytes keeps
+// its first 31, the rest is read past, the reply is marked cut and error_text says
+// "[EC0108]Error row id of <n> bytes cut to its first 31\n". 0, or -4 on a failed read.
+int32_t recv_row_id(ReplyState* st, char* bkmk);
 // E, F, W, M: the text replaces the connection's error_text. 0, or the code of recv_string.
 int32_t recv_reply_text(ConnRecord* conn);
 // The body of "O" (with_index false) or "P" (true), dropped: error_text then tells that output
