@@ -232,7 +232,8 @@ int32_t ZVC_Execute2(ConnRecord** handle, const char* prepare_name, char* cursor
 
 // Cursors. A query of ZVC_Execute comes back as a handle of kind 6 that reads like a result and
 // fetches its rows from a server cursor 20000 at a time behind ZVC_NextRow; ZVC_CloseResult closes
-// it (a failed refill gives its code; rows past it are lost). Named cursors are driven by the
+// it (a failed refill gives its code, with its text on the cursor; rows past it are lost). A block
+// of more than 20000 rows is a broken reply: -4 with "[EC073]..." and the link dropped. Named cursors are driven by the
 // caller. Every name fits ZV_CURSOR_NAME_SIZE bytes with its NUL: a longer or empty one gives -3
 // with "[EC071]..." in error_text, and nothing goes out.
 enum { ZV_CURSOR_NAME_SIZE = 64, ZV_CURSOR_BUF_SIZE = ZV_STMT_NAME_SIZE + 4 };
@@ -244,8 +245,14 @@ int32_t ZVC_DeclareCursor(ConnRecord** handle, const char* sql, const char* curs
 // The next 20000 rows of the cursor into one new record in *result_io (the record it held is
 // freed); returns their number. A short block marks the cursor read to its end: later fetches
 // give -1 with "[EC072]..." and ZVC_CloseCursor sends nothing, until the next cursor is declared.
+// A reply of more rows drops the link: -4 with "[EC073]Error the server sent more rows than the
+// 20000 a FETCH asked for\n" in error_text, and *result_io keeps the record it held.
 int32_t ZVC_FetchCursor(ConnRecord** handle, const char* cursor_name, void** result_io);
-// The next *count_ptr rows of the cursor into *result_out, with their field and row counts; 0.
+// The next *count_ptr rows of the cursor into *result_out, with their field and row counts: 0.
+// A failure sets both counts to 0 and leaves *result_out as it was: -3 for a missing or negative
+// count or a bad name, -1 with the server's text in error_text when it refused the FETCH, -4 when
+// the link failed or the server sent more rows than asked for ("[EC073]...", the link dropped),
+// -5 when memory ran out.
 int32_t ZVC_FetchCount(ConnRecord** handle, const char* cursor_name, void** result_out, int32_t* field_count_out,
                        int32_t* row_count_out, const int32_t* count_ptr);
 // Closes the cursor: 0, -1 with "[EC027]Error :<server's text> Close Cursor <name>  \n", -4.

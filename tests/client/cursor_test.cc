@@ -249,6 +249,55 @@ TEST(NamedCursor, Refusals) {
             peer.sent());
 }
 
+// A FETCH's reply with more rows than it asked for is broken: the call fails with -4 at the first
+// row too many, the text names the count asked for, nothing of the reply is handed out, and the
+// link is dropped rather than kept for whatever more the server sends. Each way of fetching: the
+// smart cursor's first block and a refill, a named cursor's block and a fetch of a count.
+TEST(NamedCursor, RowsBeyondWhatAFetchAskedFor) {
+  const std::string too_many = "[EC073]Error the server sent more rows than the 20000 a FETCH asked for\n";
+  {
+    StreamPeer peer("K" "K" + block(20001));
+    void* handle = nullptr;
+    EXPECT_EQ(-4, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
+    EXPECT_EQ(nullptr, handle);
+    EXPECT_EQ(too_many, text_of(peer.conn));
+    EXPECT_EQ(0, peer.conn->socket);
+    ZVC_CloseConnection(&peer.conn);
+    EXPECT_EQ(smart_texts(0, "select 1"), peer.sent());
+  }
+  {
+    StreamPeer peer("K" "K" + block(20000) + block(20000 + 1));
+    void* handle = nullptr;
+    ASSERT_EQ(0, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
+    Read r = read_all(&handle);
+    EXPECT_EQ("20000 -4", std::to_string(r.rows) + " " + std::to_string(r.last));
+    EXPECT_EQ(too_many, std::string(cursor_of(handle)->error ? cursor_of(handle)->error : ""));
+    EXPECT_EQ(0, peer.conn->socket);
+    EXPECT_EQ(0, ZVC_CloseResult(&handle));
+    ZVC_CloseConnection(&peer.conn);
+  }
+  {
+    StreamPeer peer(block(20001));
+    void* result = nullptr;
+    EXPECT_EQ(-4, ZVC_FetchCursor(&peer.conn, "c1", &result));
+    EXPECT_EQ(nullptr, result);
+    EXPECT_EQ(too_many, text_of(peer.conn));
+    EXPECT_EQ(0, peer.conn->socket);
+    ZVC_CloseConnection(&peer.conn);
+  }
+  StreamPeer peer(block(3) + "K");
+  void* result = nullptr;
+  int32_t count = 2, fields = -1, rows = -1;
+  EXPECT_EQ(-4, ZVC_FetchCount(&peer.conn, "c1", &result, &fields, &rows, &count));
+  EXPECT_EQ(nullptr, result);
+  EXPECT_EQ("0 0", std::to_string(fields) + " " + std::to_string(rows));
+  EXPECT_EQ("[EC073]Error the server sent more rows than the 2 a FETCH asked for\n", text_of(peer.conn));
+  EXPECT_EQ(0, peer.conn->socket);
+  EXPECT_EQ(-4, ZVC_FetchCount(&peer.conn, "c1", &result, &fields, &rows, &count));
+  ZVC_CloseConnection(&peer.conn);
+  EXPECT_EQ(command_bytes("FETCH 2  FROM c1 "), peer.sent());
+}
+
 // The whole conversation of a two-row query cut at every byte: before the last FETCH's "K" the
 // call fails with no handle; a cut CLOSE reply still gives the rows, the link having taken the
 // server's cursor along. Nothing leaks, nothing hangs.

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/client_text.h"
 #include "connection/wire.h"
 #include "results/reception.h"
 #include "results/row_store.h"
@@ -166,6 +167,13 @@ int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out) {
   char letter = 0;
   int32_t rc = recv_row_letter(conn, result, &letter);
   if (rc != 0) return rc;
+  // A server that sends more than a FETCH asked for could fill the client's memory: the reply is
+  // left at the first row too many, and the link with it.
+  if (result->row_bound && result->row_count >= result->row_limit) {
+    set_error_textf(&conn->error_text, "[EC073]Error the server sent more rows than the %d a FETCH asked for\n",
+                    result->row_limit);
+    return ZV_NET_ERROR;
+  }
   // The arena is made with the first row, so a result without rows costs no row memory.
   if (!result->arena && !(result->arena = arena_create())) return ZV_NO_MEMORY;
   uint8_t* row = new_row(result->arena, result->row_size, result->field_count);

@@ -17,3 +17,10 @@ int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_
 // status that the end reports.
 int32_t recv_result(ConnRecord* conn, ResultRecord** result_out);
 int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out);
+// The same for the reply to a FETCH of row_limit rows (NO_ROW_LIMIT: no bound). A result with a row beyond
+// the limit breaks the reply: -4 with "[EC073]Error the server sent more rows than the <n> a FETCH
+// asked for\n" in error_text, nothing handed out, and the link marked out of step, so that its
+// exchange drops it rather than hold whatever more the server sends.
+enum { NO_ROW_LIMIT = -1 };
+int32_t recv_fetch(ConnRecord* conn, int32_t row_limit, ResultRecord** result_out);
+int32_t recv_fetch_all(ConnRecord* conn, int32_t row_limit, ResultRecord** result_out);
