@@ -206,10 +206,10 @@ int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_cou
 // record counts as changed or deleted: 0 after a failure or a reply without a count.
 int32_t ZVC_ExecuteBatchCount(ConnRecord** handle, const char* sql, int32_t array_count, int32_t* changed_out);
 // Runs a text whose parameters include output values or a return value; a result it brings goes
-// to *result_out with all its rows, and its row count is the call's result (a reply without rows gives 0, or 1 after a
-// server warning or message). -12
-// when an output value was cut to its buffer, -59 when no parameter was bound for one, -1 with the
-// server's text, -4 when the link failed.
+// to *result_out with all its rows, and its row count is the call's result (a reply without rows
+// gives 0, or 1 after a server warning or message). -12 when an output value was cut to its
+// buffer, -59 when no parameter was bound for one, -1 with the server's text, -4 when the link
+// failed.
 int32_t ZVC_ExecuteOut(ConnRecord** handle, const char* sql, void** result_out);
 
 // Prepared statements. Generated names are "STC" and a per-connection counter; every name a
@@ -233,8 +233,8 @@ int32_t ZVC_Execute2(ConnRecord** handle, const char* prepare_name, char* cursor
 // Cursors. A query of ZVC_Execute comes back as a handle of kind 6 that reads like a result and
 // fetches its rows from a server cursor 20000 at a time behind ZVC_NextRow; ZVC_CloseResult closes
 // it (a failed refill gives its code, with its text on the cursor; rows past it are lost). A block
-// of more than 20000 rows is a broken reply: -4 with "[EC073]..." and the link dropped. Named cursors are driven by the
-// caller. Every name fits ZV_CURSOR_NAME_SIZE bytes with its NUL: a longer or empty one gives -3
+// of more than 20000 rows is a broken reply: -4 with "[EC073]..." and the link dropped. Named
+// cursors are driven by the caller. Every name fits ZV_CURSOR_NAME_SIZE bytes with its NUL: a longer or empty one gives -3
 // with "[EC071]..." in error_text, and nothing goes out.
 enum { ZV_CURSOR_NAME_SIZE = 64, ZV_CURSOR_BUF_SIZE = ZV_STMT_NAME_SIZE + 4 };
 // Declares sql (with the connection's parameters) as the cursor cursor_name and opens it; what

@@ -102,6 +102,6 @@ int32_t ZVC_Refetch(ConnRecord** handle, const char* text, void** result_io) {
   if (!conn || !text || !result_io) return ZV_BAD_HANDLE;
   free_result_chain(static_cast<ResultRecord*>(*result_io));
   *result_io = nullptr;
-    // The text is the caller's: how many rows it asks for is not known here.
+  // The text is the caller's: how many rows it asks for is not known here.
   return fetch_into(conn, text, NO_ROW_LIMIT, reinterpret_cast<ResultRecord**>(result_io));
 }
