@@ -155,10 +155,17 @@ int32_t ZVC_Reconnect(ConnRecord** handle);
 // Whenever a record is made it is in *out, with the reason of a failure, to close as usual.
 int32_t ZVC_OpenConnectionIPS(const char* conn_string, int position, ServerList** state, ConnRecord** out);
 int32_t ZVC_GetError(void** handle, char* code_out, char* text_out);
+// The handle's error text into buffer, which holds ZV_ERROR_TEXT_SIZE bytes: a longer text is cut
+// to its first ZV_ERROR_TEXT_SIZE - 1 bytes and gives -12, else 0. Either way the buffer ends
+// with a NUL and *length_out (when not null) gets the whole text's length, ZVC_GetErrorLength's.
+// A smart cursor's text is its own, that of its failed refill, CLOSE or attribute read.
+enum { ZV_ERROR_TEXT_SIZE = 1024 };
 int32_t ZVC_GetErrorText(void** handle, char* buffer, int32_t* length_out);
 int32_t ZVC_GetErrorLength(void** handle);
 
-// Direct execution
+// Direct execution. Row ids are kept to 31 bytes: a reply whose row id is longer keeps its first
+// 31, and the call gives -12 in place of its success with "[EC0108]Error row id of <n> bytes cut
+// to its first 31\n" in error_text; the rest of the reply is read as usual.
 int32_t ZVC_ClassifySql(const char* text);
 int32_t ZVC_ExecNoQuery(ConnRecord** handle, const char* sql);
 // One value into value_buf (value_cap bytes): a row id or a first column as text, or a count as
@@ -199,7 +206,10 @@ int32_t ZVC_ExecuteBatch(ConnRecord** handle, const char* sql, int32_t array_cou
 // record counts as changed or deleted: 0 after a failure or a reply without a count.
 int32_t ZVC_ExecuteBatchCount(ConnRecord** handle, const char* sql, int32_t array_count, int32_t* changed_out);
 // Runs a text whose parameters include output values or a return value; a result it brings goes
-// to *result_out.
+// to *result_out with all its rows, and its row count is the call's result (a reply without rows
+// gives 0, or 1 after a server warning or message). -12 when an output value was cut to its
+// buffer, -59 when no parameter was bound for one, -1 with the server's text, -4 when the link
+// failed.
 int32_t ZVC_ExecuteOut(ConnRecord** handle, const char* sql, void** result_out);
 
 // Prepared statements. Generated names are "STC" and a per-connection counter; every name a
@@ -222,8 +232,9 @@ int32_t ZVC_Execute2(ConnRecord** handle, const char* prepare_name, char* cursor
 
 // Cursors. A query of ZVC_Execute comes back as a handle of kind 6 that reads like a result and
 // fetches its rows from a server cursor 20000 at a time behind ZVC_NextRow; ZVC_CloseResult closes
-// it (a failed refill gives its code; rows past it are lost). Named cursors are driven by the
-// caller. Every name fits ZV_CURSOR_NAME_SIZE bytes with its NUL: a longer or empty one gives -3
+// it (a failed refill gives its code, with its text on the cursor; rows past it are lost). A block
+// of more than 20000 rows is a broken reply: -4 with "[EC073]..." and the link dropped. Named
+// cursors are driven by the caller. Every name fits ZV_CURSOR_NAME_SIZE bytes with its NUL: a longer or empty one gives -3
 // with "[EC071]..." in error_text, and nothing goes out.
 enum { ZV_CURSOR_NAME_SIZE = 64, ZV_CURSOR_BUF_SIZE = ZV_STMT_NAME_SIZE + 4 };
 // Declares sql (with the connection's parameters) as the cursor cursor_name and opens it; what
@@ -234,8 +245,14 @@ int32_t ZVC_DeclareCursor(ConnRecord** handle, const char* sql, const char* curs
 // The next 20000 rows of the cursor into one new record in *result_io (the record it held is
 // freed); returns their number. A short block marks the cursor read to its end: later fetches
 // give -1 with "[EC072]..." and ZVC_CloseCursor sends nothing, until the next cursor is declared.
+// A reply of more rows drops the link: -4 with "[EC073]Error the server sent more rows than the
+// 20000 a FETCH asked for\n" in error_text, and *result_io keeps the record it held.
 int32_t ZVC_FetchCursor(ConnRecord** handle, const char* cursor_name, void** result_io);
-// The next *count_ptr rows of the cursor into *result_out, with their field and row counts; 0.
+// The next *count_ptr rows of the cursor into *result_out, with their field and row counts: 0.
+// A failure sets both counts to 0 and leaves *result_out as it was: -3 for a missing or negative
+// count or a bad name, -1 with the server's text in error_text when it refused the FETCH, -4 when
+// the link failed or the server sent more rows than asked for ("[EC073]...", the link dropped),
+// -5 when memory ran out.
 int32_t ZVC_FetchCount(ConnRecord** handle, const char* cursor_name, void** result_out, int32_t* field_count_out,
                        int32_t* row_count_out, const int32_t* count_ptr);
 // Closes the cursor: 0, -1 with "[EC027]Error :<server's text> Close Cursor <name>  \n", -4.
@@ -249,7 +266,8 @@ int32_t ZVC_GetData(void** handle, int32_t column, int32_t ctype, void* buffer, 
 int32_t ZVC_GetColumnCount(void** handle, int32_t* count_out);
 int32_t ZVC_GetRowCount(void** handle, int32_t* count_out);
 // The row id of an insert's reply held by the result (a record of result kind 1), as a terminated
-// text cut to buffer_len bytes; the empty text for any other record. 0, or -3 for no result.
+// text; the empty text for any other record. 0; -12 when the id did not fit buffer_len bytes (it is
+// cut to buffer_len - 1 and "[EC0109]..." is the result's text); -3 for no result.
 int32_t ZVC_GetRowId(void** handle, char* buffer, int32_t buffer_len);
 int32_t ZVC_GetColumnType(void** handle, int32_t column, int32_t* ctype_out);
 int32_t ZVC_GetColumnSize(void** handle, int32_t column, int32_t* size_out);

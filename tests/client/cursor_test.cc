@@ -120,12 +120,16 @@ TEST(SmartCursor, AttributesAndErrors) {
   int64_t rows = 0;
   EXPECT_EQ(0, ZVC_GetAttr(&handle, 62, &rows, 8, &type, &length));
   EXPECT_EQ(4, rows);
-  EXPECT_EQ(-3, ZVC_GetAttr(&handle, 66, &value, 4, &type, &length));
-  EXPECT_STREQ("[EC0106]smart result attribute type get error,unknown attribute type\n",
-               cursor_of(handle)->result->message);
   char buffer[1024];
   EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
   EXPECT_STREQ("[EC027]Error :cursor busy Close Cursor STC0_SMARTCUR  \n", buffer);
+  // The refusals of attribute reads are read through the cursor's handle.
+  EXPECT_EQ(-3, ZVC_GetAttr(&handle, 66, &value, 4, &type, &length));
+  EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
+  EXPECT_STREQ("[EC0106]smart result attribute type get error,unknown attribute type\n", buffer);
+  EXPECT_EQ(-12, ZVC_GetAttr(&handle, 62, &value, 4, &type, &length));
+  EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
+  EXPECT_STREQ("[EC0107]attribute buffer too small for its value\n", buffer);
   // The server refused the CLOSE: the cursor stays open, and ZVC_FreeHandle tries again.
   EXPECT_EQ(1, cursor_of(handle)->open);
   void* failed = nullptr;
@@ -213,7 +217,8 @@ TEST(NamedCursor, CommandTexts) {
 // Refusals: names that would not fit send nothing; a refused DECLARE names its text, a refused
 // OPEN gives its own code and text.
 TEST(NamedCursor, Refusals) {
-  StreamPeer peer(error_reply("bad") + "K" + error_reply("no cursor") + error_reply("no table"));
+  StreamPeer peer(error_reply("bad") + "K" + error_reply("no cursor") + error_reply("no table") +
+                  error_reply("not declared"));
   const std::string long_name(64, 'c');
   void* result = nullptr;
   EXPECT_EQ(-3, ZVC_DeclareCursor(&peer.conn, "select 1", long_name.c_str(), &result, nullptr));
@@ -231,10 +236,66 @@ TEST(NamedCursor, Refusals) {
   EXPECT_EQ(nullptr, result);
   EXPECT_EQ(-1, ZVC_DeclareCursor(&peer.conn, "select 1 from nowhere", "c2", &result, nullptr));
   EXPECT_EQ("no table", text_of(peer.conn));
+  // A refused FETCH of a count: -1 with the server's text, and no counts left from before.
+  int32_t fields = 7, rows = 7;
+  EXPECT_EQ(-1, ZVC_FetchCount(&peer.conn, "c2", &result, &fields, &rows, &count));
+  EXPECT_EQ("not declared", text_of(peer.conn));
+  EXPECT_EQ("0 0", std::to_string(fields) + " " + std::to_string(rows));
+  EXPECT_EQ(nullptr, result);
   ZVC_CloseConnection(&peer.conn);
   EXPECT_EQ(command_bytes("DECLARE  STC9_CUR CURSOR FOR STC9 ") + command_bytes("DECLARE  STC9_CUR CURSOR FOR STC9 ") +
-                command_bytes("OPEN STC9_CUR ;") + command_bytes("DECLARE c2 CURSOR FOR select 1 from nowhere "),
+                command_bytes("OPEN STC9_CUR ;") + command_bytes("DECLARE c2 CURSOR FOR select 1 from nowhere ") +
+                command_bytes("FETCH 1  FROM c2 "),
             peer.sent());
+}
+
+// A FETCH's reply with more rows than it asked for is broken: the call fails with -4 at the first
+// row too many, the text names the count asked for, nothing of the reply is handed out, and the
+// link is dropped rather than kept for whatever more the server sends. Each way of fetching: the
+// smart cursor's first block and a refill, a named cursor's block and a fetch of a count.
+TEST(NamedCursor, RowsBeyondWhatAFetchAskedFor) {
+  const std::string too_many = "[EC073]Error the server sent more rows than the 20000 a FETCH asked for\n";
+  {
+    StreamPeer peer("K" "K" + block(20001));
+    void* handle = nullptr;
+    EXPECT_EQ(-4, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
+    EXPECT_EQ(nullptr, handle);
+    EXPECT_EQ(too_many, text_of(peer.conn));
+    EXPECT_EQ(0, peer.conn->socket);
+    ZVC_CloseConnection(&peer.conn);
+    EXPECT_EQ(smart_texts(0, "select 1"), peer.sent());
+  }
+  {
+    StreamPeer peer("K" "K" + block(20000) + block(20000 + 1));
+    void* handle = nullptr;
+    ASSERT_EQ(0, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
+    Read r = read_all(&handle);
+    EXPECT_EQ("20000 -4", std::to_string(r.rows) + " " + std::to_string(r.last));
+    EXPECT_EQ(too_many, std::string(cursor_of(handle)->error ? cursor_of(handle)->error : ""));
+    EXPECT_EQ(0, peer.conn->socket);
+    EXPECT_EQ(0, ZVC_CloseResult(&handle));
+    ZVC_CloseConnection(&peer.conn);
+  }
+  {
+    StreamPeer peer(block(20001));
+    void* result = nullptr;
+    EXPECT_EQ(-4, ZVC_FetchCursor(&peer.conn, "c1", &result));
+    EXPECT_EQ(nullptr, result);
+    EXPECT_EQ(too_many, text_of(peer.conn));
+    EXPECT_EQ(0, peer.conn->socket);
+    ZVC_CloseConnection(&peer.conn);
+  }
+  StreamPeer peer(block(3) + "K");
+  void* result = nullptr;
+  int32_t count = 2, fields = -1, rows = -1;
+  EXPECT_EQ(-4, ZVC_FetchCount(&peer.conn, "c1", &result, &fields, &rows, &count));
+  EXPECT_EQ(nullptr, result);
+  EXPECT_EQ("0 0", std::to_string(fields) + " " + std::to_string(rows));
+  EXPECT_EQ("[EC073]Error the server sent more rows than the 2 a FETCH asked for\n", text_of(peer.conn));
+  EXPECT_EQ(0, peer.conn->socket);
+  EXPECT_EQ(-4, ZVC_FetchCount(&peer.conn, "c1", &result, &fields, &rows, &count));
+  ZVC_CloseConnection(&peer.conn);
+  EXPECT_EQ(command_bytes("FETCH 2  FROM c1 "), peer.sent());
 }
 
 // The whole conversation of a two-row query cut at every byte: before the last FETCH's "K" the

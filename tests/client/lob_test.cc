@@ -104,6 +104,8 @@ TEST(Lob, ColumnValues) {
            wire_str(data.substr(0, 3)) + be32(1) + wire_str(data.substr(3)) + be32(0),
        1, 42, 0, data, command_bytes("get lob 'B0000000000AB' offset 0 limit 1048579 ")},
       {desc + "E" + wire_str("no such lob") + "K" + "Z", 1, 41, -1, "", get, "no such lob", "Z"},
+      // A bare "K": the server knows no such object; the reply ended there, and the link is up.
+      {desc + "K" + "Z", 1, 41, 0, "", get, "", "Z"},
       {pieces + wire_str("abc"), 1, 41, -4, "abc", get},  // the link lost: what arrived stays
       {pieces + be32(LOB_CHUNK_SIZE + 1), 1, 41, -4, "", get},
       {pieces + be32(-2), 1, 41, -4, "", get},

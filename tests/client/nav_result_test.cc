@@ -94,6 +94,24 @@ TEST(NavResult, ChainsAndAttributes) {
   peer.conn = nullptr;
 }
 
+// An error text longer than the caller's 1024 bytes: its first 1023 and a NUL, -12, and the whole
+// length, as ZVC_GetErrorLength gives it; one that fits gives 0.
+TEST(NavResult, ErrorTextLongerThanTheBuffer) {
+  StreamPeer peer("E" + wire_str(std::string(1500, 'x')) + "K" + "E" + wire_str(std::string(1023, 'y')) + "K");
+  void* conn = peer.conn;
+  for (size_t len : {1500, 1023}) {
+    EXPECT_EQ(-1, ZVC_ExecNoQuery(&peer.conn, "update t"));
+    char buffer[1025];
+    memset(buffer, '#', sizeof buffer);
+    int32_t length = 0;
+    EXPECT_EQ(len > 1023 ? -12 : 0, ZVC_GetErrorText(&conn, buffer, &length)) << len;
+    EXPECT_EQ(std::string(1023, len > 1023 ? 'x' : 'y'), buffer);
+    EXPECT_EQ('#', buffer[1024]);
+    EXPECT_EQ(static_cast<int32_t>(len), length);
+    EXPECT_EQ(length, ZVC_GetErrorLength(&conn));
+  }
+}
+
 TEST(NavResult, HandlesOfAnotherKindOrNone) {
   LobHandle* lob = nullptr;
   ASSERT_EQ(0, ZVC_CreateLob(&lob));

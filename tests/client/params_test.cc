@@ -186,3 +186,31 @@ TEST(Params, OutputValuesReadBack) {
                peer.conn->error_text);
   ZVC_FreeHandle(reinterpret_cast<void**>(&none));
 }
+
+// A call's reply of rows beside its output value: all of its rows, however many blocks of 200
+// they take ("." asks for the rest once), with their count as the result; the reply is read to
+// its "K", so the next statement reads its own.
+TEST(Params, CallRowsAllRead) {
+  for (int n : {200, 450}) {
+    SCOPED_TRACE(n);
+    const std::string out_value = "P" + be32(0) + be32(TC_INTEGER) + wire_str(be32(8));
+    StreamPeer peer(out_value + result_head({field_desc("N", TC_INTEGER, 4)}) + int_rows(n) + "K" + "U" + be32(1) + "K");
+    int32_t out = 0, out_len = 0;
+    ASSERT_EQ(0, ZVC_BindParamByPos(reinterpret_cast<void**>(&peer.conn), 1, 2, CT_INT32, &out, 4, &out_len));
+    void* result = nullptr;
+    EXPECT_EQ(n, ZVC_ExecuteOut(&peer.conn, "exec rows(?)", &result));
+    int64_t sum = 0;
+    while (ZVC_NextRow(&result) == 0) {
+      int32_t v = 0;
+      ZVC_GetData(&result, 1, CT_INT32, &v, sizeof v, nullptr);
+      sum += v;
+    }
+    EXPECT_EQ(int64_t{n} * (n - 1) / 2, sum);
+    EXPECT_EQ(8, out);
+    ZVC_CloseResult(&result);
+    EXPECT_EQ(1, ZVC_ExecNoQuery(&peer.conn, "update t"));
+    // The "." goes out between the call's command and the next one.
+    const std::string sent = peer.sent(), next = command_bytes("update t");
+    EXPECT_EQ(n > 200, sent.compare(sent.size() - next.size() - 1, 1, ".") == 0);
+  }
+}

@@ -131,6 +131,23 @@ std::string run_fetch(ConnRecord** conn) {
   return outcome(rc, error_text(conn), detail);
 }
 
+// A fetch of a count, answered with as many rows as it asked for and a message behind the last:
+// the reader that bounds the rows, at its bound.
+const char kCountSql[] = "FETCH 3  FROM c1 ";
+CutReply count_reply() {
+  CutReply r;
+  return r.add(kIntColumn + int_rows(3) + "M" + wire_str("last") + "K", "");
+}
+std::string run_count(ConnRecord** conn) {
+  void* result = nullptr;
+  int32_t fields = -1, rows = -1, count = 3;
+  int32_t rc = ZVC_FetchCount(conn, "c1", &result, &fields, &rows, &count);
+  std::string detail = rc < 0 ? "" : std::to_string(fields) + " " + std::to_string(rows) + ", " +
+                                         static_cast<ResultRecord*>(result)->message;
+  ZVC_CloseResult(&result);
+  return outcome(rc, error_text(conn), detail);
+}
+
 // Large-object fetch by descriptor: the row's descriptor comes whole, the reply to "get lob"
 // is cut. A cut leaves the object's whole pieces that came before it.
 const char kLobSelectSql[] = "select c from t";
@@ -179,6 +196,7 @@ std::vector<ReplyKind> reply_kinds() {
       {"one value", scalar_reply(), run_scalar, outcome(0, "", "1 type 5"), {}, kScalarSql, ".", row_201 + 1},
       {"result chain", result_reply(), run_result, outcome(3, "careful", "A1 U4 I0AAAB01 A3 65 1 1"), {}, kResultSql},
       {"cursor fetch", fetch_reply(), run_fetch, outcome(5, "careful", "5 rows, half"), {}, kFetchSql},
+      {"count fetch", count_reply(), run_count, outcome(0, "", "1 3, last"), {}, kCountSql},
       {"lob fetch", lob_reply(), run_lob, outcome(0, "abcde", ""), {{kLobSelectSql, kLobSelectReply}}, kLobSql},
   };
 }

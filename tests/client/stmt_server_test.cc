@@ -102,6 +102,9 @@ TEST_F(StmtServer, LargeObjects) {
     EXPECT_TRUE(read_lob(&conn, "select b" + where, 42, inline_rc) == blob) << n;
   }
   EXPECT_EQ(1, semaphore_count(described));
+  // A descriptor the server does not know: an empty object, and the link stays up and in step.
+  EXPECT_EQ("", read_lob(&described, "select 'C000000999999:5'", 41, 0));
+  EXPECT_EQ(1, ZVC_ExecNoQuery(&described, "insert into t values (5, 'five')"));
 }
 
 TEST_F(StmtServer, FaultsLeaveTheSemaphoreReleased) {

@@ -20,9 +20,10 @@ int32_t recv_rows_20000(ConnRecord* conn, ResultRecord* result);
 int32_t recv_rows_all(ConnRecord* conn, ResultRecord* result);
 // What recv_row gives when the next letter is not a row's: it is pushed back for the caller.
 enum { ROW_NOT_MINE = 101 };
-// 0 with a row in *row_out; ROW_NOT_MINE; negative on failure.
+// 0 with a row in *row_out; ROW_NOT_MINE; negative on failure. A row beyond the row_limit of a
+// bounded record is a broken reply: -4, with "[EC073]..." in the connection's error_text.
 int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out);
 // Reads an int32 length and that many bytes of a row id, keeping the first cap of them in dst, so
-// that an over-long id still leaves the stream in step. False on a failed read, or a length below 0
-// or above MAX_NAME_LEN.
-bool recv_counted_id(ConnRecord* conn, char* dst, int32_t cap);
+// that an over-long id still leaves the stream in step. The id's whole length; -4 on a failed read,
+// or a length below 0 or above MAX_NAME_LEN.
+int32_t recv_counted_id(ConnRecord* conn, char* dst, int32_t cap);

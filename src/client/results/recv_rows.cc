@@ -4,22 +4,23 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/client_text.h"
 #include "connection/wire.h"
 #include "results/reception.h"
 #include "results/row_store.h"
 
-bool recv_counted_id(ConnRecord* conn, char* dst, int32_t cap) {
+int32_t recv_counted_id(ConnRecord* conn, char* dst, int32_t cap) {
   int32_t len = 0;
-  if (!recv_int32(conn, &len) || len < 0 || len > MAX_NAME_LEN) return false;
+  if (!recv_int32(conn, &len) || len < 0 || len > MAX_NAME_LEN) return ZV_NET_ERROR;
   int32_t kept = len < cap ? len : cap;
-  if (!recv_bytes(conn, dst, kept)) return false;
+  if (!recv_bytes(conn, dst, kept)) return ZV_NET_ERROR;
   char rest[256];
   for (int32_t left = len - kept; left > 0;) {
     int32_t n = left < static_cast<int32_t>(sizeof rest) ? left : static_cast<int32_t>(sizeof rest);
-    if (!recv_bytes(conn, rest, n)) return false;
+    if (!recv_bytes(conn, rest, n)) return ZV_NET_ERROR;
     left -= n;
   }
-  return true;
+  return len;
 }
 
 // Joins a text received between rows onto the result's message; takes ownership of text. The
@@ -166,12 +167,19 @@ int32_t recv_row(ConnRecord* conn, ResultRecord* result, uint8_t** row_out) {
   char letter = 0;
   int32_t rc = recv_row_letter(conn, result, &letter);
   if (rc != 0) return rc;
+  // A server that sends more than a FETCH asked for could fill the client's memory: the reply is
+  // left at the first row too many, and the link with it.
+  if (result->row_bound && result->row_count >= result->row_limit) {
+    set_error_textf(&conn->error_text, "[EC073]Error the server sent more rows than the %d a FETCH asked for\n",
+                    result->row_limit);
+    return ZV_NET_ERROR;
+  }
   // The arena is made with the first row, so a result without rows costs no row memory.
   if (!result->arena && !(result->arena = arena_create())) return ZV_NO_MEMORY;
   uint8_t* row = new_row(result->arena, result->row_size, result->field_count);
   if (!row) return ZV_NO_MEMORY;
   // A row that failed part-way stays in the arena unreferenced; it goes with the result.
-  if (letter == '*' && !recv_counted_id(conn, reinterpret_cast<char*>(row) + ROW_PREFIX_OFFSET, ROW_PREFIX_SIZE))
+  if (letter == '*' && recv_counted_id(conn, reinterpret_cast<char*>(row) + ROW_PREFIX_OFFSET, ROW_PREFIX_SIZE) < 0)
     return ZV_NET_ERROR;
   for (int32_t i = 0; i < result->field_count; i++) {
     int32_t d_len = 0;

@@ -2,6 +2,7 @@
 #include "results/result_attr.h"
 
 #include "connection/attr_value.h"
+#include "connection/client_text.h"
 #include "zvc.h"
 
 namespace {
@@ -41,13 +42,16 @@ int32_t result_get_attr(ResultRecord* result, int32_t attribute, const AttrOut* 
   return rc;
 }
 
+// The texts go where a caller reading the cursor's handle finds them: on the cursor.
 int32_t smart_get_attr(SmartCursor* cursor, int32_t attribute, const AttrOut* out) {
   ResultRecord* result = cursor->result;
   if (!result) return ZV_BAD_HANDLE;
   if (attribute == ATTR_HANDLE_KIND) return put_attr_int32(out, cursor->kind);
   if (attribute < ATTR_FIELD_COUNT || attribute >= ATTR_HAS_NEXT) {
-    set_result_message(result, "[EC0106]smart result attribute type get error,unknown attribute type\n");
+    set_error_text(&cursor->error, "[EC0106]smart result attribute type get error,unknown attribute type\n");
     return ZV_BAD_HANDLE;
   }
-  return result_get_attr(result, attribute, out);
+  int32_t rc = put_by_number(result, attribute, out);
+  if (rc == ZV_TRUNCATED) set_error_text(&cursor->error, kAttrBufferTooSmall);
+  return rc;
 }

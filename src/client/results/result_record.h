@@ -68,6 +68,10 @@ struct ResultRecord {
   size_t message_len;  // bytes of the texts joined in message, and the room it has
   size_t message_cap;
   int32_t message_has_error;  // an E or F came among the rows
+  // Set on the record of a FETCH's reply: the server was asked for row_limit rows, and a row
+  // beyond them breaks the reply.
+  uint8_t row_bound;
+  int32_t row_limit;
 };
 
 // Slot width of a TypeCode's value inside a row: 1, 2, 4, 8, or 16 for a FieldValueRef.

@@ -22,11 +22,11 @@ int32_t close_smart_cursor(SmartCursor* cursor);
 // next refill reports that the connection was closed.
 void detach_smart_cursors(ConnRecord* conn);
 
-// One exchange of text, without parameters, whose reply of rows reader (recv_result or
-// recv_result_all) puts in *head; on a failure or a refusal nothing is left, and *head stays as
-// it was. The reader's result.
-using RowsReader = int32_t (*)(ConnRecord* conn, ResultRecord** result_out);
-int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, ResultRecord** head);
+// One exchange of text, without parameters, whose reply of rows reader (recv_fetch or
+// recv_fetch_all, with row_limit) puts in *head; on a failure or a refusal nothing is left, and
+// *head stays as it was. The reader's result.
+using RowsReader = int32_t (*)(ConnRecord* conn, int32_t row_limit, ResultRecord** result_out);
+int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, int32_t row_limit, ResultRecord** head);
 // One "CLOSE name " exchange: 0; -1 with "[EC027]Error :<server's text> Close Cursor <name>  \n"
 // in error_text; -4 when the link failed.
 int32_t close_cursor(ConnRecord* conn, const char* name);

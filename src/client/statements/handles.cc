@@ -12,8 +12,7 @@
 #include "zvc.h"
 
 namespace {
-// The script layer reads error texts into 1024-byte buffers; longer texts are cut to fit.
-enum { ERROR_TEXT_CAP = 1024, ERROR_CODE_LEN = 6 };
+enum { ERROR_CODE_LEN = 6 };
 
 int32_t kind_of(void** handle) { return handle && *handle ? *static_cast<int32_t*>(*handle) : 0; }
 
@@ -53,13 +52,14 @@ int32_t ZVC_GetError(void** handle, char* code_out, char* text_out) {
 
 int32_t ZVC_GetErrorText(void** handle, char* buffer, int32_t* length_out) {
   const char* text = handle_error_text(handle);
-  size_t n = text ? strnlen(text, ERROR_TEXT_CAP - 1) : 0;
+  size_t len = text ? strlen(text) : 0;
+  size_t kept = len < ZV_ERROR_TEXT_SIZE ? len : ZV_ERROR_TEXT_SIZE - 1;
   if (buffer && text) {
-    memcpy(buffer, text, n);
-    buffer[n] = '\0';
+    memcpy(buffer, text, kept);
+    buffer[kept] = '\0';
   }
-  if (length_out) *length_out = static_cast<int32_t>(n);
-  return 0;
+  if (length_out) *length_out = static_cast<int32_t>(len);
+  return kept < len ? ZV_TRUNCATED : 0;
 }
 
 int32_t ZVC_GetErrorLength(void** handle) {

@@ -85,10 +85,12 @@ int32_t fetch_left_form(ConnRecord* conn) {
 
 // "A", the column descriptions, "R", then pieces, each behind a non-zero word, up to a zero
 // word. Nothing follows that word. Pieces are at most one chunk long and never carry the
-// object past the length that was asked for.
+// object past the length that was asked for. A bare "K" is the server's answer for a descriptor
+// it does not know: the reply ends there in step, with no object.
 int32_t recv_fetch_reply(ConnRecord* conn, LobHandle* lob, int64_t limit) {
   char ch = 0;
   if (!recv_char(conn, &ch)) return ZV_NET_ERROR;
+  if (ch == 'K') return 0;
   if (ch == 'E' || ch == 'F') return recv_fetch_error(conn, lob);
   if (ch != 'A') return fetch_left_form(conn);
   int32_t rc = skip_field_descs(conn);

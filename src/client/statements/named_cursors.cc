@@ -12,11 +12,11 @@
 namespace {
 const char kReadToEnd[] = "[EC072]Error FetchCursor after the cursor was read to its end\n";
 
-// One exchange of text whose reply of rows fills a single new record. On success the record the
-// caller held (if any) is freed and *result_io takes the new one.
-int32_t fetch_into(ConnRecord* conn, const char* text, ResultRecord** result_io) {
+// One exchange of text whose reply of at most row_limit rows (or NO_ROW_LIMIT) fills a single new
+// record. On success the record the caller held (if any) is freed and *result_io takes the new one.
+int32_t fetch_into(ConnRecord* conn, const char* text, int32_t row_limit, ResultRecord** result_io) {
   ResultRecord* record = nullptr;
-  int32_t rc = fetch_rows(conn, text, recv_result_all, &record);
+  int32_t rc = fetch_rows(conn, text, recv_fetch_all, row_limit, &record);
   if (rc < 0) return rc;
   free_result_chain(*result_io);
   *result_io = record;
@@ -61,20 +61,23 @@ int32_t ZVC_FetchCursor(ConnRecord** handle, const char* cursor_name, void** res
   }
   char sql[256] = {0};
   client_sprintf(sql, sizeof sql, "FETCH  %d  FROM  %s ", SMART_BLOCK_ROWS, cursor_name);
-  int32_t rc = fetch_into(conn, sql, reinterpret_cast<ResultRecord**>(result_io));
+  int32_t rc = fetch_into(conn, sql, SMART_BLOCK_ROWS, reinterpret_cast<ResultRecord**>(result_io));
   if (rc >= 0 && rc < SMART_BLOCK_ROWS) conn->smart_busy = 1;
   return rc;
 }
 
 int32_t ZVC_FetchCount(ConnRecord** handle, const char* cursor_name, void** result_out, int32_t* field_count_out,
                        int32_t* row_count_out, const int32_t* count_ptr) {
+  // A failed call leaves no counts of an earlier one to be taken for its own.
+  if (field_count_out) *field_count_out = 0;
+  if (row_count_out) *row_count_out = 0;
   ConnRecord* conn = conn_of(handle);
   if (!conn || !count_ptr || *count_ptr < 0) return ZV_BAD_HANDLE;
   if (!cursor_name_ok(conn, cursor_name)) return ZV_BAD_HANDLE;
   char sql[200] = {0};
   client_sprintf(sql, sizeof sql, "FETCH %d  FROM %s ", *count_ptr, cursor_name);
   ResultRecord* head = nullptr;
-  int32_t rc = fetch_rows(conn, sql, recv_result, &head);
+  int32_t rc = fetch_rows(conn, sql, recv_fetch, *count_ptr, &head);
   if (rc < 0) return rc;
   if (field_count_out) *field_count_out = head ? head->field_count : 0;
   if (row_count_out) *row_count_out = head ? row_count_int32(head) : 0;
@@ -99,5 +102,6 @@ int32_t ZVC_Refetch(ConnRecord** handle, const char* text, void** result_io) {
   if (!conn || !text || !result_io) return ZV_BAD_HANDLE;
   free_result_chain(static_cast<ResultRecord*>(*result_io));
   *result_io = nullptr;
-  return fetch_into(conn, text, reinterpret_cast<ResultRecord**>(result_io));
+  // The text is the caller's: how many rows it asks for is not known here.
+  return fetch_into(conn, text, NO_ROW_LIMIT, reinterpret_cast<ResultRecord**>(result_io));
 }

@@ -94,7 +94,7 @@ int32_t prepare_statement(ConnRecord* conn, const char* sql, const char* name) {
   bool begun = begin_exchange(&ex, conn, text, false);
   free(text);
   if (!begun) return ZV_NO_MEMORY;
-  ReplyState st = {conn, 0, 0, nullptr, false};
+  ReplyState st = {conn, 0, 0, nullptr, false, false};
   int32_t rc = read_reply(&kPrepare, &st);
   // Only a reply read to its "K" without a refusal stands for a prepared statement.
   if (rc >= 0 && !conn->out_of_step) conn->prepared = 1;

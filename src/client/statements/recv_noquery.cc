@@ -32,9 +32,8 @@ int32_t on_notice(ReplyState* st, char letter) {
 }
 
 int32_t on_row_id(ReplyState* st, char) {
-  // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
   char bkmk[ROWID_BUF_SIZE] = {};
-  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   memcpy(st->conn->last_rowid, bkmk, ROWID_BUF_SIZE);
   st->end_value = ++static_cast<NoQuery*>(st->ctx)->num;
   return REPLY_PEEK;
@@ -86,8 +85,8 @@ int32_t on_out_value(ReplyState* st, char letter) {
   return rc < 0 ? rc : REPLY_GO_ON;
 }
 
-// A call's rows: up to two blocks of 200, with "." between them when the server has more. A
-// result followed by "K" is the reply's; one followed by other letters gives way to what comes.
+// A call's rows, all of them, as a one-value reply reads them. A result followed by "K" is the
+// reply's; one followed by other letters gives way to what comes. The status is its row count.
 int32_t on_call_rows(ReplyState* st, char) {
   NoQuery* q = static_cast<NoQuery*>(st->ctx);
   ResultRecord* result = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
@@ -98,17 +97,10 @@ int32_t on_call_rows(ReplyState* st, char) {
   free_result(q->result);
   q->result = result;
   int32_t rc = read_field_descs(st->conn, result);
-  if (rc == 0) rc = recv_rows_200(st->conn, result);
-  if (rc == 200) {
-    int32_t end = peek_reply_end(st->conn);
-    if (end != 0) return end < 0 ? end : (st->ret = rc, REPLY_DONE);
-    send_bytes(st->conn, ".", 1);
-    send_flush(st->conn);
-    rc = recv_rows_200(st->conn, result);
-  }
+  if (rc == 0) rc = recv_call_rows(st->conn, result);
   if (rc < 0) return rc;
-  st->ret = st->end_value = rc;
-  return REPLY_PEEK;
+  st->ret = st->end_value = row_count_int32(result);
+  return rc == 1 ? REPLY_DONE : REPLY_PEEK;
 }
 
 const ReplyLetter kCallLetters[] = {
@@ -120,13 +112,13 @@ const ReplyReader kNoQueryOp = {kCallLetters, READ_RET, op_failure};
 
 int32_t recv_noQuery(ConnRecord* conn) {
   NoQuery ctx = {};
-  ReplyState st = {conn, 0, 0, &ctx, false};
+  ReplyState st = {conn, 0, 0, &ctx, false, false};
   return read_reply(&kNoQuery, &st);
 }
 
 int32_t recv_noQuery_OP(ConnRecord* conn, ParamSet* set, ResultRecord** result_out) {
   NoQuery ctx = {0, set, nullptr};
-  ReplyState st = {conn, 0, 0, &ctx, false};
+  ReplyState st = {conn, 0, 0, &ctx, false, false};
   int32_t rc = read_reply(&kNoQueryOp, &st);
   if (ctx.result && !st.failed && result_out)
     *result_out = ctx.result;

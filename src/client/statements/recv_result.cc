@@ -12,11 +12,24 @@
 namespace {
 enum { VERBOSE_ALL = 1, VERBOSE_ERRORS = 2, VERBOSE_WARNINGS = 4 };
 
-// The chain being built: its head, and its last record, behind which the next one goes.
+// The chain being built: its head, and its last record, behind which the next one goes; and
+// the rows each of its results may hold, or NO_ROW_LIMIT.
 struct Chain {
   ResultRecord* head;
   ResultRecord* last;
+  int32_t row_limit;
 };
+
+// The record that one "A" of a FETCH's reply fills, and the rows it may hold.
+struct Fetched {
+  ResultRecord* record;
+  int32_t row_limit;
+};
+
+void bound_rows(ResultRecord* record, int32_t row_limit) {
+  record->row_bound = row_limit != NO_ROW_LIMIT;
+  record->row_limit = row_limit;
+}
 
 // E, F, W, M: the server's text replaces the connection's error text, with a line on standard
 // output as verbose_mode asks. An error makes the status -1, a warning or message 0.
@@ -69,7 +82,7 @@ int32_t on_count(ReplyState* st, char letter) {
 // I: the row id goes to the connection and to a record of its own; the chain's head counts it.
 int32_t on_row_id(ReplyState* st, char) {
   char bkmk[ROWID_BUF_SIZE] = {0};
-  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   memcpy(st->conn->last_rowid, bkmk, sizeof bkmk);
   st->conn->rowid_valid = 1;
   ResultRecord* record = append_record(st, RK_INSERT);
@@ -85,6 +98,7 @@ int32_t on_rows(ReplyState* st, char) {
   ResultRecord* record = append_record(st, RK_ROWS);
   if (!record) return ZV_NO_MEMORY;
   record->conn = st->conn;
+  bound_rows(record, static_cast<Chain*>(st->ctx)->row_limit);
   int32_t rc = read_field_descs(st->conn, record);
   if (rc != 0) return rc;
   do {
@@ -104,14 +118,15 @@ const ReplyReader kResult = {kResultLetters, READ_RET, nullptr};
 // A of a cursor fetch: the record is made on the first A; a later A replaces its descriptions
 // and rows.
 int32_t on_refill(ReplyState* st, char) {
-  ResultRecord** slot = static_cast<ResultRecord**>(st->ctx);
-  if (!*slot && !(*slot = new_record(RK_ROWS))) return ZV_NO_MEMORY;
-  ResultRecord* rec = *slot;
+  Fetched* fetched = static_cast<Fetched*>(st->ctx);
+  if (!fetched->record && !(fetched->record = new_record(RK_ROWS))) return ZV_NO_MEMORY;
+  ResultRecord* rec = fetched->record;
   clear_rows(rec);
   free_field_descs(rec->fields, rec->field_count);
   rec->fields = nullptr;
   rec->field_count = 0;
   rec->conn = st->conn;
+  bound_rows(rec, fetched->row_limit);
   int32_t rc = read_field_descs(st->conn, rec);
   if (rc == 0) rc = recv_rows_all(st->conn, rec);
   if (rc < 0) return rc;
@@ -125,9 +140,9 @@ const ReplyLetter kFetchLetters[] = {
 const ReplyReader kFetch = {kFetchLetters, READ_RET, nullptr};
 }  // namespace
 
-int32_t recv_result(ConnRecord* conn, ResultRecord** result_out) {
-  Chain chain = {};
-  ReplyState st = {conn, 0, 0, &chain, false};
+int32_t recv_fetch(ConnRecord* conn, int32_t row_limit, ResultRecord** result_out) {
+  Chain chain = {nullptr, nullptr, row_limit};
+  ReplyState st = {conn, 0, 0, &chain, false, false};
   int32_t rc = read_reply(&kResult, &st);
   if (st.failed) {
     // The caller never sees a chain of a failed reply.
@@ -138,14 +153,22 @@ int32_t recv_result(ConnRecord* conn, ResultRecord** result_out) {
   return rc;
 }
 
-int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out) {
-  ResultRecord* record = nullptr;
-  ReplyState st = {conn, 0, 0, &record, false};
+int32_t recv_fetch_all(ConnRecord* conn, int32_t row_limit, ResultRecord** result_out) {
+  Fetched fetched = {nullptr, row_limit};
+  ReplyState st = {conn, 0, 0, &fetched, false, false};
   int32_t rc = read_reply(&kFetch, &st);
   if (st.failed) {
-    free_result(record);
+    free_result(fetched.record);
     return rc;
   }
-  *result_out = record;
+  *result_out = fetched.record;
   return rc;
+}
+
+int32_t recv_result(ConnRecord* conn, ResultRecord** result_out) {
+  return recv_fetch(conn, NO_ROW_LIMIT, result_out);
+}
+
+int32_t recv_result_all(ConnRecord* conn, ResultRecord** result_out) {
+  return recv_fetch_all(conn, NO_ROW_LIMIT, result_out);
 }

@@ -10,8 +10,6 @@
 #include "statements/reply_reader.h"
 
 namespace {
-enum { ROWS_PER_BLOCK = 200 };
-
 struct Scalar {
   void* value_buf;
   int32_t value_cap;
@@ -29,9 +27,8 @@ int32_t on_text(ReplyState* st, char letter) {
 }
 
 int32_t on_row_id(ReplyState* st, char) {
-  // An id longer than 31 bytes is cut; the rest is read past, so the reply stays in step.
   char bkmk[ROWID_BUF_SIZE] = {};
-  if (!recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1)) return ZV_NET_ERROR;
+  if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   Scalar* s = static_cast<Scalar*>(st->ctx);
   str_copy_bounded(static_cast<char*>(s->value_buf), s->value_cap, bkmk);
   st->end_value = 1;
@@ -44,22 +41,6 @@ int32_t on_count(ReplyState* st, char letter) {
   memcpy(static_cast<Scalar*>(st->ctx)->value_buf, &num, sizeof num);
   st->ret = st->end_value = letter == 'U' ? 2 : 3;
   return REPLY_PEEK;
-}
-
-// Rows come 200 at a time. A full first block that is not followed by "K" means the server
-// has more: it is told once, with ".", and the rest is taken as it comes. 1 when "K" ended the
-// reply behind the first block, 0 when the rows are all in, or a failure.
-int32_t recv_scalar_rows(ConnRecord* conn, ResultRecord* result) {
-  int32_t got = recv_rows_200(conn, result);
-  if (got != ROWS_PER_BLOCK) return got < 0 ? got : 0;
-  int32_t end = peek_reply_end(conn);
-  if (end != 0) return end;
-  send_bytes(conn, ".", 1);
-  send_flush(conn);
-  do {
-    got = recv_rows_200(conn, result);
-  } while (got == ROWS_PER_BLOCK);
-  return got < 0 ? got : 0;
 }
 
 // The value of a finished result: field 0 of row 0 as text, or type 0 and a zero word.
@@ -81,7 +62,7 @@ int32_t on_result(ReplyState* st, char) {
   ResultRecord* result = nullptr;
   int32_t rc = read_result_fields(st->conn, &result);
   if (rc != 0) return rc;
-  rc = recv_scalar_rows(st->conn, result);
+  rc = recv_call_rows(st->conn, result);
   if (rc == 0) rc = peek_reply_end(st->conn);
   if (rc == 1) report_first_value(result, static_cast<Scalar*>(st->ctx));
   free_result(result);
@@ -103,6 +84,6 @@ const ReplyReader kScalar = {kLetters, 0, nullptr};
 int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out) {
   int32_t type_scratch = 0;
   Scalar ctx = {value_buf, value_cap, type_out ? type_out : &type_scratch};
-  ReplyState st = {conn, 0, 0, &ctx, false};
+  ReplyState st = {conn, 0, 0, &ctx, false, false};
   return read_reply(&kScalar, &st);
 }

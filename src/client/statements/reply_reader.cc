@@ -7,6 +7,8 @@
 #include "results/reception.h"
 
 namespace {
+enum { ROWS_PER_BLOCK = 200 };
+
 ReplyHook find_hook(const ReplyReader* reader, char letter) {
   for (const ReplyLetter* l = reader->letters; l->hook; ++l)
     if (l->letter == letter) return l->hook;
@@ -18,6 +20,9 @@ int32_t stop_short(ReplyState* st, int32_t rc) {
   st->conn->out_of_step = 1;
   return rc;
 }
+
+// The result of a reply that ended in order: -12 instead of a success when a value was cut.
+int32_t settle(const ReplyState* st, int32_t rc) { return st->cut && rc >= 0 ? ZV_TRUNCATED : rc; }
 
 int32_t fail(const ReplyReader* reader, ReplyState* st, char letter, int32_t rc) {
   st->failed = true;
@@ -41,16 +46,16 @@ int32_t read_reply(const ReplyReader* reader, ReplyState* st) {
   for (;;) {
     char letter = 0;
     if (!recv_char(st->conn, &letter)) return fail(reader, st, 0, ZV_NET_ERROR);
-    if (letter == 'K') return st->ret;
+    if (letter == 'K') return settle(st, st->ret);
     ReplyHook hook = find_hook(reader, letter);
-    if (!hook) return stop_short(st, reader->stray_ret == READ_RET ? st->ret : reader->stray_ret);
+    if (!hook) return stop_short(st, settle(st, reader->stray_ret == READ_RET ? st->ret : reader->stray_ret));
     int32_t step = hook(st, letter);
     if (step < 0) return fail(reader, st, letter, step);
-    if (step == REPLY_DONE) return st->ret;
+    if (step == REPLY_DONE) return settle(st, st->ret);
     if (step == REPLY_PEEK) {
       int32_t end = peek_reply_end(st->conn);
       if (end < 0) return fail(reader, st, 0, end);
-      if (end == 1) return st->end_value;
+      if (end == 1) return settle(st, st->end_value);
     }
   }
 }
@@ -61,6 +66,17 @@ int32_t peek_reply_end(ConnRecord* conn) {
   // A zero byte cannot be handed back; as an unknown letter it would end the reply anyway.
   if (ch == 'K' || ch == 0) return 1;
   conn->pushback = ch;
+  return 0;
+}
+
+int32_t recv_row_id(ReplyState* st, char* bkmk) {
+  int32_t len = recv_counted_id(st->conn, bkmk, ROWID_BUF_SIZE - 1);
+  if (len < 0) return ZV_NET_ERROR;
+  if (len >= ROWID_BUF_SIZE) {
+    st->cut = true;
+    set_error_textf(&st->conn->error_text, "[EC0108]Error row id of %d bytes cut to its first %d\n", len,
+                    ROWID_BUF_SIZE - 1);
+  }
   return 0;
 }
 
@@ -118,6 +134,19 @@ int32_t drop_result_hook(ReplyState* st, char) {
   }
   free_result(result);
   return rc < 0 ? rc : REPLY_GO_ON;
+}
+
+int32_t recv_call_rows(ConnRecord* conn, ResultRecord* result) {
+  int32_t got = recv_rows_200(conn, result);
+  if (got != ROWS_PER_BLOCK) return got < 0 ? got : 0;
+  int32_t end = peek_reply_end(conn);
+  if (end != 0) return end;
+  send_bytes(conn, ".", 1);
+  send_flush(conn);
+  do {
+    got = recv_rows_200(conn, result);
+  } while (got == ROWS_PER_BLOCK);
+  return got < 0 ? got : 0;
 }
 
 int32_t read_short_reply(ConnRecord* conn) {

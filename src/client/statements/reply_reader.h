@@ -16,6 +16,7 @@ struct ReplyState {
   int32_t end_value;  // what it gives when "K" comes right behind the record just read
   void* ctx;          // the reader's own
   bool failed;        // set when the reply ended on a failed read or a refusal, not at its end
+  bool cut;           // a value was cut to fit: a reply that ends in order gives -12
 };
 
 // What a hook tells the spine; a negative value is a failure code that ends the reply.
@@ -46,6 +47,10 @@ enum { READ_RET = INT32_MIN };
 int32_t read_reply(const ReplyReader* reader, ReplyState* st);
 
 // Hooks and pieces that several readers share.
+// The row id of an "I" into bkmk (ROWID_BUF_SIZE bytes, zeroed): one longer than 31 bytes keeps
+// its first 31, the rest is read past, the reply is marked cut and error_text says
+// "[EC0108]Error row id of <n> bytes cut to its first 31\n". 0, or -4 on a failed read.
+int32_t recv_row_id(ReplyState* st, char* bkmk);
 // E, F, W, M: the text replaces the connection's error_text. 0, or the code of recv_string.
 int32_t recv_reply_text(ConnRecord* conn);
 // The body of "O" (with_index false) or "P" (true), dropped: error_text then tells that output
@@ -59,6 +64,11 @@ int32_t drop_result_hook(ReplyState* st, char letter);
 // The head of an "A": a new record of rows with the field descriptions that follow the letter,
 // in *out. 0, or a failure code (nothing is left then).
 int32_t read_result_fields(ConnRecord* conn, ResultRecord** out);
+// The rows of an "A" in the reply of a call or of a one-value statement: they come 200 at a
+// time, and a full first block that is not followed by "K" means the server has more: it is told
+// once, with ".", and the rest is taken as it comes, until a block comes short. 1 when "K" ended
+// the reply behind the first block, 0 when the rows are all in, or a failure code.
+int32_t recv_call_rows(ConnRecord* conn, ResultRecord* result);
 // The letter after a record that may close the reply: 1 on "K", 0 when another letter was handed
 // back (pushback) for the next turn, -4 on a failed read.
 int32_t peek_reply_end(ConnRecord* conn);

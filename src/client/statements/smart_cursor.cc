@@ -22,7 +22,7 @@ const char kConnClosed[] =
 int32_t fetch_block(ConnRecord* conn, const char* name, ResultRecord** block) {
   char call_sql[128] = {0};
   client_sprintf(call_sql, sizeof call_sql, "FETCH %d FROM %s ;", SMART_BLOCK_ROWS, name);
-  return fetch_rows(conn, call_sql, recv_result, block);
+  return fetch_rows(conn, call_sql, recv_fetch, SMART_BLOCK_ROWS, block);
 }
 
 // The list of open cursors is the connection's, shared by every thread that uses it, so it
@@ -156,11 +156,11 @@ void detach_smart_cursors(ConnRecord* conn) {
   }
 }
 
-int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, ResultRecord** head) {
+int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, int32_t row_limit, ResultRecord** head) {
   Exchange ex;
   if (!begin_exchange(&ex, conn, text, false)) return ZV_NO_MEMORY;
   ResultRecord* chain = nullptr;
-  int32_t rc = reader(conn, &chain);
+  int32_t rc = reader(conn, row_limit, &chain);
   end_exchange(&ex);
   if (rc < 0) {
     free_result_chain(chain);
