@@ -18,8 +18,8 @@ struct Chain {
   ResultRecord* last;
 };
 
-// E, F, W, M: the server's text replaces the connection's error text, with a line on standard
-// output as verbose_mode asks. An error makes the status -1, a warning or message 0.
+// E, F, W, M: the server's text replaces the connection's error text, with a line to the notice hook
+// as verbose_mode asks. An error makes the status -1, a warning or message 0.
 int32_t on_text(ReplyState* st, char letter) {
   int32_t rc = recv_reply_text(st->conn);
   if (rc != 0) return rc;
