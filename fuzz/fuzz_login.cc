@@ -11,7 +11,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   StreamPeer peer(std::string(reinterpret_cast<const char*>(data), size));
   ConnRecord* conn = peer.conn;
-  if (login_dialogue(conn)) {
+  if (login_dialogue(conn) == LOGIN_OK) {
     fuzz_require(strcmp(conn->version, "201") == 0 || strcmp(conn->version, "301") == 0,
                  "a login settles the version at 201 or 301");
   } else {

@@ -113,8 +113,17 @@ static char* millis_item(Isolate* isolate, Local<Object> options, const char* ke
   return strdup(item);
 }
 
+// silent: true as the item ";SILENT=on"; false or absent adds nothing. Null after a refusal.
+static char* silent_item(Isolate* isolate, Local<Object> options) {
+  Local<Value> value = option(isolate, options, "silent");
+  if (value->IsUndefined() || value->IsFalse()) return strdup("");
+  if (value->IsTrue()) return strdup(";SILENT=on");
+  throw_invalid(isolate, "silent", "it must be true or false");
+  return nullptr;
+}
+
 bool options_to_conn_string(Isolate* isolate, Local<Object> options, char** out) {
-  enum { HOST, PORT, USER, PASSWORD, DATABASE, CHAR_SET, TIMEOUT, CONNECT_TIMEOUT, PARTS };
+  enum { HOST, PORT, USER, PASSWORD, DATABASE, CHAR_SET, TIMEOUT, CONNECT_TIMEOUT, SILENT, PARTS };
   char* part[PARTS] = {nullptr};
   // Read in this order; the first refusal ends the reading.
   part[HOST] = option_text(isolate, options, kHost);
@@ -125,12 +134,14 @@ bool options_to_conn_string(Isolate* isolate, Local<Object> options, char** out)
   if (part[DATABASE]) part[CHAR_SET] = option_text(isolate, options, kCharSet);
   if (part[CHAR_SET]) part[TIMEOUT] = millis_item(isolate, options, "timeout", "RECV_TIMEOUT");
   if (part[TIMEOUT]) part[CONNECT_TIMEOUT] = millis_item(isolate, options, "connectTimeout", "CONNECT_TIMEOUT");
-  bool accepted = part[CONNECT_TIMEOUT] != nullptr;
+  if (part[CONNECT_TIMEOUT]) part[SILENT] = silent_item(isolate, options);
+  bool accepted = part[SILENT] != nullptr;
   // Sized to what the values need, so that no value is ever cut short.
   *out = nullptr;
   if (accepted &&
-      asprintf(out, "IP=%s;Port=%s;Database=%s;USER=%s;PWD=%s;CHAR_SET=%s%s%s", part[HOST], part[PORT],
-               part[DATABASE], part[USER], part[PASSWORD], part[CHAR_SET], part[TIMEOUT], part[CONNECT_TIMEOUT]) < 0)
+      asprintf(out, "IP=%s;Port=%s;Database=%s;USER=%s;PWD=%s;CHAR_SET=%s%s%s%s", part[HOST], part[PORT],
+               part[DATABASE], part[USER], part[PASSWORD], part[CHAR_SET], part[TIMEOUT], part[CONNECT_TIMEOUT],
+               part[SILENT]) < 0)
     *out = nullptr;
   for (char* p : part) free(p);
   return accepted;

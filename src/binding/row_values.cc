@@ -28,15 +28,16 @@ enum {
   CT_UNSIZED_LAST = 34,
 };
 
-// The large-object reader's progress lines go to standard output whatever the options say,
-// flushed at once so that they keep their place among the script's own output.
-static void print_line(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-static void print_line(const char* fmt, ...) {
+// The large-object reader's progress lines go to the notice hook of the result's connection,
+// as the client library's own lines do.
+static void print_line(RowContext* ctx, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+static void print_line(RowContext* ctx, const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
-  vprintf(fmt, args);
+  char line[128];
+  vsnprintf(line, sizeof line, fmt, args);
   va_end(args);
-  fflush(stdout);
+  ZVC_Notice(ctx->p_res, line);
 }
 
 void row_context_init(RowContext* ctx, Isolate* isolate, void** p_res, RowReader reader, Local<Object> obj_err) {
@@ -186,10 +187,10 @@ static void report_lob_error(RowContext* ctx, LobHandle** lob, int32_t ret) {
 
 static Local<Value> lob_value(RowContext* ctx, int32_t column, int32_t ctype) {
   LobHandle* lob = nullptr;
-  print_line("Lob read create : %d \n ", ZVC_CreateLob(&lob));
+  print_line(ctx, "Lob read create : %d \n ", ZVC_CreateLob(&lob));
   int32_t len = 0;
   int32_t ret = ZVC_GetData(ctx->p_res, column, ctype, &lob, 8, &len);
-  print_line("Lob read Getdata : length %d \n ", len);
+  print_line(ctx, "Lob read Getdata : length %d \n ", len);
   // A fetch that failed must not pass for a short object: the failure goes to "Error".
   if (ret < 0 && ret != ZV_NULL_VALUE) report_lob_error(ctx, &lob, ret);
   if (len < 0) len = 0;
@@ -198,8 +199,8 @@ static Local<Value> lob_value(RowContext* ctx, int32_t column, int32_t ctype) {
   char none = 0;
   void* data = len > 0 ? bytes->GetBackingStore()->Data() : &none;
   int32_t n = ZVC_GetLobData(&lob, data, len);
-  print_line("Lob read Getdata : read_n %d \n ", n);
-  print_line("Lob read Getdata : write to arraybuffer  \n");
+  print_line(ctx, "Lob read Getdata : read_n %d \n ", n);
+  print_line(ctx, "Lob read Getdata : write to arraybuffer  \n");
   ZVC_FreeLob(&lob);
   return bytes;
 }

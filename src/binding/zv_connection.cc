@@ -56,6 +56,12 @@ void ZVConnection::New(const FunctionCallbackInfo<Value>& args) {
   char* conn_string = nullptr;
   if (a->IsString()) {
     conn_string = utf8_copy(isolate, a);
+    // A string whose values would be cut or dropped is refused here, as bad options are.
+    char refusal[128];
+    if (conn_string && ZVC_CheckConnString(conn_string, refusal, sizeof refusal) == ZV_BAD_CONN_STRING) {
+      free(conn_string);
+      return throw_type_error(isolate, refusal);
+    }
   } else if (a->IsObject() && !options_to_conn_string(isolate, a.As<Object>(), &conn_string)) {
     return;
   }

@@ -32,6 +32,7 @@ enum ZvcCode : int32_t {
   ZV_TRUNCATED = -12,
   ZV_NO_CONVERSION = -13,
   ZV_BAD_COLUMN = -15,
+  ZV_BAD_CONN_STRING = -16,  // a connection string refused before anything is sent ("[EC016]...")
   ZV_BAD_OFFSET = -18,         // a piece read that starts past the value's end
   ZV_BIND_RANGE = -51,         // a position (or array size) out of range
   ZV_BIND_DIRECTION = -52,     // a direction other than 1, 2, 3, 6
@@ -140,9 +141,27 @@ enum SqlClass : int32_t {
 };
 
 // Connection
+// Connecting and logging in share one deadline of CONNECT_TIMEOUT milliseconds (10000 by default;
+// 0 for none), however the server answers. A connection string with an item of 128 bytes or
+// more, a keyword or value of 64 or more, or a value too long for its field (IP 31 bytes) is
+// refused before anything is sent, here, in ZVC_Reconnect and in ZVC_OpenConnectionIPS alike:
+// ZV_BAD_CONN_STRING with "[EC016]Connection string refused: the value of PWD may have 63 bytes at
+// most" or the like. A login text the client refuses itself keeps its own text ("[EC0193]...",
+// "[EC0194]...") with -9; any other failed login gives -9 with the call's generic text.
 int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out);
+// The same check of a connection string alone, with nothing opened: 0 (text empty), or
+// ZV_BAD_CONN_STRING with the refusal's text in text (cap bytes); -3 for a null string.
+int32_t ZVC_CheckConnString(const char* conn_string, char* text, int32_t cap);
 int32_t ZVC_CloseConnection(ConnRecord** handle);
 int32_t ZVC_Reconnect(ConnRecord** handle);
+// Where the lines the library prints go: each whole line (its line end included) is handed to
+// hook with context, on the thread of the call that prints it. A null hook restores the default,
+// standard output. SILENT=on in the connection string drops every line. 0, or -3 for a bad handle.
+typedef void (*NoticeHook)(void* context, const char* line);
+int32_t ZVC_SetNoticeHook(ConnRecord* conn, NoticeHook hook, void* context);
+// Hands line to the notice hook of the connection that handle (a connection, a result or a
+// smart cursor) belongs to, as the library's own lines are; standard output when it has none.
+void ZVC_Notice(void** handle, const char* line);
 // Opens a connection to one of the servers of the string's "IPS=" item (all on its one PORT),
 // trying each live server at most once and striking out, in the caller's working list *state,
 // those that cannot be reached. position above 1 with a list goes on at index position modulo
@@ -151,7 +170,9 @@ int32_t ZVC_Reconnect(ConnRecord** handle);
 // list from this call.
 // Returns 0; -3 (no record) when conn_string, state or out is null; ZV_NO_SERVER_LIST with
 // "[EC015]IPS Connect needs an IPS= server list" when the string has no "IPS="; -8 when no
-// server could be reached; -9 when one answered but refused the login, which ends the search.
+// server could be reached; -9 when one answered but refused the login, which ends the search. A
+// server that accepts but does not finish the login within CONNECT_TIMEOUT counts as unreachable
+// and the next is tried (the last one's silence gives -9).
 // Whenever a record is made it is in *out, with the reason of a failure, to close as usual.
 int32_t ZVC_OpenConnectionIPS(const char* conn_string, int position, ServerList** state, ConnRecord** out);
 int32_t ZVC_GetError(void** handle, char* code_out, char* text_out);

@@ -202,7 +202,7 @@ TEST(CipherLogin, DialogueTexts) {
   memset(too_long.conn->password, 'p', 63);
   memset(too_long.conn->char_set, 'c', 63);
   strcpy(too_long.conn->iso_level, "i");  // 450 characters
-  EXPECT_FALSE(login_dialogue(too_long.conn));
+  EXPECT_EQ(LOGIN_REFUSED_HERE, login_dialogue(too_long.conn));
   EXPECT_STREQ("[EC0193]Error in build-database-connect LOGIN text longer than 449 characters",
                too_long.conn->error_text);
   EXPECT_EQ(0, too_long.conn->socket);

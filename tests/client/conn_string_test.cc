@@ -8,6 +8,7 @@
 
 #include "connection/client_text.h"
 #include "connection/conn_string.h"
+#include "peer.h"
 #include "zvc.h"
 
 namespace {
@@ -109,25 +110,54 @@ TEST(ConnString, SeparatorsBlanksAndUnknownKeywords) {
   EXPECT_STREQ(blank->database, "");
 }
 
-TEST(ConnString, OverLongTitlesValuesAndItemsAreRefusedWhole) {
+// Nothing that does not fit is cut or skipped: the string is refused with its first fault, and
+// every open of the record, its reconnect and a fail-over open fail with it before anything is sent.
+TEST(ConnString, OverLongTitlesValuesAndItemsRefuseTheString) {
   char title[64] = "keep", value[64] = "keep";
   EXPECT_FALSE(split_conn_item((std::string(64, 't') + "=1").c_str(), title, value));
-  EXPECT_FALSE(split_conn_item(("PWD=" + std::string(64, 'v')).c_str(), title, value));
   EXPECT_STREQ(title, "keep");
+  EXPECT_FALSE(split_conn_item(("PWD=" + std::string(64, 'v')).c_str(), title, value));
+  EXPECT_STREQ(title, "PWD");
   EXPECT_STREQ(value, "keep");
 
   std::string v63(63, 'v');
   EXPECT_EQ(parsed("PWD=" + v63 + ";")->password, v63);
-  EXPECT_STREQ(parsed("PWD=old;PWD=" + v63 + "v;")->password, "old");
   EXPECT_EQ(parsed("IP=" + std::string(31, '1') + ";")->server_ip, std::string(31, '1'));
-  EXPECT_STREQ(parsed("IP=1.2.3.4;SERVER=" + std::string(32, '1') + ";")->server_ip, "1.2.3.4");
+  EXPECT_EQ(parsed("USER=u;PWD" + std::string(63, ' ') + "=" + std::string(60, 'p'))->conn_string_fault,
+            std::string());
 
-  // Items of 128 characters or more are skipped even when title and value would fit.
-  std::string p60(60, 'p');
-  EXPECT_EQ(parsed("USER=u;PWD" + std::string(63, ' ') + "=" + p60)->password, p60);
-  Record conn = parsed("PWD=prev;PWD" + std::string(64, ' ') + "=" + p60 + ";USER=u");
-  EXPECT_STREQ(conn->password, "prev");
-  EXPECT_STREQ(conn->user, "u");
+  const std::string head = "[EC016]Connection string refused: ";
+  const std::pair<std::string, std::string> faults[] = {
+      {"PWD=old;Password=" + std::string(70, 'p') + ";USER=u", "the value of Password may have 63 bytes at most"},
+      {"IP=1.2.3.4;SERVER=" + std::string(32, '1') + ";", "the value of SERVER may have 31 bytes at most"},
+      {std::string(64, 't') + "=1;USER=u", "a keyword may have 63 bytes at most"},
+      {"PWD=prev;PWD" + std::string(64, ' ') + "=" + std::string(60, 'p') + ";USER=u",
+       "an item may have 127 bytes at most"},
+      {"USER=" + std::string(64, 'u') + ";PWD=" + std::string(64, 'p'), "the value of USER may have 63 bytes at most"},
+  };
+  DeadPort dead;  // an open that got as far as the socket would fail there with -8
+  const std::string where = ";IP=127.0.0.1;PORT=" + std::to_string(dead.port);
+  for (const auto& [text, reason] : faults) {
+    EXPECT_EQ(parsed(text)->conn_string_fault, head + reason) << text;
+    char refusal[128] = "x";
+    EXPECT_EQ(ZVC_CheckConnString(text.c_str(), refusal, sizeof refusal), ZV_BAD_CONN_STRING);
+    EXPECT_EQ(refusal, head + reason);
+
+    ConnRecord* conn = nullptr;
+    EXPECT_EQ(ZVC_OpenConnection((text + where).c_str(), &conn), ZV_BAD_CONN_STRING) << text;
+    EXPECT_EQ(std::string(conn->error_text), head + reason);
+    EXPECT_EQ(ZVC_Reconnect(&conn), ZV_BAD_CONN_STRING);
+    EXPECT_EQ(std::string(conn->error_text), head + reason);
+    ZVC_CloseConnection(&conn);
+    ServerList* list = nullptr;
+    EXPECT_EQ(ZVC_OpenConnectionIPS((text + where + ";IPS=127.0.0.1").c_str(), 0, &list, &conn), ZV_BAD_CONN_STRING);
+    EXPECT_EQ(std::string(conn->error_text), head + reason);
+    ZVC_CloseConnection(&conn);
+    free_server_list(list);
+  }
+  char refusal[128] = "x";
+  EXPECT_EQ(ZVC_CheckConnString("IP=1.2.3.4;PWD=p", refusal, sizeof refusal), ZV_OK);
+  EXPECT_STREQ(refusal, "");
 }
 
 TEST(ConnString, ServerLists) {
@@ -151,6 +181,9 @@ TEST(ConnString, ServerLists) {
   testing::internal::CaptureStdout();
   Record over = parsed("IPS=" + addresses(101) + ";");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "set ips error \n");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(parsed("IPS=" + addresses(101) + ";SILENT=on")->server_list->count, 99);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(over->ips_given, 1);
   EXPECT_EQ(over->server_list->count, 99);
   EXPECT_STREQ(over->server_list->addrs[98], "10.0.0.99");

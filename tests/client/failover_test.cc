@@ -2,6 +2,11 @@
 // 127.0.0.1 alone, so the same port on 127.0.0.2 and 127.0.0.3 is down.
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <set>
 #include <string>
@@ -53,6 +58,34 @@ TEST(Failover, LoginRefusalEndsTheSearch) {
   EXPECT_EQ(open.run(three, peer.port(), 4), ZV_LOGIN_FAILED);
   EXPECT_STREQ(open.conn->error_text, "[EC014]IPS LOGIN database Failure,IP is 127.0.0.1  \n");
   EXPECT_EQ(open.list->remaining, 3);
+}
+
+// A server that takes the link but never answers the login costs one CONNECT_TIMEOUT, and is
+// then struck like one that cannot be reached; one the client refuses itself keeps its reason.
+TEST(Failover, SilentServerIsPassedOverAtTheDeadline) {
+  ScriptedPeer peer;
+  peer.expect(login_text.size()).send("K");
+  peer.start();
+  // Listening on the same port of 127.0.0.2, but never accepting: the connect goes through and
+  // the login gets no answer.
+  int silent = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_addr.s_addr = inet_addr("127.0.0.2");
+  addr.sin_port = htons(peer.port());
+  ASSERT_EQ(0, bind(silent, reinterpret_cast<sockaddr*>(&addr), sizeof addr));
+  ASSERT_EQ(0, listen(silent, 4));
+  const char* two = "IPS=127.0.0.2,127.0.0.1";
+  HeldServerList open;
+  open.hold(two);
+  EXPECT_EQ(open.run(two, peer.port(), 2, "USER=U;PWD=P;CONNECT_TIMEOUT=500"), ZV_OK);
+  EXPECT_STREQ(open.conn->server_ip, "127.0.0.1");
+  EXPECT_EQ(open.struck(), std::vector<std::string>{"127.0.0.2"});
+  EXPECT_EQ(peer.received(), login_text);
+
+  EXPECT_EQ(open.run("IPS=127.0.0.2", peer.port(), 0, "USER=U;PWD=it's"), ZV_LOGIN_FAILED);
+  EXPECT_STREQ(open.conn->error_text, "[EC0194]Error in build-database-connect quote (') not allowed in password");
+  close(silent);
 }
 
 TEST(Failover, AllDownAndRefusedCalls) {

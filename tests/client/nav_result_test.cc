@@ -137,3 +137,47 @@ TEST(NavResult, HandlesOfAnotherKindOrNone) {
   EXPECT_EQ(0, ZVC_FreeHandle(reinterpret_cast<void**>(&lob)));
   EXPECT_EQ(nullptr, lob);
 }
+
+// Every line the library prints goes to the connection's notice hook: the hook set, standard
+// output by default, nothing at all on a silent connection; verbose_mode still picks the lines.
+TEST(NavResult, NoticeHookTakesTheServerLines) {
+  // Texts between the rows of a block go to the result's message; these come before the rows.
+  const std::string reply = "W" + wire_str("careful") + "E" + wire_str("boom") +
+                            result_head({field_desc("T.ID%ID", TC_INTEGER, 4)}) + "R" + int_field(1) + "K";
+  const std::string both = "[WC032]Server Warning in recv result :careful \n[EC031]Error in recv result :boom \n";
+  struct Case {
+    bool hooked;
+    int32_t silent, verbose_mode;
+    std::string hook_lines, printed;
+  };
+  const Case cases[] = {
+      {true, 0, 1, both, ""},
+      {true, 0, 4, "[WC032]Server Warning in recv result :careful \n", ""},
+      {false, 0, 1, "", both},
+      {true, 1, 1, "", ""},
+      {false, 1, 1, "", ""},
+  };
+  for (const Case& c : cases) {
+    StreamPeer peer(reply);
+    peer.conn->use_srvcursor_off = 1;
+    peer.conn->silent = c.silent;
+    peer.conn->verbose_mode = c.verbose_mode;
+    std::string lines;
+    auto keep = [](void* context, const char* line) { *static_cast<std::string*>(context) += line; };
+    if (c.hooked) {
+      ASSERT_EQ(ZV_OK, ZVC_SetNoticeHook(peer.conn, keep, &lines));
+    }
+    testing::internal::CaptureStdout();
+    void* result = nullptr;
+    ZVC_Execute(&peer.conn, "select", &result, nullptr, nullptr, nullptr);
+    // The binding's own lines take the same way, from a result of the connection.
+    ZVC_Notice(&result, "Lob read Getdata : write to arraybuffer  \n");
+    std::string printed = testing::internal::GetCapturedStdout();
+    const std::string lob_line = c.silent ? "" : "Lob read Getdata : write to arraybuffer  \n";
+    EXPECT_EQ(lines, c.hook_lines + (c.hooked ? lob_line : "")) << c.verbose_mode << c.silent;
+    EXPECT_EQ(printed, c.printed + (c.hooked ? "" : lob_line)) << c.verbose_mode << c.silent;
+    ZVC_CloseResult(&result);
+    ZVC_CloseConnection(&peer.conn);
+  }
+  EXPECT_EQ(ZV_BAD_HANDLE, ZVC_SetNoticeHook(nullptr, nullptr, nullptr));
+}

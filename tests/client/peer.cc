@@ -13,7 +13,7 @@
 #include "zvc.h"
 
 namespace {
-enum { STEP_EXPECT, STEP_SEND, STEP_CLOSE, STEP_CALL };
+enum { STEP_EXPECT, STEP_SEND, STEP_CLOSE, STEP_CALL, STEP_HOLD, STEP_DRIP };
 
 std::string be_bytes(uint64_t v, int width) {
   std::string s(width, '\0');
@@ -69,6 +69,14 @@ ScriptedPeer& ScriptedPeer::close() {
   steps_.push_back({STEP_CLOSE, 0, "", nullptr});
   return *this;
 }
+ScriptedPeer& ScriptedPeer::hold() {
+  steps_.push_back({STEP_HOLD, 0, "", nullptr});
+  return *this;
+}
+ScriptedPeer& ScriptedPeer::drip(const std::string& bytes, int gap_ms) {
+  steps_.push_back({STEP_DRIP, static_cast<size_t>(gap_ms), bytes, nullptr});
+  return *this;
+}
 ScriptedPeer& ScriptedPeer::then(std::function<void(const std::string&)> fn) {
   steps_.push_back({STEP_CALL, 0, "", std::move(fn)});
   return *this;
@@ -107,6 +115,18 @@ void ScriptedPeer::run() {
       write_all(client_fd_, bytes);
     } else if (step.kind == STEP_CALL) {
       step.fn(received_);
+    } else if (step.kind == STEP_HOLD) {
+      pollfd c{client_fd_, POLLIN, 0};
+      char sink[256];
+      while (poll(&c, 1, 30000) > 0 && ::recv(client_fd_, sink, sizeof sink, 0) > 0) {
+      }
+    } else if (step.kind == STEP_DRIP) {
+      std::string bytes = step.bytes;
+      if (outgoing) outgoing(bytes);
+      for (char byte : bytes) {
+        if (::send(client_fd_, &byte, 1, MSG_NOSIGNAL) != 1) break;
+        poll(nullptr, 0, static_cast<int>(step.count));
+      }
     } else if (step.kind == STEP_CLOSE) {
       ::close(client_fd_);
       client_fd_ = -1;

@@ -24,6 +24,10 @@ class ScriptedPeer {
   ScriptedPeer& expect(size_t n);               // read exactly n bytes from the client
   ScriptedPeer& send(const std::string& bytes);  // write bytes to the client
   ScriptedPeer& close();                        // close the link
+  // Says nothing and waits until the client closes the link (at most 30 s).
+  ScriptedPeer& hold();
+  // Sends bytes one at a time, gap_ms apart, until they are out or the client closed the link.
+  ScriptedPeer& drip(const std::string& bytes, int gap_ms);
   // Calls fn in the peer's thread at this point, with what the client has sent so far; it may
   // set the filters below.
   ScriptedPeer& then(std::function<void(const std::string& received)> fn);

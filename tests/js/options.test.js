@@ -2,6 +2,8 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const net = require('net');
+const path = require('path');
+const childProcess = require('child_process');
 const { zanvodb, launcher, options, run } = require('./helpers');
 
 let server;
@@ -51,6 +53,8 @@ const refused = [
   ['connectTimeout', null, MS],
   ['connectTimeout', 2147483648, MS],
   ['connectTimeout', Infinity, MS],
+  ['silent', 'yes', 'it must be true or false'],
+  ['silent', 1, 'it must be true or false'],
 ];
 
 test('values that would change the connection string are refused before anything is sent', async () => {
@@ -67,6 +71,37 @@ test('values that would change the connection string are refused before anything
   assert.equal(attempts, 0);
 });
 
+test('a connection string with a value or item that does not fit is refused, never cut or skipped', () => {
+  const head = '[EC016]Connection string refused: ';
+  const cases = [
+    [';PWD=' + 'p'.repeat(70), 'the value of PWD may have 63 bytes at most'],
+    [';IP=' + '1'.repeat(32), 'the value of IP may have 31 bytes at most'],
+    [';USER' + ' '.repeat(70) + '=' + 'u'.repeat(60), 'an item may have 127 bytes at most'],
+  ];
+  for (const [extra, reason] of cases) {
+    assert.throws(() => zanvodb.createConnection(server.connString(extra)),
+      (err) => err instanceof TypeError && err.message === head + reason, reason);
+  }
+});
+
+test('silent: true and SILENT=on print nothing; by default query prints its large-object lines', () => {
+  const setup = zanvodb.createConnection(options(server));
+  setup.connect();
+  run(setup, 'create table noisy (b blob)');
+  run(setup, "insert into noisy values (x'414243')");
+  setup.end();
+  const root = path.join(__dirname, '..', '..');
+  const printed = (how) => childProcess.execFileSync(process.execPath, ['-e', `
+    const conn = require(${JSON.stringify(root)}).createConnection(${JSON.stringify(how)});
+    conn.connect();
+    conn.query('select b from noisy', () => {});
+    conn.end();`], { encoding: 'utf8' });
+  assert.equal(printed(options(server)), 'Lob read create : 0 \n Lob read Getdata : length 3 \n ' +
+    'Lob read Getdata : read_n 3 \n Lob read Getdata : write to arraybuffer  \n');
+  assert.equal(printed(options(server, { silent: true })), '');
+  assert.equal(printed(server.connString(';SILENT=on')), '');
+});
+
 test('values that keep the string as it is are accepted', () => {
   const accepted = [
     { password: 'SYSDBA', database: 'SYSTEM', char_set: '' },
@@ -74,6 +109,7 @@ test('values that keep the string as it is are accepted', () => {
     { timeout: 5000, connectTimeout: 2000 },
     { timeout: 2147483647, connectTimeout: 0 },
     { port: String(server.port), timeout: undefined, connectTimeout: undefined },
+    { silent: false },
   ];
   for (const extra of accepted) {
     const conn = zanvodb.createConnection(options(server, extra));

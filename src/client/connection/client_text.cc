@@ -5,16 +5,35 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "connection/conn_record.h"
 #include "zvc.h"
 
 void* client_alloc(size_t size) { return calloc(1, size ? size : 1); }
 
-void client_print(const char* fmt, ...) {
+void client_print(const ConnRecord* conn, const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
-  vprintf(fmt, args);
+  char* line = nullptr;
+  if (vasprintf(&line, fmt, args) < 0) line = nullptr;
   va_end(args);
+  if (!line) return;
+  notice_line(conn, line);
+  free(line);
+}
+
+void notice_line(const ConnRecord* conn, const char* line) {
+  if (conn && conn->silent) return;
+  if (conn && conn->notice) return conn->notice(conn->notice_context, line);
+  // Flushed at once, so that the lines keep their place among the host's own output.
+  fputs(line, stdout);
   fflush(stdout);
+}
+
+int32_t ZVC_SetNoticeHook(ConnRecord* conn, NoticeHook hook, void* context) {
+  if (!conn || conn->kind != HT_CONN) return ZV_BAD_HANDLE;
+  conn->notice = hook;
+  conn->notice_context = context;
+  return ZV_OK;
 }
 
 int client_sprintf(char* dst, size_t cap, const char* fmt, ...) {

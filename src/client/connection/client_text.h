@@ -3,10 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 
+struct ConnRecord;
+
 // Zero-filled heap block; null when memory runs out.
 void* client_alloc(size_t size);
-// Formatted print to standard output, flushed at once so that it interleaves with the host's output.
-void client_print(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+// A formatted line to the notice hook of conn (standard output when it set none, nothing when it
+// is silent). With no connection to hand, the line goes to standard output.
+void client_print(const ConnRecord* conn, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+// The same for a line already made.
+void notice_line(const ConnRecord* conn, const char* line);
 // Formatted print into a caller's buffer of cap bytes (always terminated).
 int client_sprintf(char* dst, size_t cap, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
 

@@ -20,6 +20,8 @@ struct TuringContext;
 struct ParamSet;
 struct SmartCursor;
 
+enum { CONN_FAULT_SIZE = 128 };
+
 struct ConnRecord {
   int32_t kind;  // HT_CONN
   char database[128];
@@ -35,7 +37,10 @@ struct ConnRecord {
   char keyword_filter[64];
   int32_t ltimeout;      // receive time-out in milliseconds
   int32_t recv_timeout;     // RECV_TIMEOUT: replaces ltimeout's default when above 0
-  int32_t connect_timeout;  // CONNECT_TIMEOUT: limit for connecting, and for each read of the login
+  int32_t connect_timeout;  // CONNECT_TIMEOUT: one limit for connecting and logging in together
+  // While a link is made and logged in: the monotonic millisecond by which both must be done;
+  // 0 at every other time and when connect_timeout sets no limit.
+  int64_t link_deadline;
   int32_t lock_timeout;  // sent at login
   int32_t use_ssl;
   int32_t auto_commit_off;
@@ -43,6 +48,12 @@ struct ConnRecord {
   int32_t return_cursor_id_off;
   int32_t lob_ret;
   int32_t verbose_mode;  // bit 1 all, 2 errors, 4 warnings
+  int32_t silent;        // SILENT=on: no line reaches the notice hook
+  NoticeHook notice;     // null: lines go to standard output
+  void* notice_context;
+  // Why the connection string was refused, or empty: every open and reconnect of the record
+  // then fails with this text before anything is sent.
+  char conn_string_fault[CONN_FAULT_SIZE];
   char pushback;         // one reply letter handed back; 0 means none
   int32_t out_of_step;   // a reply was left before its "K": the link can no longer be read in step
   int64_t socket;        // 0 means not connected

@@ -13,7 +13,7 @@ namespace {
 enum { ITEM_BUFF_SIZE = 128, ITEM_PART_SIZE = 64, IPS_CAPACITY = 20, IPS_GROWTH = 80 };
 
 enum ValueRule {
-  RULE_TEXT,     // copied into a char array; a value that does not fit leaves the field as it is
+  RULE_TEXT,     // copied into a char array; a value that does not fit refuses the string
   RULE_PORT,     // decimal, cut to 16 bits
   RULE_DECIMAL,  // decimal int32
   RULE_FLAG,     // int32 1 when the value is one of the words (any case), else 0
@@ -86,6 +86,7 @@ const Keyword keywords[] = {
     {"USE_SRVCURSOR", RULE_FLAG, FIELD(use_srvcursor_off), off_words},
     {"RECV_TIMEOUT", RULE_DECIMAL, FIELD(recv_timeout), nullptr},
     {"CONNECT_TIMEOUT", RULE_DECIMAL, FIELD(connect_timeout), nullptr},
+    {"SILENT", RULE_FLAG, FIELD(silent), on_words},
 };
 
 #undef FIELD
@@ -97,12 +98,28 @@ bool is_one_of(const char* value, const char* const* words) {
   return false;
 }
 
-void apply_keyword(const Keyword& kw, const char* value, ConnRecord* conn) {
+// The first fault of the string is kept; later ones add nothing.
+void refuse_string(ConnRecord* conn, const char* reason) {
+  if (conn->conn_string_fault[0] != '\0') return;
+  client_sprintf(conn->conn_string_fault, sizeof conn->conn_string_fault, "[EC016]Connection string refused: %s",
+                 reason);
+}
+
+// Names the keyword, never the value: the value may be a password.
+void refuse_value(ConnRecord* conn, const char* title, size_t max) {
+  char reason[CONN_FAULT_SIZE];
+  client_sprintf(reason, sizeof reason, "the value of %s may have %zu bytes at most", title, max);
+  refuse_string(conn, reason);
+}
+
+void apply_keyword(const Keyword& kw, const char* title, const char* value, ConnRecord* conn) {
   char* field = reinterpret_cast<char*>(conn) + kw.offset;
   int32_t number = 0;
   switch (kw.rule) {
     case RULE_TEXT:
-      if (strlen(value) < kw.size) str_copy_bounded(field, kw.size, value);
+      // A cut or skipped user name or password would log in as someone else, or as no one.
+      if (strlen(value) >= kw.size) return refuse_value(conn, title, kw.size - 1);
+      str_copy_bounded(field, kw.size, value);
       return;
     case RULE_PORT: {
       uint16_t port = static_cast<uint16_t>(atoi(value));
@@ -130,29 +147,37 @@ void trim_blanks(const char** begin, const char** end) {
   while (*end > *begin && (*end)[-1] == ' ') --*end;
 }
 
-void store_server_list(ConnRecord* conn, const char* item) {
+// True when the list had more addresses than it can hold.
+bool store_server_list(ConnRecord* conn, const char* item) {
   ServerList* list = static_cast<ServerList*>(client_alloc(sizeof(ServerList)));
-  if (!list) return;
-  parse_ips_list(list, IPS_CAPACITY, item);
+  if (!list) return false;
+  bool too_many = parse_ips_list(list, IPS_CAPACITY, item) == IPS_TOO_MANY;
   // A later "IPS=" item replaces the earlier list.
   free_server_list(conn->server_list);
   conn->server_list = list;
   conn->ips_given = 1;
+  return too_many;
 }
 
-void parse_item(ConnRecord* conn, const char* item) {
+// *ips_error is set when a server list had too many addresses.
+void parse_item(ConnRecord* conn, const char* item, bool* ips_error) {
   if (strstr(item, "IPS=") || strstr(item, "ips=")) {
-    store_server_list(conn, item);
+    if (store_server_list(conn, item)) *ips_error = true;
     return;
   }
-  // Only the item itself may be read: an over-long one is skipped, never mixed with another.
-  if (strlen(item) >= ITEM_BUFF_SIZE) return;
+  // Only the item itself may be read; one that does not fit is refused, never cut or skipped.
+  if (strlen(item) >= ITEM_BUFF_SIZE) return refuse_string(conn, "an item may have 127 bytes at most");
+  // An item without "=" names nothing and is passed over.
+  if (!strchr(item, '=')) return;
   char title[ITEM_PART_SIZE] = {};
   char value[ITEM_PART_SIZE] = {};
-  if (!split_conn_item(item, title, value)) return;
+  if (!split_conn_item(item, title, value)) {
+    if (title[0] == '\0') return refuse_string(conn, "a keyword may have 63 bytes at most");
+    return refuse_value(conn, title, ITEM_PART_SIZE - 1);
+  }
   for (const Keyword& kw : keywords) {
     if (strcasecmp(title, kw.title) == 0) {
-      apply_keyword(kw, value, conn);
+      apply_keyword(kw, title, value, conn);
       return;
     }
   }
@@ -168,14 +193,17 @@ bool parse_conn_string(const char* text, ConnRecord* conn) {
   if (sep == '\0') return false;
   char* copy = strdup(text);
   if (!copy) return false;
+  bool ips_error = false;
   for (size_t pos = 0; pos < length;) {
     char* item = copy + pos;
     char* end = strchr(item, sep);
     if (end) *end = '\0';
     pos += strlen(item) + 1;
-    parse_item(conn, item);
+    parse_item(conn, item, &ips_error);
   }
   free(copy);
+  // Printed once the whole string is read, so that a SILENT item anywhere in it counts.
+  if (ips_error) client_print(conn, "set ips error \n");
   return true;
 }
 
@@ -189,12 +217,14 @@ bool split_conn_item(const char* item, char* title, char* value) {
   trim_blanks(&title_begin, &title_end);
   trim_blanks(&value_begin, &value_end);
   // A title or value that does not fit its 64 bytes is refused whole rather than cut:
-  // a cut user name or password would log in as someone else or fail obscurely.
+  // a cut user name or password would log in as someone else or fail obscurely. A title that
+  // fits is kept, so that a refusal can name it.
   size_t title_len = static_cast<size_t>(title_end - title_begin);
   size_t value_len = static_cast<size_t>(value_end - value_begin);
-  if (title_len >= ITEM_PART_SIZE || value_len >= ITEM_PART_SIZE) return false;
+  if (title_len >= ITEM_PART_SIZE) return false;
   memcpy(title, title_begin, title_len);
   title[title_len] = '\0';
+  if (value_len >= ITEM_PART_SIZE) return false;
   memcpy(value, value_begin, value_len);
   value[value_len] = '\0';
   return true;
@@ -209,7 +239,7 @@ static bool add_address(ServerList* list, const char* address) {
 }
 
 // When memory runs out the list keeps what it holds, and stays safe to free.
-bool parse_ips_list(ServerList* list, int capacity, const char* item) {
+IpsParse parse_ips_list(ServerList* list, int capacity, const char* item) {
   list->count = 0;
   list->addrs = static_cast<char**>(client_alloc(sizeof(char*) * static_cast<size_t>(capacity)));
   // The last address always has a place behind the bound.
@@ -219,22 +249,21 @@ bool parse_ips_list(ServerList* list, int capacity, const char* item) {
   char* rest = strdup(strlen(item) >= 4 ? item + 4 : "");
   if (!list->addrs || !rest) {
     free(rest);
-    return false;
+    return IPS_NO_MEMORY;
   }
   char* address = rest;
   for (char* comma = strchr(address, ','); comma; comma = strchr(address, ',')) {
     *comma = '\0';
     if (list->count > bound) {
       if (grown) {
-        client_print("set ips error \n");
         free(rest);
-        return false;
+        return IPS_TOO_MANY;
       }
       int new_capacity = capacity + IPS_GROWTH;
       char** addrs = static_cast<char**>(realloc(list->addrs, sizeof(char*) * static_cast<size_t>(new_capacity)));
       if (!addrs) {
         free(rest);
-        return false;
+        return IPS_NO_MEMORY;
       }
       list->addrs = addrs;
       memset(list->addrs + capacity, 0, sizeof(char*) * IPS_GROWTH);
@@ -244,7 +273,7 @@ bool parse_ips_list(ServerList* list, int capacity, const char* item) {
     }
     if (!add_address(list, address)) {
       free(rest);
-      return false;
+      return IPS_NO_MEMORY;
     }
     address = comma + 1;
   }
@@ -252,7 +281,7 @@ bool parse_ips_list(ServerList* list, int capacity, const char* item) {
   free(rest);
   list->remaining = list->count;
   list->tried = static_cast<char**>(client_alloc(sizeof(char*) * static_cast<size_t>(list->count + 1)));
-  return added && list->tried;
+  return added && list->tried ? IPS_OK : IPS_NO_MEMORY;
 }
 
 void free_server_list(ServerList* list) {

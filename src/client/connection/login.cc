@@ -49,32 +49,32 @@ const char* quoted_login_value(const ConnRecord* conn) {
 }
 
 // A failed login leaves the record disconnected, with no keystream.
-bool fail_login(ConnRecord* conn, const char* text) {
+LoginResult fail_login(ConnRecord* conn, const char* text, LoginResult result = LOGIN_FAILED) {
   set_error_text(&conn->error_text, text);
   if (conn->socket != 0) plat_socket_close(static_cast<int>(conn->socket));
   conn->socket = 0;
   link_cipher_free(conn);
-  return false;
+  return result;
 }
 
-bool fail_too_long(ConnRecord* conn, int limit) {
+LoginResult fail_too_long(ConnRecord* conn, int limit) {
   char text[128];
   client_sprintf(text, sizeof text, "[EC0193]Error in build-database-connect LOGIN text longer than %d characters",
                  limit);
-  return fail_login(conn, text);
+  return fail_login(conn, text, LOGIN_REFUSED_HERE);
 }
 
 // The server's answer: "K" for a 201 server, "N", four bytes and "K" for a 301 server,
 // anything else a refusal followed by the server's message, which is dropped.
-bool read_login_reply(ConnRecord* conn, const uint8_t* reply) {
+LoginResult read_login_reply(ConnRecord* conn, const uint8_t* reply) {
   if (reply[0] == 'K') {
     str_copy_bounded(conn->version, sizeof conn->version, "201");
-    return true;
+    return LOGIN_OK;
   }
   if (reply[0] == 'N') {
     str_copy_bounded(conn->version, sizeof conn->version, "301");
     uint8_t rest[REPLY_SIZE] = {};
-    if (recv_bytes(conn, rest, 5) && rest[4] == 'K') return true;
+    if (recv_bytes(conn, rest, 5) && rest[4] == 'K') return LOGIN_OK;
   }
   char* message = nullptr;
   recv_string(conn, &message);
@@ -83,7 +83,7 @@ bool read_login_reply(ConnRecord* conn, const uint8_t* reply) {
 }
 
 // The plain login: the text goes to the socket as it is.
-bool plain_login(ConnRecord* conn) {
+LoginResult plain_login(ConnRecord* conn) {
   char auth_str[AUTH_STR_SIZE];
   if (!build_login_text(conn, false, auth_str, sizeof auth_str)) return fail_too_long(conn, AUTH_STR_SIZE - 1);
   // Straight to the socket, past the send buffer; a failed write shows up as a failed read.
@@ -96,7 +96,7 @@ bool plain_login(ConnRecord* conn) {
 // The enciphered login: the server hands over its exponent and modulus, the client answers with
 // the link key and the login text in blocks raised to that power, and from the reply on both
 // directions run through the keystream of that key.
-bool enciphered_login(ConnRecord* conn) {
+LoginResult enciphered_login(ConnRecord* conn) {
   link_cipher_free(conn);
   conn->send_len = 0;
   uint8_t auth_str[AUTH_STR_SIZE] = {};
@@ -112,7 +112,8 @@ bool enciphered_login(ConnRecord* conn) {
   recv_direct(conn, conn->link_modulus, sizeof conn->link_modulus);
   uint8_t key[LINK_KEY_SIZE];
   if (!link_key_make(key, conn->password))
-    return fail_login(conn, "[EC0192]Error in build-database-connect no random bytes for the link key");
+    return fail_login(conn, "[EC0192]Error in build-database-connect no random bytes for the link key",
+                      LOGIN_REFUSED_HERE);
   memcpy(auth_str, key, LINK_KEY_SIZE);
   int32_t n = login_text_stuff(text) + 1;  // with the NUL
   link_encrypt_blocks(conn, auth_str, n + LINK_KEY_SIZE);
@@ -160,19 +161,20 @@ bool build_login_text(const ConnRecord* conn, bool enciphered, char* out, size_t
   return true;
 }
 
-bool login_dialogue(ConnRecord* conn) {
+LoginResult login_dialogue(ConnRecord* conn) {
   const char* quoted = quoted_login_value(conn);
+  LoginResult result;
   if (quoted) {
     char text[128];
     client_sprintf(text, sizeof text, "[EC0194]Error in build-database-connect quote (') not allowed in %s",
                    quoted);
-    return fail_login(conn, text);
+    result = fail_login(conn, text, LOGIN_REFUSED_HERE);
+  } else {
+    // Every read of the login waits at most for what is left of the deadline (wire.cc), so a
+    // server that says nothing, or drips its answer, holds the open no longer than connect_timeout.
+    result = conn->use_ssl != 0 ? enciphered_login(conn) : plain_login(conn);
   }
-  // A server that accepts and then says nothing must not hold the open for the receive time-out
-  // of statements: the login's reads wait connect_timeout, and the link's own time-out follows.
-  int fd = static_cast<int>(conn->socket);
-  if (conn->connect_timeout > 0) plat_socket_set_recv_timeout(fd, conn->connect_timeout);
-  bool ok = conn->use_ssl != 0 ? enciphered_login(conn) : plain_login(conn);
-  plat_socket_set_recv_timeout(fd, conn->ltimeout);
-  return ok;
+  if (result == LOGIN_FAILED && link_deadline_passed(conn)) result = LOGIN_NO_ANSWER;
+  conn->link_deadline = 0;
+  return result;
 }

@@ -11,6 +11,7 @@ void drop_link(ConnRecord* conn) {
   conn->recv_len = conn->recv_pos = 0;
   conn->pushback = 0;
   conn->out_of_step = 0;
+  conn->link_deadline = 0;
 }
 
 bool net_connect(ConnRecord* conn) {
@@ -21,8 +22,11 @@ bool net_connect(ConnRecord* conn) {
   if (conn->addr == INADDR_NONE) return false;
   int fd = plat_socket_open(conn->ltimeout);
   if (fd < 0) return false;
+  // One deadline for the connect and the login behind it (which ends it).
+  if (conn->connect_timeout > 0) conn->link_deadline = plat_now_ms() + conn->connect_timeout;
   if (!plat_socket_connect(fd, conn->addr, conn->port, conn->connect_timeout)) {
     plat_socket_close(fd);
+    conn->link_deadline = 0;
     return false;
   }
   // Closing then resets the link at once instead of lingering.

@@ -25,15 +25,37 @@ int32_t ZVC_OpenConnection(const char* conn_string, ConnRecord** out) {
   // The lock exists before the socket is tried, so that a failed open leaves a handle to close.
   if (!create_conn_lock(conn)) return ZV_NO_MEMORY;
   conn->socket = 0;
+  if (conn_string_refused(conn)) return ZV_BAD_CONN_STRING;
   if (!net_connect(conn)) {
     set_error_text(&conn->error_text, "[EC011]Error in build-connect Sock Failure");
     return ZV_SOCKET_FAILED;
   }
-  if (!login_dialogue(conn)) {
-    set_error_text(&conn->error_text, "[EC012]Error in build-database-connect LOGIN database Failure");
-    return ZV_LOGIN_FAILED;
-  }
-  return 2;
+  return login_outcome(conn, "[EC012]Error in build-database-connect LOGIN database Failure", 2);
+}
+
+int32_t ZVC_CheckConnString(const char* conn_string, char* text, int32_t cap) {
+  if (!conn_string) return ZV_BAD_HANDLE;
+  ConnRecord* conn = static_cast<ConnRecord*>(client_alloc(sizeof(ConnRecord)));
+  if (!conn) return ZV_NO_MEMORY;
+  parse_conn_string(conn_string, conn);
+  int32_t rc = conn->conn_string_fault[0] != '\0' ? ZV_BAD_CONN_STRING : ZV_OK;
+  if (text && cap > 0) str_copy_bounded(text, static_cast<size_t>(cap), conn->conn_string_fault);
+  free_conn_record(conn);
+  return rc;
+}
+
+bool conn_string_refused(ConnRecord* conn) {
+  if (conn->conn_string_fault[0] == '\0') return false;
+  set_error_text(&conn->error_text, conn->conn_string_fault);
+  return true;
+}
+
+int32_t login_outcome(ConnRecord* conn, const char* failed_text, int32_t success) {
+  LoginResult login = login_dialogue(conn);
+  if (login == LOGIN_OK) return success;
+  // A refusal of the client's own keeps its text: it says what to change.
+  if (login != LOGIN_REFUSED_HERE) set_error_text(&conn->error_text, failed_text);
+  return ZV_LOGIN_FAILED;
 }
 
 bool create_conn_lock(ConnRecord* conn) {
@@ -49,15 +71,12 @@ bool create_conn_lock(ConnRecord* conn) {
 int32_t ZVC_Reconnect(ConnRecord** handle) {
   if (!handle || !*handle) return ZV_BAD_HANDLE;
   ConnRecord* conn = *handle;
+  if (conn_string_refused(conn)) return ZV_BAD_CONN_STRING;
   if (!net_connect(conn)) {
     set_error_text(&conn->error_text, "[EC0197]Error when RECONNECT Sock Failure");
     return ZV_SOCKET_FAILED;
   }
-  if (!login_dialogue(conn)) {
-    set_error_text(&conn->error_text, "[EC0198]Error when LOGIN database Failure");
-    return ZV_LOGIN_FAILED;
-  }
-  return 1;
+  return login_outcome(conn, "[EC0198]Error when LOGIN database Failure", 1);
 }
 
 void free_conn_record(ConnRecord* conn) {

@@ -61,6 +61,7 @@ int32_t ZVC_OpenConnectionIPS(const char* conn_string, int position, ServerList*
   conn->connect_timeout = CONNECT_TIMEOUT_DEFAULT;
   parse_conn_string(conn_string, conn);
   conn->verbose_mode = 1;
+  if (conn_string_refused(conn)) return ZV_BAD_CONN_STRING;
   if (!conn->server_list) {
     set_error_text(&conn->error_text, "[EC015]IPS Connect needs an IPS= server list");
     return ZV_NO_SERVER_LIST;
@@ -75,8 +76,15 @@ int32_t ZVC_OpenConnectionIPS(const char* conn_string, int position, ServerList*
     if (!start_new_list(conn, state)) return ZV_NO_MEMORY;
     list = *state;
   }
-  while (!connect_current(conn, list)) {
+  // A server that cannot be reached, or that accepts but says nothing before the deadline, is
+  // struck and the next one tried; one that answers, even with a refusal, ends the search.
+  LoginResult login = LOGIN_FAILED;
+  for (;;) {
+    bool linked = connect_current(conn, list);
+    if (linked) login = login_dialogue(conn);
+    if (linked && login != LOGIN_NO_ANSWER) break;
     if (list->remaining < 2) {
+      if (linked) break;  // the last server's silence is its failed login
       set_error_text(&conn->error_text, "[EC013]Error IPS Connect database Failed,sock build failure!\n");
       return ZV_SOCKET_FAILED;
     }
@@ -85,9 +93,10 @@ int32_t ZVC_OpenConnectionIPS(const char* conn_string, int position, ServerList*
     pos += STEP;
     list->current = static_cast<int32_t>(pos % list->remaining);
   }
-  // A server that answers but refuses ends the search: only an unreachable one is skipped.
-  if (!login_dialogue(conn)) {
-    set_error_textf(&conn->error_text, "[EC014]IPS LOGIN database Failure,IP is %s  \n", conn->server_ip);
+  if (login != LOGIN_OK) {
+    // A refusal of the client's own keeps its text: it says what to change.
+    if (login != LOGIN_REFUSED_HERE)
+      set_error_textf(&conn->error_text, "[EC014]IPS LOGIN database Failure,IP is %s  \n", conn->server_ip);
     return ZV_LOGIN_FAILED;
   }
   if (!create_conn_lock(conn)) return ZV_NO_MEMORY;

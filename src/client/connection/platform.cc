@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 #include <cstdlib>
 #include <cstring>
 
@@ -113,6 +114,22 @@ int64_t plat_socket_recv(int fd, void* buf, int64_t len) {
     n = recv(fd, buf, static_cast<size_t>(len), 0);
   } while (n < 0 && errno == EINTR);
   return n;
+}
+
+bool plat_socket_wait_readable(int fd, int32_t timeout_ms) {
+  pollfd p{fd, POLLIN, 0};
+  int n;
+  do {
+    n = poll(&p, 1, timeout_ms);
+  } while (n < 0 && errno == EINTR);
+  // An error on the socket counts as readable: the read that follows reports it.
+  return n != 0;
+}
+
+int64_t plat_now_ms() {
+  timespec ts{};
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
 }
 
 uint32_t plat_inet_addr(const char* text) { return inet_addr(text); }

@@ -21,6 +21,10 @@ void plat_socket_close(int fd);
 // Writes every byte, looping over short writes and EINTR; never raises SIGPIPE.
 // Returns len, or -1 when the socket fails.
 int64_t plat_socket_send(int fd, const void* buf, int64_t len);
+// Waits until fd has bytes to read or has ended, at most timeout_ms; false when the time ran out.
+bool plat_socket_wait_readable(int fd, int32_t timeout_ms);
+// A monotonic clock in milliseconds, for deadlines.
+int64_t plat_now_ms();
 // One receive of up to len bytes, retried on EINTR. Returns the count, 0 at end of stream, -1 on failure.
 int64_t plat_socket_recv(int fd, void* buf, int64_t len);
 // Dotted IPv4 text to network-order address; INADDR_NONE (all bits set) when the text is not an address.

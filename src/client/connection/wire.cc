@@ -16,9 +16,17 @@ int64_t sock_send(ConnRecord* conn, const void* buf, int32_t len) {
   return plat_socket_send(static_cast<int>(conn->socket), buf, len);
 }
 
+// While a link is made, a read waits only for what is left of the one deadline of connect and
+// login, so neither silence nor an answer dripped a byte at a time can stretch it; a failed read
+// tried again after the deadline fails at once.
 int64_t sock_recv(ConnRecord* conn, void* buf, int32_t len) {
   if (conn->socket == 0) return -1;
-  return plat_socket_recv(static_cast<int>(conn->socket), buf, len);
+  int fd = static_cast<int>(conn->socket);
+  if (conn->link_deadline != 0) {
+    int64_t left = conn->link_deadline - plat_now_ms();
+    if (left <= 0 || !plat_socket_wait_readable(fd, static_cast<int32_t>(left))) return -1;
+  }
+  return plat_socket_recv(fd, buf, len);
 }
 
 // Writes and empties send_buf; what it held is dropped when the write fails.
@@ -43,6 +51,10 @@ int32_t send_enciphered(ConnRecord* conn, const uint8_t* buf, int32_t len) {
 }
 
 }  // namespace
+
+bool link_deadline_passed(const ConnRecord* conn) {
+  return conn->link_deadline != 0 && plat_now_ms() >= conn->link_deadline;
+}
 
 bool recv_bytes_general(ConnRecord* conn, void* buf, int32_t len) {
   if (len < 0) return false;

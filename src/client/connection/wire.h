@@ -12,6 +12,9 @@ enum { WIRE_MAX_STRING = 64 * 1024 * 1024 };
 // Blocks of this size and up go to the socket past the send buffer.
 enum { WIRE_BYPASS_SIZE = 2049 };
 
+// True while a link is made and logged in and the deadline of connect_timeout has come.
+bool link_deadline_passed(const ConnRecord* conn);
+
 // The general read: pushback first, then the receive buffer and the socket. The inline
 // reads below take their bytes straight from recv_buf when they can and fall back to it.
 bool recv_bytes_general(ConnRecord* conn, void* buf, int32_t len);

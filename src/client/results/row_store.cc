@@ -71,7 +71,7 @@ static int32_t start_table(ResultRecord* result) {
 }
 
 static int32_t refuse_row(ResultRecord* result) {
-  client_print("语句行结果集过大\n");
+  client_print(result->conn, "语句行结果集过大\n");
   set_result_message(result, "[EC080]select result-set is too large please connect to db-server");
   return -1;
 }

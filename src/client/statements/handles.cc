@@ -33,7 +33,26 @@ const char* handle_error_text(void** handle) {
       return nullptr;
   }
 }
+// The connection a handle belongs to; null when it has none.
+const ConnRecord* handle_conn(void** handle) {
+  switch (kind_of(handle)) {
+    case HT_CONN:
+      return static_cast<ConnRecord*>(*handle);
+    case HT_RESULT:
+      return static_cast<ResultRecord*>(*handle)->conn;
+    case HT_SMART_CURSOR: {
+      const SmartCursor* cursor = static_cast<SmartCursor*>(*handle);
+      return cursor->conn ? cursor->conn : cursor->result ? cursor->result->conn : nullptr;
+    }
+    default:
+      return nullptr;
+  }
+}
 }  // namespace
+
+void ZVC_Notice(void** handle, const char* line) {
+  if (line) notice_line(handle_conn(handle), line);
+}
 
 // The code's 6 bytes and the text's text_len bytes, without terminators: the caller's buffers
 // are of those sizes.

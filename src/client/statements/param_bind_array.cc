@@ -127,7 +127,7 @@ int32_t store_array(ParamTarget t, int32_t i, const ArrayBind& b, bool by_name) 
   release_array_slot(set, i);  // a slot bound again drops what it held
   const ArrayType* form = array_type_of(b.type);
   if (!form) {
-    client_print("bindparam unsurpported datatype\n");
+    client_print(t.conn, "bindparam unsurpported datatype\n");
     put_error(&set->error, BIND_ERROR_SIZE, "[EC058]Error bindparam unsurpported datatype %d invalid", b.type);
     return ZV_BIND_TYPE;
   }
@@ -220,7 +220,7 @@ int32_t bind_array_by_name(ParamTarget t, const char* name, const ArrayBind& b) 
   }
   // The tables hold all the server's parameters, however few the caller said there were.
   if (b.param_num > 0 && i >= b.param_num)
-    client_print("params bind num %d beyanged given num %d \n", i + 1, b.param_num);
+    client_print(t.conn, "params bind num %d beyanged given num %d \n", i + 1, b.param_num);
   return store_array(t, i, b, true);
 }
 

@@ -26,7 +26,7 @@ int32_t on_error(ReplyState* st, char) {
 int32_t on_notice(ReplyState* st, char letter) {
   int32_t rc = recv_reply_text(st->conn);
   if (rc != 0) return rc;
-  client_print(letter == 'W' ? "Server Warning %s \n" : "Server Message %s \n", st->conn->error_text);
+  client_print(st->conn, letter == 'W' ? "Server Warning %s \n" : "Server Message %s \n", st->conn->error_text);
   st->ret = 1;
   return REPLY_GO_ON;
 }
@@ -47,17 +47,17 @@ int32_t on_count(ReplyState* st, char) {
   return REPLY_PEEK;
 }
 
-// Every failed read of these readers says so on standard output; those inside "I", "U" and "D"
+// Every failed read of these readers says so through the notice hook; those inside "I", "U" and "D"
 // also leave their own text.
 void on_failure(ConnRecord* conn, char letter) {
   if (letter == 'I') {
-    client_print("Insert Prop NetError  \n");
+    client_print(conn, "Insert Prop NetError  \n");
     set_error_text(&conn->error_text, "[EC004]Insert Prop NetError");
   } else if (letter == 'U' || letter == 'D') {
-    client_print("Update Prop NetError  \n");
+    client_print(conn, "Update Prop NetError  \n");
     set_error_text(&conn->error_text, "[EC004]Update Prop NetError");
   } else if (letter == 0) {
-    client_print("Net Error %s \n", "recv_noQuery");
+    client_print(conn, "Net Error %s \n", "recv_noQuery");
   }
 }
 
@@ -70,8 +70,8 @@ const ReplyLetter kLetters[] = {
 };
 const ReplyReader kNoQuery = {kLetters, READ_RET, on_failure};
 
-void op_failure(ConnRecord*, char letter) {
-  if (letter == 0) client_print("Net Error %s \n", "recv_noQuery_OP");
+void op_failure(ConnRecord* conn, char letter) {
+  if (letter == 0) client_print(conn, "Net Error %s \n", "recv_noQuery_OP");
 }
 
 // "O" and "P": the value goes into the bound parameter; a cut value or a missing parameter sets

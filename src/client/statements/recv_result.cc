@@ -31,19 +31,19 @@ void bound_rows(ResultRecord* record, int32_t row_limit) {
   record->row_limit = row_limit;
 }
 
-// E, F, W, M: the server's text replaces the connection's error text, with a line on standard
-// output as verbose_mode asks. An error makes the status -1, a warning or message 0.
+// E, F, W, M: the server's text replaces the connection's error text, with a line to the notice hook
+// as verbose_mode asks. An error makes the status -1, a warning or message 0.
 int32_t on_text(ReplyState* st, char letter) {
   int32_t rc = recv_reply_text(st->conn);
   if (rc != 0) return rc;
   const char* text = st->conn->error_text;
   int32_t mode = st->conn->verbose_mode;
   if (letter == 'E' || letter == 'F') {
-    if (mode & (VERBOSE_ALL | VERBOSE_ERRORS)) client_print("[EC031]Error in recv result :%s \n", text);
+    if (mode & (VERBOSE_ALL | VERBOSE_ERRORS)) client_print(st->conn, "[EC031]Error in recv result :%s \n", text);
   } else if (letter == 'W') {
-    if (mode & (VERBOSE_ALL | VERBOSE_WARNINGS)) client_print("[WC032]Server Warning in recv result :%s \n", text);
+    if (mode & (VERBOSE_ALL | VERBOSE_WARNINGS)) client_print(st->conn, "[WC032]Server Warning in recv result :%s \n", text);
   } else {
-    client_print("[MC033]Server send message :%s \n", text);
+    client_print(st->conn, "[MC033]Server send message :%s \n", text);
   }
   st->ret = letter == 'E' || letter == 'F' ? ZV_SERVER_ERROR : 0;
   return REPLY_GO_ON;

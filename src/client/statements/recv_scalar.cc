@@ -21,7 +21,7 @@ int32_t on_text(ReplyState* st, char letter) {
   int32_t rc = recv_reply_text(st->conn);
   if (rc != 0) return rc;
   const char* line = letter == 'W' ? "Server Warning %s \n" : letter == 'M' ? "Server Message %s \n" : "Server Error %s \n";
-  client_print(line, st->conn->error_text);
+  client_print(st->conn, line, st->conn->error_text);
   st->ret = letter == 'W' || letter == 'M' ? 1 : ZV_SERVER_ERROR;
   return REPLY_GO_ON;
 }

@@ -76,7 +76,7 @@ int32_t send_lob(ConnRecord* conn, const ParamSet* set, int32_t i, int32_t type,
   for (LobChunk* chunk = complete ? lob->first_chunk : nullptr; chunk && size > 0; chunk = chunk->next) {
     int32_t part = size < LOB_CHUNK_SIZE ? static_cast<int32_t>(size) : LOB_CHUNK_SIZE;
     if (send_bytes(conn, chunk->data, part) == -1 && type == TC_BLOB) {
-      client_print("send param net Error for BLOB");
+      client_print(conn, "send param net Error for BLOB");
       return -1;
     }
     size -= part;
