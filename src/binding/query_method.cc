@@ -59,6 +59,19 @@ static Local<Object> outcome(QueryRun* run, const char* key, Local<Value> value)
   return obj;
 }
 
+// The rows of the result in hand have ended with ret. They are not the whole result when a block
+// could not be fetched (ret below 0) or when the server's reply carried an error among them: the
+// rows read so far stay, and "Error" tells why there are no more.
+static void check_rows_end(RowContext* ctx, int32_t ret) {
+  char text[ERROR_TEXT_BUF] = {0};
+  if (ret < 0) {
+    failure_text(ctx->p_res, ret, text, sizeof text);
+    set_error(ctx, text);
+  } else if (ZVC_GetRowsError(ctx->p_res, text, sizeof text) == 1) {
+    set_error(ctx, text);
+  }
+}
+
 static void run_insert(QueryRun* run, const char* sql) {
   uint8_t value[SCALAR_BUF];
   int32_t type = 0;
@@ -103,7 +116,13 @@ static void read_results(QueryRun* run, void** p_res) {
       break;
     }
     run->arr_fields = fields;
-    if (ret == 0) ret = append_rows(&ctx, field_num, run->arr_to);
+    if (ret == 0) {
+      ret = read_rows(&ctx, field_num, &run->arr_to);
+      // 0: a row could not be read, and "Error" says so already.
+      if (ret != 0) check_rows_end(&ctx, ret);
+    } else {
+      check_rows_end(&ctx, ret);
+    }
     if (ret != ZV_NO_MORE) break;
     bool chained = run->arr_muti_results->Length() > 0;
     if (ZVC_NextResult(p_res) != 0) {
