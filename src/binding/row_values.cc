@@ -74,7 +74,7 @@ static const char* data_error_text(int32_t code) {
 }
 
 // In query a failure becomes "Error" (NULL is no failure there); the query object's readers
-// throw every failure, NULL included, and go on with the row.
+// throw every failure, NULL included where null_is_error says so, and go on with the row.
 static void report_data_error(RowContext* ctx, int32_t code, bool null_is_error) {
   if (code >= 0 || (code == ZV_NULL_VALUE && !null_is_error)) return;
   const char* text = data_error_text(code);
@@ -170,7 +170,8 @@ static Local<Value> text_value(RowContext* ctx, int32_t column, int32_t ctype) {
   int32_t data_len = 0;
   int32_t ret = ZVC_GetData(ctx->p_res, column, CT_TEXT, buffer, buff_len, &data_len);
   bool query = ctx->reader == READER_QUERY;
-  if (query) report_data_error(ctx, ret, false);
+  // A value cut to fit its buffer is told to every reader: none hands out a short text silently.
+  report_data_error(ctx, ret, false);
   if (data_len <= 0) return query ? Local<Value>(v8::Null(ctx->isolate)) : Local<Value>(v8::String::Empty(ctx->isolate));
   if (query && ctype == CT_BOOL) return v8::Boolean::New(ctx->isolate, buffer[0] == 'T');
   return utf8(ctx->isolate, buffer, text_length(ret, buffer, buff_len, data_len));

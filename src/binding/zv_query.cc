@@ -121,11 +121,16 @@ static Local<Value> text_or_null(Isolate* isolate, const char* text) {
 }
 
 // The rows have ended (100) or failed: the result goes at once, and a failure is kept as the
-// object's error.
+// object's error. An error that the server sent among the rows is a failure too: the rows read
+// are all there are, but not the whole result.
 void ZVQuery::end_rows(int32_t ret) {
-  if (ret < 0) {
-    char text[ERROR_TEXT_BUF] = {0};
+  char text[ERROR_TEXT_BUF] = {0};
+  bool failed = true;
+  if (ret < 0)
     failure_text(&p_res, ret, text, sizeof text);
+  else
+    failed = ZVC_GetRowsError(&p_res, text, sizeof text) == 1;
+  if (failed) {
     free(error_text);
     error_text = strdup(text);
   }
