@@ -46,7 +46,8 @@ static void Initialize(Local<Object> exports, Local<Value>, void*) {
   Local<v8::Function> fn = FunctionTemplate::New(isolate, CreateConnection)->GetFunction(context).ToLocalChecked();
   Local<String> name = String::NewFromUtf8Literal(isolate, "createConnection", v8::NewStringType::kInternalized);
   fn->SetName(name);
-  exports->Set(context, name, fn).Check();
+  // An own property: a setter that a script put on Object.prototype neither sees nor stops it.
+  exports->CreateDataProperty(context, name, fn).FromMaybe(false);
 }
 
 }  // namespace zvdbms

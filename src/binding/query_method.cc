@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "binding/bind_values.h"
 #include "binding/row_blocks.h"
@@ -37,26 +38,43 @@ struct QueryRun {
   Local<Array> arr_fields;
   Local<Array> arr_muti_results;
   Local<Array> arr_muti_fields;
+  std::string failure;  // the statement's failure, for a query object
 };
 
+// Everything query makes is an object or array of its own, filled with own properties: no
+// setter or getter that a script put on a prototype takes part.
 static void append(QueryRun* run, Local<Array> array, Local<Value> value) {
-  array->Set(run->context, array->Length(), value).Check();
+  array->CreateDataProperty(run->context, array->Length(), value).FromMaybe(false);
 }
 
 static void set_run_error(QueryRun* run, int32_t ret) {
   char text[ERROR_TEXT_BUF] = {0};
   failure_text(reinterpret_cast<void**>(run->handle), ret, text, sizeof text);
-  run->obj_err->Set(run->context, utf8(run->isolate, "Error"), utf8(run->isolate, text)).Check();
+  run->failure = text;
+  run->obj_err->CreateDataProperty(run->context, utf8(run->isolate, "Error"), utf8(run->isolate, text)).FromMaybe(false);
 }
 
 static bool has_error(QueryRun* run) {
-  return run->obj_err->Has(run->context, utf8(run->isolate, "Error")).FromMaybe(false);
+  return run->obj_err->HasOwnProperty(run->context, utf8(run->isolate, "Error")).FromMaybe(false);
 }
 
 static Local<Object> outcome(QueryRun* run, const char* key, Local<Value> value) {
   Local<Object> obj = Object::New(run->isolate);
-  obj->Set(run->context, utf8(run->isolate, key), value).Check();
+  obj->CreateDataProperty(run->context, utf8(run->isolate, key), value).FromMaybe(false);
   return obj;
+}
+
+// The rows of the result in hand have ended with ret. They are not the whole result when a block
+// could not be fetched (ret below 0) or when the server's reply carried an error among them: the
+// rows read so far stay, and "Error" tells why there are no more.
+static void check_rows_end(RowContext* ctx, int32_t ret) {
+  char text[ERROR_TEXT_BUF] = {0};
+  if (ret < 0) {
+    failure_text(ctx->p_res, ret, text, sizeof text);
+    set_error(ctx, text);
+  } else if (ZVC_GetRowsError(ctx->p_res, text, sizeof text) == 1) {
+    set_error(ctx, text);
+  }
 }
 
 static void run_insert(QueryRun* run, const char* sql) {
@@ -103,7 +121,13 @@ static void read_results(QueryRun* run, void** p_res) {
       break;
     }
     run->arr_fields = fields;
-    if (ret == 0) ret = append_rows(&ctx, field_num, run->arr_to);
+    if (ret == 0) {
+      ret = read_rows(&ctx, field_num, &run->arr_to);
+      // 0: a row could not be read, and "Error" says so already.
+      if (ret != 0) check_rows_end(&ctx, ret);
+    } else {
+      check_rows_end(&ctx, ret);
+    }
     if (ret != ZV_NO_MORE) break;
     bool chained = run->arr_muti_results->Length() > 0;
     if (ZVC_NextResult(p_res) != 0) {
@@ -120,27 +144,6 @@ static void read_results(QueryRun* run, void** p_res) {
     run->arr_fields = Array::New(run->isolate);
   }
   row_context_free(&ctx);
-}
-
-// The pointer of a result handed to a ZVQuery travels as the bits of a double.
-static double pointer_bits(void* p) {
-  double d = 0;
-  static_assert(sizeof d == sizeof p, "pointer and double differ in size");
-  memcpy(&d, &p, sizeof d);
-  return d;
-}
-
-static Local<Value> make_query_object(QueryRun* run, const char* sql, int32_t column_count, double result_bits) {
-  Isolate* isolate = run->isolate;
-  Local<Array> arr_query = Array::New(isolate, 3);
-  arr_query->Set(run->context, 0, v8::Number::New(isolate, column_count)).Check();
-  arr_query->Set(run->context, 1, v8::Number::New(isolate, result_bits)).Check();
-  arr_query->Set(run->context, 2, has_error(run) ? Local<Value>(run->obj_err) : Local<Value>(v8::Null(isolate))).Check();
-  Local<Function> factory = Local<Function>::New(isolate, ZVQuery::factory);
-  Local<Value> argv[2] = {utf8(isolate, sql), arr_query};
-  Local<Value> query;
-  if (!factory->Call(run->context, v8::Null(isolate), 2, argv).ToLocal(&query)) return v8::Undefined(isolate);
-  return query;
 }
 
 // Entry checks; on success *sql holds the statement text (owned) and *values the values.
@@ -166,13 +169,26 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
     return throw_type_error(isolate, "Error: The args Query sql is needed "), false;
   Local<v8::Context> context = isolate->GetCurrentContext();
   Local<Object> statement = args[0].As<Object>();
-  Local<Value> text = statement->Get(context, utf8(isolate, "sql")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
-  *values = statement->Get(context, utf8(isolate, "values")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
+  // A getter or a text conversion of the script's that throws ends the call with its exception.
+  Local<Value> text;
+  if (!statement->Get(context, utf8(isolate, "sql")).ToLocal(&text) ||
+      !statement->Get(context, utf8(isolate, "values")).ToLocal(values))
+    return false;
   // The statement's own values come first; else the second argument (the callback, when it
   // stands there, has no values: every placeholder then binds NULL).
   if ((*values)->IsUndefined()) *values = args[1];
-  *sql = utf8_copy(isolate, text);
-  return true;
+  return text_copy(isolate, text, sql);
+}
+
+// Binds the values; a getter or conversion of theirs that throws sends nothing: the bound part
+// is cleared and the script meets the exception.
+static bool bind_or_throw(Isolate* isolate, ZVConnection* conn, const char* sql, Local<Value> values) {
+  v8::TryCatch caught(isolate);
+  bind_values(isolate, &conn->p_conn, sql, values);
+  if (!caught.HasCaught()) return true;
+  ZVC_ClearParams(reinterpret_cast<void**>(&conn->p_conn));
+  caught.ReThrow();
+  return false;
 }
 
 void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
@@ -182,16 +198,19 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   char* sql = nullptr;
   Local<Value> values;
   if (!read_arguments(args, conn, &sql, &values)) return;
-  bind_values(isolate, &conn->p_conn, sql, values);
+  if (!bind_or_throw(isolate, conn, sql, values)) {
+    free(sql);
+    return;
+  }
 
   QueryRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Object::New(isolate), Array::New(isolate),
-               Array::New(isolate), Array::New(isolate), Array::New(isolate)};
+               Array::New(isolate), Array::New(isolate), Array::New(isolate), std::string()};
   Local<Value> callback = args[2]->IsFunction() ? args[2] : args[1];
   bool reads_rows = callback->IsFunction();
   // Without a callback the ZVQuery gets the result of a SELECT; any other statement leaves it
   // no result at all rather than a made-up handle.
+  void* held = nullptr;
   int32_t column_count = 0;
-  double result_bits = pointer_bits(nullptr);
 
   switch (ZVC_ClassifySql(sql)) {
     case SQL_INSERT: run_insert(&run, sql); break;
@@ -205,7 +224,7 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
         set_run_error(&run, ret);
         ZVC_CloseResult(&p_res);
       } else if (!reads_rows) {
-        result_bits = pointer_bits(p_res);
+        held = p_res;
         column_count = field_num;
       } else {
         conn->hold_result(p_res);
@@ -228,7 +247,10 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
     call_back(isolate, callback.As<Function>(), 3, argv);
     return;
   }
-  args.GetReturnValue().Set(make_query_object(&run, sql, column_count, result_bits));
+  Local<Object> query;
+  if (ZVQuery::Make(isolate, held, column_count, run.failure.empty() ? nullptr : run.failure.c_str())
+          .ToLocal(&query))
+    args.GetReturnValue().Set(query);
   free(sql);
 }
 

@@ -1,6 +1,9 @@
 #include "binding/row_blocks.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "zvc.h"
@@ -17,72 +20,94 @@ namespace {
 
 // Values per block: a block's handles live in one scope, so the collector walks few of them.
 constexpr size_t kBlockValues = 8192;
+// Shapes whose builders are kept at once; the next one starts the cache anew.
+constexpr size_t kMaxShapes = 64;
 
-// rows(names, blocks, out): one function per shape, kept by the names; "__proto__" is made an
-// own property, as for a row made in C++, and a repeated name keeps its later column's value.
-// Where the host forbids code from strings, each row is defined property by property.
-const char kRowsScript[] = R"JS((function () {
-  'use strict';
-  const makers = new Map();
-  function slowMaker(names) {
-    return (v, k) => {
-      const row = {};
-      for (let c = 0; c < names.length; ++c) {
-        Object.defineProperty(row, names[c], { value: v[k + c], writable: true, enumerable: true, configurable: true });
-      }
-      return row;
-    };
-  }
-  function maker(names) {
-    const key = names.join('\0');
-    let make = makers.get(key);
-    if (make !== undefined) return make;
-    const fields = names.map((n, c) => `${n === '__proto__' ? '["__proto__"]' : JSON.stringify(n)}: v[k + ${c}]`);
-    try {
-      make = new Function('v', 'k', `return { ${fields.join(', ')} };`);
-    } catch (err) {
-      make = slowMaker(names);
+// A column name as a string literal of the builder's text: every unit but printable ASCII, and
+// the quote and the backslash, goes as \uXXXX, so that a name from the server is only ever a key.
+// "__proto__" becomes a computed key, which makes an own property as for any other name.
+void append_key(Isolate* isolate, Local<v8::Name> name, std::string* out) {
+  Local<v8::String> text = name.As<v8::String>();
+  std::vector<uint16_t> units(text->Length());
+  text->Write(isolate, units.data(), 0, static_cast<int>(units.size()), v8::String::NO_NULL_TERMINATION);
+  std::string literal = "\"";
+  for (uint16_t unit : units) {
+    if (unit >= 0x20 && unit < 0x7f && unit != '"' && unit != '\\') {
+      literal.push_back(static_cast<char>(unit));
+    } else {
+      char escape[8];
+      snprintf(escape, sizeof escape, "\\u%04x", unit);
+      literal.append(escape);
     }
-    if (makers.size >= 64) makers.clear();
-    makers.set(key, make);
-    return make;
   }
-  return function rows(names, blocks, out) {
-    const make = maker(names);
-    const width = names.length;
-    let r = out.length;
-    for (const block of blocks) {
-      for (let k = 0; k < block.length; k += width) out[r++] = make(block, k);
-    }
-  };
-})())JS";
+  literal.push_back('"');
+  if (literal == "\"__proto__\"") literal = "[" + literal + "]";
+  out->append(literal);
+}
 
-v8::Persistent<Function> rows_function;
-
-// Compiled at the first use and kept for the life of the process, as the classes are.
-bool rows_maker(Isolate* isolate, Local<v8::Context> context, Local<Function>* out) {
-  if (rows_function.IsEmpty()) {
-    Local<v8::String> source = v8::String::NewFromUtf8Literal(isolate, kRowsScript);
-    Local<v8::Script> script;
-    Local<Value> fn;
-    if (!v8::Script::Compile(context, source).ToLocal(&script) || !script->Run(context).ToLocal(&fn) ||
-        !fn->IsFunction())
-      return false;
-    rows_function.Reset(isolate, fn.As<Function>());
+// The builder of a shape: build(blocks, rows) turns the values of every block into row objects
+// and stores them in order into rows, whose places all exist. It reads only its arguments' own
+// elements and lengths and stores only into existing own elements, and an object literal
+// defines its keys as own properties: no global, prototype, getter or setter takes part. A
+// repeated name keeps its later column's value.
+std::string builder_source(RowContext* ctx, int32_t count) {
+  std::string text =
+      "(function (blocks, rows) {\n'use strict';\nlet r = 0;\n"
+      "for (let b = 0; b < blocks.length; ++b) {\nconst v = blocks[b];\nfor (let k = 0; k < v.length; k += ";
+  text += std::to_string(count);
+  text += ") rows[r++] = {";
+  for (int32_t c = 0; c < count; ++c) {
+    if (c > 0) text += ", ";
+    append_key(ctx->isolate, ctx->names[c], &text);
+    text += ": v[k + " + std::to_string(c) + "]";
   }
-  *out = rows_function.Get(isolate);
+  text += "};\n}\n})";
+  return text;
+}
+
+// Builders by their text. Never freed, as the classes are not: a handle must not be reset by a
+// destructor at exit, after the isolate has gone.
+std::unordered_map<std::string, v8::Global<Function>>& builders() {
+  static auto* made = new std::unordered_map<std::string, v8::Global<Function>>();
+  return *made;
+}
+
+// The builder for the current shape, compiled at its first use. False when our text could not be
+// compiled (no memory left for it): the rows are then made one at a time.
+bool row_builder(RowContext* ctx, int32_t count, Local<Function>* out) {
+  Isolate* isolate = ctx->isolate;
+  std::string source = builder_source(ctx, count);
+  auto& cache = builders();
+  auto found = cache.find(source);
+  if (found != cache.end()) {
+    *out = found->second.Get(isolate);
+    return true;
+  }
+  v8::TryCatch caught(isolate);
+  Local<v8::String> text;
+  Local<v8::Script> script;
+  Local<Value> fn;
+  if (!v8::String::NewFromUtf8(isolate, source.data(), v8::NewStringType::kNormal, static_cast<int>(source.size()))
+           .ToLocal(&text) ||
+      !v8::Script::Compile(ctx->context, text).ToLocal(&script) || !script->Run(ctx->context).ToLocal(&fn) ||
+      !fn->IsFunction())
+    return false;
+  if (cache.size() >= kMaxShapes) cache.clear();
+  cache.emplace(std::move(source), v8::Global<Function>(isolate, fn.As<Function>()));
+  *out = fn.As<Function>();
   return true;
 }
 
-// A result without columns (or a host where the script cannot run): a row object at a time.
-int32_t append_rows_singly(RowContext* ctx, int32_t count, Local<Array> out) {
+// A result without columns (or a builder that could not be compiled): a row object at a time.
+int32_t read_rows_singly(RowContext* ctx, int32_t count, Local<Array>* rows) {
+  *rows = Array::New(ctx->isolate);
   int32_t ret = 0;
-  for (uint32_t index = out->Length(); ret == 0; ++index) {
+  for (uint32_t index = 0; ret == 0; ++index) {
     // Each row's handles die with its scope; the array keeps the row.
     v8::HandleScope row_scope(ctx->isolate);
     Local<v8::Object> row;
     if (!row_to_object(ctx, count).ToLocal(&row)) return 0;
-    out->Set(ctx->context, index, row).Check();
+    (*rows)->CreateDataProperty(ctx->context, index, row).FromMaybe(false);
     ret = ZVC_NextRow(ctx->p_res);
   }
   return ret;
@@ -90,17 +115,18 @@ int32_t append_rows_singly(RowContext* ctx, int32_t count, Local<Array> out) {
 
 }  // namespace
 
-int32_t append_rows(RowContext* ctx, int32_t count, Local<Array> out) {
+int32_t read_rows(RowContext* ctx, int32_t count, Local<Array>* rows) {
   Isolate* isolate = ctx->isolate;
-  Local<v8::Context> context = ctx->context;
-  Local<Function> rows;
-  if (count <= 0 || !rows_maker(isolate, context, &rows)) return append_rows_singly(ctx, count, out);
-  const size_t rows_per_block = std::max<size_t>(1, kBlockValues / static_cast<size_t>(count));
-  Local<Array> blocks = Array::New(isolate);
+  Local<Function> build;
+  if (count <= 0 || !row_builder(ctx, count, &build)) return read_rows_singly(ctx, count, rows);
+  const size_t width = static_cast<size_t>(count);
+  const size_t rows_per_block = std::max<size_t>(1, kBlockValues / width);
+  std::vector<Local<Value>> blocks;
   std::vector<Local<Value>> values;
+  size_t total = 0;
   int32_t ret = 0;
   bool failed = false;
-  for (uint32_t b = 0; ret == 0 && !failed; ++b) {
+  while (ret == 0 && !failed) {
     v8::EscapableHandleScope scope(isolate);
     values.clear();
     for (size_t r = 0; r < rows_per_block && ret == 0; ++r) {
@@ -111,11 +137,14 @@ int32_t append_rows(RowContext* ctx, int32_t count, Local<Array> out) {
       values.insert(values.end(), ctx->values.begin(), ctx->values.end());
       ret = ZVC_NextRow(ctx->p_res);
     }
-    blocks->Set(context, b, scope.Escape(Array::New(isolate, values.data(), values.size()))).Check();
+    total += values.size() / width;
+    blocks.push_back(scope.Escape(Array::New(isolate, values.data(), values.size())));
   }
-  std::vector<Local<Value>> names(ctx->names.begin(), ctx->names.end());
-  Local<Value> argv[3] = {Array::New(isolate, names.data(), names.size()), blocks, out};
-  if (rows->Call(context, v8::Undefined(isolate), 3, argv).IsEmpty()) return 0;
+  // Every row's place exists before the builder fills it, so that storing a row asks no prototype.
+  std::vector<Local<Value>> places(total, v8::Undefined(isolate));
+  *rows = Array::New(isolate, places.data(), places.size());
+  Local<Value> argv[2] = {Array::New(isolate, blocks.data(), blocks.size()), *rows};
+  if (build->Call(ctx->context, v8::Undefined(isolate), 2, argv).IsEmpty()) return 0;
   return failed ? 0 : ret;
 }
 

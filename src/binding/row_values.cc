@@ -59,7 +59,8 @@ void row_context_free(RowContext* ctx) {
 }
 
 void set_error(RowContext* ctx, const char* text) {
-  ctx->obj_err->Set(ctx->context, utf8(ctx->isolate, "Error"), utf8(ctx->isolate, text)).Check();
+  // An own property, made on an object of ours: no setter of the script's can see or stop it.
+  ctx->obj_err->CreateDataProperty(ctx->context, utf8(ctx->isolate, "Error"), utf8(ctx->isolate, text)).FromMaybe(false);
 }
 
 // The words a failed read gets in a script.
@@ -75,7 +76,7 @@ static const char* data_error_text(int32_t code) {
 }
 
 // In query a failure becomes "Error" (NULL is no failure there); the query object's readers
-// throw every failure, NULL included, and go on with the row.
+// throw every failure, NULL included where null_is_error says so, and go on with the row.
 static void report_data_error(RowContext* ctx, int32_t code, bool null_is_error) {
   if (code >= 0 || (code == ZV_NULL_VALUE && !null_is_error)) return;
   const char* text = data_error_text(code);
@@ -171,7 +172,8 @@ static Local<Value> text_value(RowContext* ctx, int32_t column, int32_t ctype) {
   int32_t data_len = 0;
   int32_t ret = ZVC_GetData(ctx->p_res, column, CT_TEXT, buffer, buff_len, &data_len);
   bool query = ctx->reader == READER_QUERY;
-  if (query) report_data_error(ctx, ret, false);
+  // A value cut to fit its buffer is told to every reader: none hands out a short text silently.
+  report_data_error(ctx, ret, false);
   if (data_len <= 0) return query ? Local<Value>(v8::Null(ctx->isolate)) : Local<Value>(v8::String::Empty(ctx->isolate));
   if (query && ctype == CT_BOOL) return v8::Boolean::New(ctx->isolate, buffer[0] == 'T');
   return utf8(ctx->isolate, buffer, text_length(ret, buffer, buff_len, data_len));
@@ -241,20 +243,23 @@ bool column_names(RowContext* ctx, int32_t count) {
   return true;
 }
 
+Local<Object> field_object(Isolate* isolate, Local<Value> object_proto, Local<Value> name, int32_t type) {
+  Local<Name> keys[2] = {utf8(isolate, "ColName"), utf8(isolate, "Type")};
+  Local<Value> values[2] = {name, v8::Integer::New(isolate, type)};
+  return Object::New(isolate, object_proto, keys, values, 2);
+}
+
 MaybeLocal<Array> column_objects(RowContext* ctx, int32_t count) {
   Isolate* isolate = ctx->isolate;
-  Local<Array> fields = Array::New(isolate, count);
-  Local<Name> keys[2] = {utf8(isolate, "ColName"), utf8(isolate, "Type")};
+  std::vector<Local<Value>> fields(count > 0 ? count : 0);
   for (int32_t c = 1; c <= count; ++c) {
     char name[NAME_BUF] = {0};
     if (ZVC_GetColumnName(ctx->p_res, c, name) < 0) return MaybeLocal<Array>();
     int32_t type = 0;
     ZVC_GetColumnType(ctx->p_res, c, &type);
-    Local<Value> values[2] = {utf8(isolate, name), v8::Integer::New(isolate, type)};
-    Local<Object> field = Object::New(isolate, ctx->object_proto, keys, values, 2);
-    fields->Set(ctx->context, c - 1, field).Check();
+    fields[c - 1] = field_object(isolate, ctx->object_proto, utf8(isolate, name), type);
   }
-  return fields;
+  return Array::New(isolate, fields.data(), fields.size());
 }
 
 // With distinct keys the object is made in one step; a repeated name falls back to setting
@@ -262,7 +267,7 @@ MaybeLocal<Array> column_objects(RowContext* ctx, int32_t count) {
 static Local<Object> make_row(RowContext* ctx, int32_t count, Local<Name>* names, Local<Value>* values) {
   if (ctx->distinct_names) return Object::New(ctx->isolate, ctx->object_proto, names, values, count);
   Local<Object> row = Object::New(ctx->isolate);
-  for (int32_t c = 0; c < count; ++c) row->CreateDataProperty(ctx->context, names[c], values[c]).Check();
+  for (int32_t c = 0; c < count; ++c) row->CreateDataProperty(ctx->context, names[c], values[c]).FromMaybe(false);
   return row;
 }
 

@@ -32,12 +32,16 @@ void row_context_init(RowContext* ctx, v8::Isolate* isolate, void** p_res, RowRe
                       v8::Local<v8::Object> obj_err);
 void row_context_free(RowContext* ctx);
 
-// Sets obj_err["Error"] to text; a later failure overwrites an earlier one.
+// Sets obj_err's own "Error" to text; a later failure overwrites an earlier one.
 void set_error(RowContext* ctx, const char* text);
 
 // Column names of the current result into ctx->names, the keys of its rows.
 // False when a name can't be read.
 bool column_names(RowContext* ctx, int32_t count);
+// One column's {ColName, Type} object, made whole with its own properties; object_proto is
+// Object.prototype.
+v8::Local<v8::Object> field_object(v8::Isolate* isolate, v8::Local<v8::Value> object_proto, v8::Local<v8::Value> name,
+                                   int32_t type);
 // The fields array: one {ColName, Type} object per column. Empty on failure.
 v8::MaybeLocal<v8::Array> column_objects(RowContext* ctx, int32_t count);
 

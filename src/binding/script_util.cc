@@ -34,6 +34,13 @@ char* utf8_copy(Isolate* isolate, Local<Value> value) {
   return strdup(*text ? *text : "");
 }
 
+bool text_copy(Isolate* isolate, Local<Value> value, char** out) {
+  Local<String> text;
+  if (!value->ToString(isolate->GetCurrentContext()).ToLocal(&text)) return false;
+  *out = utf8_copy(isolate, text);
+  return true;
+}
+
 void call_back(Isolate* isolate, Local<Function> fn, int argc, Local<Value>* argv) {
   // A callback that throws leaves its exception pending; the script meets it when we return.
   Local<Value> ignored;

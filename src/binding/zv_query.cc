@@ -23,26 +23,7 @@ using v8::Value;
 enum { NAME_BUF = 128, ERROR_TEXT_BUF = 1024 };
 
 v8::Persistent<Function> ZVQuery::constructor;
-v8::Persistent<Function> ZVQuery::factory;
 
-// The class is reachable from scripts through an instance's constructor, so a result pointer
-// is taken from the arguments only when query itself builds the object through the factory.
-static bool building_from_query = false;
-
-static void instantiate(const FunctionCallbackInfo<Value>& args, bool from_query) {
-  Isolate* isolate = args.GetIsolate();
-  Local<Value> argv[2] = {args[0], args[1]};
-  building_from_query = from_query;
-  Local<Object> instance;
-  bool made = Local<Function>::New(isolate, ZVQuery::constructor)
-                  ->NewInstance(isolate->GetCurrentContext(), 2, argv)
-                  .ToLocal(&instance);
-  building_from_query = false;
-  if (made) args.GetReturnValue().Set(instance);
-}
-
-// The factory's function is made here once: a template made for each query would stay in
-// the isolate for good, and a script making many query objects would grow the heap without end.
 void ZVQuery::Init(Isolate* isolate) {
   static const MethodEntry methods[] = {
       {"on", On},
@@ -50,17 +31,34 @@ void ZVQuery::Init(Isolate* isolate) {
       {"close", Close},
   };
   constructor.Reset(isolate, build_class(isolate, "ZVQuery", New, 3, methods, sizeof methods / sizeof methods[0]));
-  Local<Function> fn = v8::FunctionTemplate::New(isolate, Factory)->GetFunction(isolate->GetCurrentContext()).ToLocalChecked();
-  factory.Reset(isolate, fn);
 }
 
-void ZVQuery::Factory(const FunctionCallbackInfo<Value>& args) { instantiate(args, true); }
+static v8::MaybeLocal<Object> new_instance(Isolate* isolate) {
+  return Local<Function>::New(isolate, ZVQuery::constructor)->NewInstance(isolate->GetCurrentContext());
+}
+
+v8::MaybeLocal<Object> ZVQuery::Make(Isolate* isolate, void* result, int32_t column_count, const char* failure) {
+  Local<Object> instance;
+  if (!new_instance(isolate).ToLocal(&instance)) {
+    release_result(&result);
+    return instance;
+  }
+  ZVQuery* query = ObjectWrap::Unwrap<ZVQuery>(instance);
+  if (failure) {
+    query->error_text = strdup(failure);
+    release_result(&result);
+  } else if (result) {
+    query->p_res = result;
+    query->column_count = column_count;
+    query->take_columns(isolate);
+  }
+  return instance;
+}
 
 // Collection may come at any moment, so it sends nothing: a smart cursor still open on the
 // server waits for the next release on the script thread.
 ZVQuery::~ZVQuery() {
   drop_result(&p_res);
-  free(sql_text);
   free(error_text);
 }
 
@@ -80,30 +78,16 @@ void ZVQuery::take_columns(Isolate* isolate) {
   distinct_names = seen.size() == columns.size();
 }
 
+// Takes nothing from its arguments: an object made here has no result, and only Make gives one.
 void ZVQuery::New(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   if (!args.IsConstructCall()) {
-    instantiate(args, false);
+    Local<Object> instance;
+    if (new_instance(isolate).ToLocal(&instance)) args.GetReturnValue().Set(instance);
     return;
   }
   close_kept_results();
-  Local<v8::Context> context = isolate->GetCurrentContext();
   ZVQuery* query = new ZVQuery();
-  if (args[0]->IsString()) query->sql_text = utf8_copy(isolate, args[0]);
-  if (building_from_query && args[1]->IsArray() && args[1].As<Array>()->Length() == 3) {
-    Local<Array> arr = args[1].As<Array>();
-    Local<Value> count = arr->Get(context, 0).ToLocalChecked();
-    Local<Value> handle = arr->Get(context, 1).ToLocalChecked();
-    Local<Value> third = arr->Get(context, 2).ToLocalChecked();
-    if (!third->IsNull() && third->IsObject()) {
-      query->error_text = utf8_copy(isolate, third.As<Object>()->Get(context, utf8(isolate, "Error")).ToLocalChecked());
-    } else if (handle->IsNumber()) {
-      double bits = handle.As<v8::Number>()->Value();
-      memcpy(&query->p_res, &bits, sizeof bits);
-      query->column_count = query->p_res ? count->Int32Value(context).FromMaybe(0) : 0;
-      query->take_columns(isolate);
-    }
-  }
   query->Wrap(args.This());
   args.GetReturnValue().Set(args.This());
 }
@@ -121,11 +105,16 @@ static Local<Value> text_or_null(Isolate* isolate, const char* text) {
 }
 
 // The rows have ended (100) or failed: the result goes at once, and a failure is kept as the
-// object's error.
+// object's error. An error that the server sent among the rows is a failure too: the rows read
+// are all there are, but not the whole result.
 void ZVQuery::end_rows(int32_t ret) {
-  if (ret < 0) {
-    char text[ERROR_TEXT_BUF] = {0};
+  char text[ERROR_TEXT_BUF] = {0};
+  bool failed = true;
+  if (ret < 0)
     failure_text(&p_res, ret, text, sizeof text);
+  else
+    failed = ZVC_GetRowsError(&p_res, text, sizeof text) == 1;
+  if (failed) {
     free(error_text);
     error_text = strdup(text);
   }
@@ -165,17 +154,14 @@ void ZVQuery::read_row(Isolate* isolate, int reader, Local<Function> cb) {
 // One {ColName, Type} object per column; a column whose name could not be read is thrown
 // after the callback, with the empty name in its place.
 void ZVQuery::tell_fields(Isolate* isolate, Local<Function> cb) {
-  Local<v8::Context> context = isolate->GetCurrentContext();
-  Local<Array> fields = Array::New(isolate, static_cast<int>(columns.size()));
+  Local<Value> object_proto = Object::New(isolate)->GetPrototype();
+  std::vector<Local<Value>> fields(columns.size());
   Local<Value> failure;
   for (size_t c = 0; c < columns.size(); ++c) {
-    Local<Object> field = Object::New(isolate);
-    field->Set(context, utf8(isolate, "ColName"), columns[c].name.Get(isolate)).Check();
-    field->Set(context, utf8(isolate, "Type"), v8::Integer::New(isolate, columns[c].type)).Check();
-    fields->Set(context, static_cast<uint32_t>(c), field).Check();
+    fields[c] = field_object(isolate, object_proto, columns[c].name.Get(isolate), columns[c].type);
     if (!columns[c].named) failure = v8::Exception::TypeError(utf8(isolate, "column NUM overflow"));
   }
-  deliver(isolate, cb, fields, failure);
+  deliver(isolate, cb, Array::New(isolate, fields.data(), fields.size()), failure);
 }
 
 // The event as written, compared without regard to ASCII case; false for a non-string or a

@@ -12,15 +12,20 @@ namespace zvdbms {
 
 class ZVQuery : public node::ObjectWrap {
  public:
-  // Both made once at load and never released: they live as long as the process. A Global
-  // here would be reset by its destructor at exit, after the isolate has gone.
+  // Made once at load and never released: it lives as long as the process. A Global here
+  // would be reset by its destructor at exit, after the isolate has gone.
   static v8::Persistent<v8::Function> constructor;
-  static v8::Persistent<v8::Function> factory;  // (sql, arr_query) -> a new ZVQuery; query calls it
   static void Init(v8::Isolate* isolate);
+  // The object query returns without a callback, made and filled here, where no script runs:
+  // it takes over result (null for none) with its column count, or holds the failure text.
+  // The class called from a script (reachable as an instance's constructor) makes an object
+  // without a result, whose rows have ended. Empty, with result released, when no object could
+  // be made.
+  static v8::MaybeLocal<v8::Object> Make(v8::Isolate* isolate, void* result, int32_t column_count,
+                                         const char* failure);
 
   ~ZVQuery() override;
 
-  char* sql_text = nullptr;
   // The result to read; null when the statement failed, brought no rows, or its rows have
   // ended or were closed.
   void* p_res = nullptr;
@@ -44,7 +49,6 @@ class ZVQuery : public node::ObjectWrap {
   void end_rows(int32_t ret);
 
   static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
-  static void Factory(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void On(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void NextRecord(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void Close(const v8::FunctionCallbackInfo<v8::Value>& args);

@@ -297,6 +297,10 @@ int32_t ZVC_GetColumnInfo(void** handle, int32_t column, char* table_out, char* 
                           int32_t* ctype_out, int32_t* size_out, int32_t* detail_out);
 int32_t ZVC_GetColumnIndex(void** handle, const char* name);
 int32_t ZVC_NextRow(void** handle);
+// Whether an E or F came among the rows of the result in hand (of a smart cursor, the block in
+// hand), which ZVC_NextRow does not report: 1 with the result's texts in buffer (cut to buffer_len
+// bytes with the terminator), 0 when none came, -3 for no result.
+int32_t ZVC_GetRowsError(void** handle, char* buffer, int32_t buffer_len);
 int32_t ZVC_NextResult(void** handle);
 int32_t ZVC_CloseResult(void** handle);
 int32_t ZVC_FreeHandle(void** handle);

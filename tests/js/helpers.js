@@ -22,6 +22,16 @@ function run(conn, sql) {
   return out;
 }
 
+// A table whose json(v) fails at row `bad` of `count`, and the select that reads it in table
+// order: the server sends the rows before the failing one, then the error among the rows.
+function failingRows(conn, table, count, bad) {
+  run(conn, `create table ${table} (i integer, v varchar(8))`);
+  const filled = run(conn, `insert into ${table} with recursive n(i) as (select 1 union all select i + 1 from n
+    where i < ${count}) select i, case when i = ${bad} then 'bad{' else '[' || i || ']' end from n`);
+  if (filled.err) throw new Error(filled.err.Error);
+  return `select i, json(v) as j from ${table}`;
+}
+
 // A reference server for the test file, started before its tests and stopped after them, and
 // with connect set a connection open on it: fx.server, fx.conn.
 function withServer(test, { connect = false } = {}) {
@@ -37,4 +47,4 @@ function withServer(test, { connect = false } = {}) {
   return fx;
 }
 
-module.exports = { zanvodb, launcher, options, openConnection, run, withServer };
+module.exports = { zanvodb, launcher, options, openConnection, run, failingRows, withServer };

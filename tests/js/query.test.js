@@ -1,7 +1,7 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { openConnection, run, withServer } = require('./helpers');
+const { failingRows, openConnection, run, withServer } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
@@ -32,6 +32,16 @@ test('a result of several thousand rows gives every row in order, as plain objec
   assert.deepEqual(rows.map((r) => [r.n, r.s, Object.getOwnPropertyDescriptor(r, '__proto__').value]), expected);
   assert.deepEqual(Object.keys(rows[5999]), ['n', 's', '__proto__']);
   assert.equal(Object.getPrototypeOf(rows[0]), Object.prototype);
+});
+
+test('a select that fails part-way gives the rows before the failure and the error', () => {
+  const malformed = { Error: '[E10001]malformed JSON' };
+  const small = run(fx.conn, failingRows(fx.conn, 'q_fail10', 10, 6));
+  assert.deepEqual(small, { err: malformed, rows: [1, 2, 3, 4, 5].map((i) => ({ i, j: `[${i}]` })),
+    fields: [{ ColName: 'i', Type: 5 }, { ColName: 'j', Type: 2 }] });
+  // Past the first block of 20,000 rows: the failure comes with the second.
+  const { err, rows } = run(fx.conn, failingRows(fx.conn, 'q_fail25k', 25000, 22000));
+  assert.deepEqual([err, rows.length, rows[21998]], [malformed, 21999, { i: 21999, j: '[21999]' }]);
 });
 
 test('inserts, updates and deletes give their outcome objects', () => {

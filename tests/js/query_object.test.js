@@ -3,7 +3,7 @@ const test = require('node:test');
 const assert = require('node:assert/strict');
 const path = require('path');
 const { spawnSync } = require('child_process');
-const { openConnection, run, withServer } = require('./helpers');
+const { failingRows, openConnection, run, withServer } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
@@ -77,6 +77,32 @@ test('a failed statement tells its text through every event and has no fields', 
   assert.deepEqual(step(q, 'on', 'result'), { got: [[text]], thrown: null });
   assert.deepEqual(step(q, 'nextRecord', 'nextrecord'), { got: [[text]], thrown: null });
   assert.deepEqual(step(q, 'on', 'fields'), { got: [[[]]], thrown: null });
+});
+
+test('a select that fails part-way hands out the rows before the failure, then its text', () => {
+  const text = '[E10001]malformed JSON';
+  // The second failure comes with the second block of 20,000 rows.
+  for (const [table, count, bad] of [['qo_fail10', 10, 6], ['qo_fail25k', 25000, 22000]]) {
+    const q = fx.conn.query(failingRows(fx.conn, table, count, bad));
+    let rows = 0;
+    let last;
+    while (last === undefined) {
+      q.nextRecord('nextrecord', (row) => { if (row !== null && typeof row === 'object') rows += 1; else last = row; });
+    }
+    assert.deepEqual({ rows, last }, { rows: bad - 1, last: text }, table);
+    assert.deepEqual([step(q, 'on', 'error'), step(q, 'on', 'result')],
+      [{ got: [[text]], thrown: null }, { got: [[text]], thrown: null }], table);
+  }
+});
+
+test('a text cut to fit its buffer is told, as query tells it', () => {
+  // The buffer of a varchar(2) holds 6 bytes: the stored 10 do not fit.
+  run(fx.conn, 'create table qo_cut (v varchar(2))');
+  run(fx.conn, "insert into qo_cut values ('abcdefghij')");
+  assert.deepEqual(run(fx.conn, 'select v from qo_cut'),
+    { err: { Error: 'data truncation error' }, rows: [{ v: 'abcdef' }], fields: [{ ColName: 'v', Type: 2 }] });
+  const q = fx.conn.query('select v from qo_cut');
+  assert.deepEqual(step(q, 'on', 'result'), { got: [[{ v: 'abcdef' }]], thrown: 'TypeError: data truncation error' });
 });
 
 test('a statement without rows has no fields and its rows end at once', () => {

@@ -1,0 +1,133 @@
+'use strict';
+// A script that changes its own globals and prototypes, or hangs getters and setters on them,
+// neither bends what the addon hands it nor brings the process down. Each change is made in a
+// process of its own, so that a crash fails its case instead of the test run.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const path = require('path');
+const v8 = require('v8');
+const { spawnSync } = require('child_process');
+const { run, withServer } = require('./helpers');
+
+const fx = withServer(test, { connect: true });
+
+// The child reads every statement through query and the query object with the change named by
+// argv[2] in force, takes the change back, and writes what it read, serialized. It reads with
+// nothing that a change touches: index loops, string keys and objects without a prototype.
+const reader = `
+  const { zanvodb } = require(${JSON.stringify(path.join(__dirname, 'helpers.js'))});
+  const v8 = require('v8');
+  const conn = zanvodb.createConnection(process.argv[1]);
+  conn.connect();
+  const thrower = () => { throw new Error('hijacked'); };
+  const accessor = (proto, key) => () => {
+    Object.defineProperty(proto, key, { get: thrower, set: thrower, configurable: true });
+    return () => { delete proto[key]; };
+  };
+  const replace = (pairs) => () => {
+    const was = pairs.map(([owner, key]) => owner[key]);
+    for (const [owner, key, value] of pairs) owner[key] = value;
+    // Taken back without destructuring, which iterates.
+    return () => { pairs.forEach((pair, i) => { pair[0][pair[1]] = was[i]; }); };
+  };
+  const Query = conn.query('select 1 as one').constructor;
+  const changes = {
+    none: () => () => {},
+    'Object.prototype.Error': accessor(Object.prototype, 'Error'),
+    'Object.prototype["new RowId"]': accessor(Object.prototype, 'new RowId'),
+    'Object.prototype.ColName': accessor(Object.prototype, 'ColName'),
+    'Object.prototype.Type': accessor(Object.prototype, 'Type'),
+    'Object.prototype.a': accessor(Object.prototype, 'a'),
+    'Array.prototype[0]': accessor(Array.prototype, '0'),
+    'JSON.stringify': replace([[JSON, 'stringify', () => '"x"']]),
+    'Array.prototype.map': replace([[Array.prototype, 'map', function () { return []; }]]),
+    'Array.prototype.join': replace([[Array.prototype, 'join', () => 'oops']]),
+    'Array.prototype[Symbol.iterator]': replace([[Array.prototype, Symbol.iterator, function* () {}]]),
+    'Map.prototype.get': replace([[Map.prototype, 'get', () => () => ({ hijacked: true })]]),
+    'Map.prototype.set': replace([[Map.prototype, 'set', thrower]]),
+    'Function, Object.defineProperty': replace([[globalThis, 'Function', thrower], [Object, 'defineProperty', thrower]]),
+    // A getter that makes query objects of its own with a made-up result as it is read.
+    'Object.prototype.Error forging': () => {
+      Object.defineProperty(Object.prototype, 'Error', {
+        get() { return [new Query('select 1', [1, 1.5, null]), Query('select 1', [1, 1.5, null])]; },
+        configurable: true,
+      });
+      return () => { delete Object.prototype.Error; };
+    },
+  };
+  const statements = JSON.parse(process.argv[3]);
+  const readObject = (q) => {
+    const got = { __proto__: null };
+    q.on('fields', (fields) => { got.fields = fields; });
+    for (let n = 0, done = false; !done; ++n) {
+      try {
+        q.on('result', (row) => { got['row' + n] = row; done = row === null || typeof row === 'string'; });
+      } catch (e) {
+        got['thrown' + n] = String(e);
+      }
+    }
+    q.on('error', (text) => { got.error = text; });
+    return got;
+  };
+  const restore = changes[process.argv[2]]();
+  const out = { __proto__: null };
+  for (let i = 0; i < statements.length; ++i) {
+    conn.query(statements[i], (err, rows, fields) => { out['query ' + i] = { err, rows, fields }; });
+    out['object ' + i] = readObject(conn.query(statements[i]));
+  }
+  out.forged = readObject(new Query('select 1', [1, 1.5, null]));
+  out.called = readObject(Query('select 1', [1, 1.5, null]));
+  restore();
+  conn.end();
+  // On a line of its own: the client's own lines about the failing statement come before it.
+  process.stdout.write('\\n' + v8.serialize(out).toString('base64'));
+`;
+
+function readWith(change, statements) {
+  const child = spawnSync(process.execPath, ['-e', reader, fx.server.connString(), change, JSON.stringify(statements)],
+    { encoding: 'utf8', timeout: 60000 });
+  assert.equal(child.status, 0, `${change}: ${child.stderr}`);
+  return v8.deserialize(Buffer.from(child.stdout.slice(child.stdout.lastIndexOf('\n') + 1), 'base64'));
+}
+
+test('rows, fields, outcomes and failures read the same whatever the script changed', () => {
+  run(fx.conn, 'create table hg (i integer primary key, s varchar(20), at datetime, x double)');
+  run(fx.conn, "insert into hg values (1, 'one', '2026-01-02 03:04:05', 1.5), (2, null, null, null)");
+  const statements = [
+    'select i, s, at, x from hg order by i',
+    'select i as a, s as b from hg order by i',
+    `select i as "0", s as "__proto__", x as "q""u\\o é", i as "x", s as "x" from hg order by i`,
+    'select n from (with recursive r(n) as (select 1 union all select n + 1 from r where n < 9000) select n from r)',
+    "insert into hg values (3, 'three', null, 3)",
+    'update hg set x = 4 where i = 3',
+    'delete from hg where i = 3',
+    'select nosuch from hg',
+  ];
+  const expected = readWith('none', statements);
+  const empty = { fields: [], row0: null, error: null };
+  assert.deepEqual([expected.forged, expected.called], [empty, empty]);
+  assert.deepEqual(expected['query 2'].rows[0], { 0: 1, ['__proto__']: 'one', 'q"u\\o é': 1.5, x: 'one' });
+  assert.deepEqual(expected['query 4'], { err: null, rows: [{ 'new RowId': '3' }], fields: [] });
+  assert.equal(expected['query 3'].rows.length, 9000);
+  for (const change of ['Object.prototype.Error', 'Object.prototype["new RowId"]', 'Object.prototype.ColName',
+    'Object.prototype.Type', 'Object.prototype.a', 'Array.prototype[0]', 'JSON.stringify', 'Array.prototype.map',
+    'Array.prototype.join', 'Array.prototype[Symbol.iterator]', 'Map.prototype.get', 'Map.prototype.set',
+    'Function, Object.defineProperty', 'Object.prototype.Error forging']) {
+    assert.deepEqual(readWith(change, statements), expected, change);
+  }
+});
+
+test('a getter or conversion of the arguments that throws reaches the caller, and nothing is sent', () => {
+  run(fx.conn, 'create table hg_args (k integer)');
+  const boom = (where) => { throw new Error(`thrown by ${where}`); };
+  const values = [];
+  Object.defineProperty(values, 0, { get: () => boom('a value') });
+  const cases = [
+    [() => fx.conn.query({ get sql() { return boom('sql'); } }, () => {}), 'sql'],
+    [() => fx.conn.query({ sql: { toString: () => boom('toString') } }, () => {}), 'toString'],
+    [() => fx.conn.query({ sql: 'insert into hg_args values (?)', get values() { return boom('values'); } }), 'values'],
+    [() => fx.conn.query('insert into hg_args values (?)', values, () => {}), 'a value'],
+  ];
+  for (const [call, where] of cases) assert.throws(call, { message: `thrown by ${where}` });
+  assert.deepEqual(run(fx.conn, 'select count(*) as n from hg_args').rows, [{ n: 0 }]);
+});
