@@ -182,7 +182,7 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   char* sql = nullptr;
   Local<Value> values;
   if (!read_arguments(args, conn, &sql, &values)) return;
-  bind_values(isolate, &conn->p_conn, sql, values);
+  if (!bind_values(isolate, &conn->p_conn, sql, values)) return free(sql);
 
   QueryRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Object::New(isolate), Array::New(isolate),
                Array::New(isolate), Array::New(isolate), Array::New(isolate)};
