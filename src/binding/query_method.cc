@@ -178,7 +178,6 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
 void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   char* sql = nullptr;
   Local<Value> values;
   if (!read_arguments(args, conn, &sql, &values)) return;

@@ -163,7 +163,6 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
 void QueryMany(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   char* sql = nullptr;
   std::vector<BoundRow> rows;
   Local<Value> callback;

@@ -104,10 +104,7 @@ void ZVConnection::release_link() {
 }
 
 ZVConnection* connection_of(const FunctionCallbackInfo<Value>& args) {
-  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
-  if (!conn->loading) return conn;
-  throw_type_error(args.GetIsolate(), "The Connection is busy with executeBatch");
-  return nullptr;
+  return node::ObjectWrap::Unwrap<ZVConnection>(args.This());
 }
 
 void report_status(int32_t status, Local<Function> callback, Isolate* isolate, const char* text) {
@@ -118,7 +115,6 @@ void report_status(int32_t status, Local<Function> callback, Isolate* isolate, c
 void ZVConnection::Connect(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   Local<Value> x = args[0];
   bool refused = conn->state == STATE_OPEN || conn->state == STATE_ENDED || conn->state == STATE_DESTROYED;
   if (x->IsUndefined()) {
@@ -152,7 +148,6 @@ void ZVConnection::Connect(const FunctionCallbackInfo<Value>& args) {
 
 void ZVConnection::End(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   if (conn->state != STATE_OPEN) {
     throw_type_error(args.GetIsolate(), "The Connection is Not Open!");
     return;
@@ -163,7 +158,6 @@ void ZVConnection::End(const FunctionCallbackInfo<Value>& args) {
 
 void ZVConnection::Disconnect(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   // Also releases a link that a refused connect(callback) left held.
   conn->release_link();
   conn->state = STATE_DISCONNECTED;
@@ -171,7 +165,6 @@ void ZVConnection::Disconnect(const FunctionCallbackInfo<Value>& args) {
 
 void ZVConnection::Destry(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   conn->release_link();
   free(conn->conn_string);
   conn->conn_string = nullptr;

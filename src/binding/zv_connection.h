@@ -32,9 +32,6 @@ class ZVConnection : public node::ObjectWrap {
   ServerList* servers = nullptr;
   void* p_res = nullptr;  // result of the latest SELECT run with a callback
   int32_t state = STATE_UNOPENED;
-  // True while executeBatch loads rows: a getter of those rows may call back in while the load
-  // binds and sends on another thread, so every method refuses until the load has ended.
-  bool loading = false;
 
   // Opens a link from conn_string; on success it becomes the object's link. Returns the open call's code.
   int32_t open_link();
@@ -58,7 +55,7 @@ class ZVConnection : public node::ObjectWrap {
   static void Destry(const v8::FunctionCallbackInfo<v8::Value>& args);
 };
 
-// The connection a method was called on; null, with a TypeError thrown, while it is loading.
+// The connection a method was called on.
 ZVConnection* connection_of(const v8::FunctionCallbackInfo<v8::Value>& args);
 
 // callback(null) when status is 0 or more, else callback(text); receiver null.
