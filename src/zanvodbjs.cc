@@ -1,7 +1,8 @@
 // The addon's entry: registration with the host at load time, the two script classes and
-// the one exported function, createConnection.
+// the exported function createConnection, and watchLinks for the script layer (index.js).
 #include <node.h>
 
+#include "binding/link_holder.h"
 #include "binding/zv_connection.h"
 #include "binding/zv_query.h"
 
@@ -47,6 +48,8 @@ static void Initialize(Local<Object> exports, Local<Value>, void*) {
   Local<String> name = String::NewFromUtf8Literal(isolate, "createConnection", v8::NewStringType::kInternalized);
   fn->SetName(name);
   exports->Set(context, name, fn).Check();
+  Local<v8::Function> watch = FunctionTemplate::New(isolate, LinkHolder::WatchLinks)->GetFunction(context).ToLocalChecked();
+  exports->Set(context, String::NewFromUtf8Literal(isolate, "watchLinks"), watch).Check();
 }
 
 }  // namespace zvdbms
