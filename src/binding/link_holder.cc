@@ -14,12 +14,10 @@ using v8::MaybeLocal;
 using v8::Object;
 using v8::Value;
 
-// Both made once at load and kept as long as the process.
+// Both made once at load and kept as long as the process. No script reaches a holder or its
+// class: the connection keeps it in an internal field, the registry in its closure.
 static v8::Persistent<Function> holder_class;
 static v8::Persistent<Function> watcher;
-// True only while NewInstance makes a holder: the class cannot be reached from scripts, and
-// even if it were, a holder would only ever own a link that it opened itself.
-static bool making = false;
 
 void LinkHolder::Init(Isolate* isolate) {
   static const MethodEntry methods[] = {{"close", Close}};
@@ -27,16 +25,10 @@ void LinkHolder::Init(Isolate* isolate) {
 }
 
 MaybeLocal<Object> LinkHolder::NewInstance(Isolate* isolate) {
-  making = true;
-  MaybeLocal<Object> made = Local<Function>::New(isolate, holder_class)->NewInstance(isolate->GetCurrentContext());
-  making = false;
-  return made;
+  return Local<Function>::New(isolate, holder_class)->NewInstance(isolate->GetCurrentContext());
 }
 
-void LinkHolder::New(const FunctionCallbackInfo<Value>& args) {
-  if (!making || !args.IsConstructCall()) return throw_type_error(args.GetIsolate(), "Illegal constructor");
-  (new LinkHolder())->Wrap(args.This());
-}
+void LinkHolder::New(const FunctionCallbackInfo<Value>& args) { (new LinkHolder())->Wrap(args.This()); }
 
 void LinkHolder::WatchLinks(const FunctionCallbackInfo<Value>& args) {
   if (!watcher.IsEmpty() || !args[0]->IsFunction()) return;
