@@ -70,6 +70,7 @@ function start(options = {}) {
       resolve({
         host,
         port,
+        pid: child.pid,
         connString(extra = '') {
           const base = `IP=${host};PORT=${port};DB=SYSTEM;USER=${user};PWD=${password}`;
           if (!extra) return base;

@@ -1,7 +1,8 @@
 // The addon's entry: registration with the host at load time, the two script classes and
-// the one exported function, createConnection.
+// the exported function createConnection, and watchLinks for the script layer (index.js).
 #include <node.h>
 
+#include "binding/link_holder.h"
 #include "binding/zv_connection.h"
 #include "binding/zv_query.h"
 
@@ -46,8 +47,10 @@ static void Initialize(Local<Object> exports, Local<Value>, void*) {
   Local<v8::Function> fn = FunctionTemplate::New(isolate, CreateConnection)->GetFunction(context).ToLocalChecked();
   Local<String> name = String::NewFromUtf8Literal(isolate, "createConnection", v8::NewStringType::kInternalized);
   fn->SetName(name);
-  // An own property: a setter that a script put on Object.prototype neither sees nor stops it.
+  // Own properties: a setter that a script put on Object.prototype neither sees nor stops them.
   exports->CreateDataProperty(context, name, fn).FromMaybe(false);
+  Local<v8::Function> watch = FunctionTemplate::New(isolate, LinkHolder::WatchLinks)->GetFunction(context).ToLocalChecked();
+  exports->CreateDataProperty(context, String::NewFromUtf8Literal(isolate, "watchLinks"), watch).FromMaybe(false);
 }
 
 }  // namespace zvdbms

@@ -161,7 +161,7 @@ unsigned accepted_by(uint8_t kind) {
 
 // Row i of a block: its bytes and its length (0 or less: a null). A null of a text or binary
 // column still takes its length prefix in the block. A value whose kind no longer fits the
-// column (a getter that answers differently than at the scan) is a null.
+// column (a view whose buffer grew past the limit after the scan read it) is a null.
 void put_value(Isolate* isolate, Local<Context> context, Local<Value> v, uint8_t kind, uint32_t i, ColumnBlock* c) {
   size_t at = i * width_of(kind);
   if ((kind_of(v) & accepted_by(kind)) == 0) {
@@ -203,22 +203,27 @@ BatchShape batch_shape(const char* sql) {
   return shape;
 }
 
-bool scan_batch_rows(Isolate* isolate, Local<Array> rows, const BatchShape& shape, std::vector<uint8_t>* kinds) {
+bool scan_batch_rows(Isolate* isolate, Local<Array> rows, const BatchShape& shape, uint32_t per_command,
+                     std::vector<uint8_t>* kinds, BatchValues* values) {
   Local<Context> context = isolate->GetCurrentContext();
   const size_t slots = shape.indexes.size();
   std::vector<Local<String>> keys = name_keys(isolate, shape);
   std::vector<unsigned> masks(slots, 0);
+  // The length is read once: rows that a getter adds are not loaded, rows it removes are holes.
   const uint32_t n = rows->Length();
+  values->rows = n;
+  values->commands.clear();
   for (uint32_t r = 0; r < n; r++) {
+    if (r % per_command == 0) {
+      uint32_t count = n - r < per_command ? n - r : per_command;
+      values->commands.push_back(Array::New(isolate, static_cast<int>(count * slots)));
+    }
+    Local<Array> command = values->commands.back();
+    const uint32_t at = (r % per_command) * static_cast<uint32_t>(slots);
     v8::HandleScope scope(isolate);
     Local<Value> row;
     if (!rows->Get(context, r).ToLocal(&row)) return false;  // a getter threw: its exception stands
-    if (!row->IsObject()) {
-      char text[80];
-      snprintf(text, sizeof text, "Row %u is neither an array nor an object", r + 1);
-      throw_type_error(isolate, text);
-      return false;
-    }
+    if (!row->IsObject()) return throw_not_a_row(isolate, r), false;
     for (size_t s = 0; s < slots; s++) {
       Local<Value> v;
       if (!slot_value(context, row.As<Object>(), shape, keys, s).ToLocal(&v)) return false;
@@ -228,6 +233,8 @@ bool scan_batch_rows(Isolate* isolate, Local<Array> rows, const BatchShape& shap
       masks[s] |= kind;
       if ((masks[s] & V_BINARY) && (masks[s] & ~(V_BINARY | V_NULL)))
         return row_error(isolate, shape, r, s, "a Buffer cannot share its column with values of other kinds");
+      // An own element of an array of our own: no setter of Array.prototype sees it.
+      command->CreateDataProperty(context, at + static_cast<uint32_t>(s), v).Check();
     }
   }
   kinds->clear();
@@ -235,11 +242,10 @@ bool scan_batch_rows(Isolate* isolate, Local<Array> rows, const BatchShape& shap
   return true;
 }
 
-void fill_batch_blocks(Isolate* isolate, Local<Array> rows, uint32_t first, uint32_t count, const BatchShape& shape,
-                       const std::vector<uint8_t>& kinds, std::vector<ColumnBlock>* blocks) {
+void fill_batch_blocks(Isolate* isolate, Local<Array> values, uint32_t count, const std::vector<uint8_t>& kinds,
+                       std::vector<ColumnBlock>* blocks) {
   Local<Context> context = isolate->GetCurrentContext();
-  const size_t slots = shape.indexes.size();
-  std::vector<Local<String>> keys = name_keys(isolate, shape);
+  const size_t slots = kinds.size();
   blocks->resize(slots);
   for (size_t s = 0; s < slots; s++) {
     ColumnBlock& c = (*blocks)[s];
@@ -249,11 +255,9 @@ void fill_batch_blocks(Isolate* isolate, Local<Array> rows, uint32_t first, uint
   }
   for (uint32_t i = 0; i < count; i++) {
     v8::HandleScope scope(isolate);
-    // The rows passed the scan; a getter that throws now leaves its values null.
-    Local<Value> row = rows->Get(context, first + i).FromMaybe(Local<Value>(v8::Undefined(isolate)));
     for (size_t s = 0; s < slots; s++) {
-      Local<Value> v = v8::Undefined(isolate);
-      if (row->IsObject()) v = slot_value(context, row.As<Object>(), shape, keys, s).FromMaybe(v);
+      Local<Value> v = values->Get(context, i * static_cast<uint32_t>(slots) + static_cast<uint32_t>(s))
+                           .FromMaybe(Local<Value>(v8::Undefined(isolate)));
       put_value(isolate, context, v, kinds[s], i, &(*blocks)[s]);
     }
   }

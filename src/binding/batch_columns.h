@@ -31,21 +31,30 @@ enum ColumnKind : uint8_t {
   COL_BINARY,  // Buffers and other typed views, their bytes as they are
 };
 
-// Checks every row (an array or an object) and every value, and gives each slot its kind. False,
-// with a TypeError thrown that names the row (counted from 1) and the placeholder, on a row or a
-// value that cannot be bound.
-bool scan_batch_rows(v8::Isolate* isolate, v8::Local<v8::Array> rows, const BatchShape& shape,
-                     std::vector<uint8_t>* kinds);
+// Every value of the load, read once by scan_batch_rows: rows first .. first+per_command-1 of
+// command k are commands[k], rows after rows, slot values after slot values. Binding reads
+// these arrays of its own alone, so no script code runs while a load is bound and sent.
+struct BatchValues {
+  std::vector<v8::Local<v8::Array>> commands;
+  uint32_t rows = 0;
+};
 
-// One slot's values for rows first .. first+count-1, as ZVC_BindParamArrayBy* takes them.
+// Reads every row (an array or an object) and every value once, and gives each slot its kind.
+// False, with a TypeError thrown that names the row (counted from 1) and the placeholder, on a
+// row or a value that cannot be bound, or with the exception of a getter that threw.
+bool scan_batch_rows(v8::Isolate* isolate, v8::Local<v8::Array> rows, const BatchShape& shape, uint32_t per_command,
+                     std::vector<uint8_t>* kinds, BatchValues* values);
+
+// One slot's values for the rows of one command, as ZVC_BindParamArrayBy* takes them.
 struct ColumnBlock {
   int32_t ctype;
   std::string block;
   std::vector<int32_t> lengths;
 };
 
-// Fills one block per slot from rows that scan_batch_rows accepted; the blocks' storage is reused.
-void fill_batch_blocks(v8::Isolate* isolate, v8::Local<v8::Array> rows, uint32_t first, uint32_t count,
-                       const BatchShape& shape, const std::vector<uint8_t>& kinds, std::vector<ColumnBlock>* blocks);
+// Fills one block per slot from the values of one command (count rows) that scan_batch_rows
+// read; the blocks' storage is reused.
+void fill_batch_blocks(v8::Isolate* isolate, v8::Local<v8::Array> values, uint32_t count,
+                       const std::vector<uint8_t>& kinds, std::vector<ColumnBlock>* blocks);
 
 }  // namespace zvdbms

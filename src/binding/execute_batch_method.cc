@@ -103,7 +103,7 @@ void report(Isolate* isolate, Local<Function> callback, const std::string* error
 void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr || !check_arguments(args)) return;
+  if (!check_arguments(args)) return;
   v8::String::Utf8Value text(isolate, args[0]);
   const std::string sql(*text, static_cast<size_t>(text.length()));
   BatchShape shape = batch_shape(sql.c_str());
@@ -114,18 +114,19 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   Local<Array> rows = args[1].As<Array>();
   Local<Function> callback = args[2].As<Function>();
   std::vector<uint8_t> kinds;
-  if (!scan_batch_rows(isolate, rows, shape, &kinds)) return;
+  BatchValues values;
+  if (!scan_batch_rows(isolate, rows, shape, kBatchRowsMax, &kinds, &values)) return;
   if (!conn->open_for_statement(isolate)) return;
 
   // While one command is bound, sent and answered on a thread of its own, the script thread
-  // turns the next rows into blocks: the two take turns with two sets of blocks.
-  const uint32_t total = rows->Length();
+  // turns the next rows into blocks: the two take turns with two sets of blocks. Both work
+  // from what the scan read, so no script code runs until the load has ended.
+  const uint32_t total = values.rows;
   double changed = 0;
   Command commands[2];
   std::thread running;
   Command* in_flight = nullptr;
   const Command* failed = nullptr;
-  conn->loading = true;
   auto settle = [&]() {
     running.join();
     if (in_flight->rc < 0)
@@ -138,14 +139,13 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
     Command& next = commands[k];
     next.first = first;
     next.rows = total - first < kBatchRowsMax ? total - first : kBatchRowsMax;
-    fill_batch_blocks(isolate, rows, first, next.rows, shape, kinds, &next.blocks);
+    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], next.rows, kinds, &next.blocks);
     if (in_flight) settle();
     if (failed) break;
     in_flight = &next;
     running = std::thread(run_command, &conn->p_conn, &shape, &sql, &next);
   }
   if (in_flight) settle();
-  conn->loading = false;
   if (failed) {
     std::string error = failure_in_rows(&conn->p_conn, failed->rc, failed->first);
     report(isolate, callback, &error, changed);

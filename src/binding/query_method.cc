@@ -180,28 +180,13 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
   return text_copy(isolate, text, sql);
 }
 
-// Binds the values; a getter or conversion of theirs that throws sends nothing: the bound part
-// is cleared and the script meets the exception.
-static bool bind_or_throw(Isolate* isolate, ZVConnection* conn, const char* sql, Local<Value> values) {
-  v8::TryCatch caught(isolate);
-  bind_values(isolate, &conn->p_conn, sql, values);
-  if (!caught.HasCaught()) return true;
-  ZVC_ClearParams(reinterpret_cast<void**>(&conn->p_conn));
-  caught.ReThrow();
-  return false;
-}
-
 void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   char* sql = nullptr;
   Local<Value> values;
   if (!read_arguments(args, conn, &sql, &values)) return;
-  if (!bind_or_throw(isolate, conn, sql, values)) {
-    free(sql);
-    return;
-  }
+  if (!bind_values(isolate, &conn->p_conn, sql, values)) return free(sql);
 
   QueryRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Object::New(isolate), Array::New(isolate),
                Array::New(isolate), Array::New(isolate), Array::New(isolate), std::string()};

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "binding/bind_values.h"
 #include "binding/held_results.h"
@@ -70,19 +71,17 @@ static void execute_row(ManyRun* run, int32_t sql_class) {
   ZVC_CloseResult(&p_res);
 }
 
-// Runs sql once for each element of rows, under one default prepare. The run ends early when
-// the link failed at the prepare, or at the first row of a statement that brings rows, which
-// leaves the prepare standing.
-static void run_rows(ManyRun* run, const char* sql, Local<Value> rows) {
+// Runs sql once for each row, under one default prepare. The run ends early when the link
+// failed at the prepare, or at the first row of a statement that brings rows, which leaves the
+// prepare standing.
+static void run_rows(ManyRun* run, const char* sql, const std::vector<BoundRow>& rows) {
   int32_t ret = ZVC_Prepare(run->handle, sql, nullptr);
   if (ret == ZV_NET_ERROR) return fail_call(run, ret);
   if (ret < 0) fail_call(run, ret);
   run->prepared = ret >= 0;
-  uint32_t count = rows->IsArray() ? rows.As<Array>()->Length() : 0;
-  for (uint32_t i = 0; i < count; ++i) {
+  for (const BoundRow& row : rows) {
     v8::HandleScope row_scope(run->isolate);
-    Local<Value> row = rows.As<Array>()->Get(run->context, i).FromMaybe(Local<Value>(v8::Undefined(run->isolate)));
-    bind_values(run->isolate, run->handle, sql, row);
+    bind_row(run->handle, sql, row);
     int32_t sql_class = ZVC_ClassifySql(sql);
     if (sql_class == SQL_QUERY) return fail(run, kNoSelect);
     if (sql_class == SQL_INSERT || sql_class == SQL_UPDATE || sql_class == SQL_DELETE || sql_class == SQL_OTHER)
@@ -91,36 +90,72 @@ static void run_rows(ManyRun* run, const char* sql, Local<Value> rows) {
   ZVC_UnPrepare(run->handle, nullptr);
 }
 
-// Entry checks; on success *sql holds the statement text (owned), *rows the row array and
-// *callback the callback or undefined.
+// Every row's values, read before anything is sent: a row that is neither an array nor an
+// object (a hole of a sparse array among them) is refused, and getters that run statements of
+// their own on the connection run them before this one's prepare. False with an exception.
+static bool read_rows(Isolate* isolate, const char* sql, Local<Array> rows, std::vector<BoundRow>* out) {
+  Local<v8::Context> context = isolate->GetCurrentContext();
+  // The length is read once: rows that a getter adds are not run, rows it removes are holes.
+  const uint32_t count = rows->Length();
+  out->resize(count);
+  for (uint32_t i = 0; i < count; ++i) {
+    v8::HandleScope row_scope(isolate);
+    Local<Value> row;
+    if (!rows->Get(context, i).ToLocal(&row)) return false;
+    if (!row->IsObject()) return throw_not_a_row(isolate, i), false;
+    if (!read_values(isolate, sql, row, &(*out)[i])) return false;
+  }
+  return true;
+}
+
+// The statement text (owned) and the rows, from querymany(sql, rows) or querymany({sql, values}),
+// where the rows come from "values", or the second argument when it has none. False, with a
+// TypeError that names where they came from, when the rows are not an array.
+static bool read_statement(Isolate* isolate, const FunctionCallbackInfo<Value>& args, char** sql, Local<Array>* rows) {
+  Local<Value> first = args[0];
+  Local<Value> found = args[1];
+  const char* refusal = "The second argument is not an array of rows";
+  if (!first->IsString()) {
+    if (!first->IsObject()) return throw_type_error(isolate, "Error: The args Query sql is needed "), false;
+    Local<v8::Context> context = isolate->GetCurrentContext();
+    Local<Object> statement = first.As<Object>();
+    Local<Value> text, values;
+    if (!statement->Get(context, utf8(isolate, "sql")).ToLocal(&text)) return false;
+    if (!statement->Get(context, utf8(isolate, "values")).ToLocal(&values)) return false;
+    if (!values->IsUndefined()) {
+      found = values;
+      refusal = "The values of the first argument are not an array of rows";
+    }
+    first = text;
+  }
+  if (!found->IsArray()) return throw_type_error(isolate, refusal), false;
+  *rows = found.As<Array>();
+  *sql = utf8_copy(isolate, first);
+  return true;
+}
+
+// Entry checks, then the rows' values, read before the link is opened and anything is sent;
+// on success *sql holds the statement text (owned), *rows the values of each row and *callback
+// the callback or undefined.
 static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection* conn, char** sql,
-                           Local<Value>* rows, Local<Value>* callback) {
+                           std::vector<BoundRow>* rows, Local<Value>* callback) {
   Isolate* isolate = args.GetIsolate();
   Local<Value> first = args[0];
   if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;
   if (!first->IsObject() && args.Length() < 2) return throw_type_error(isolate, "executemany Parameter mismatch"), false;
   if (first->IsUndefined()) return throw_type_error(isolate, "The first argument undefined."), false;
-  if (!conn->open_for_statement(isolate)) return false;
   if (first->IsFunction()) {
+    if (!conn->open_for_statement(isolate)) return false;
     Local<Value> arg = v8::Null(isolate);
     call_back(isolate, first.As<Function>(), 1, &arg);
     return false;
   }
-  // Anything else as rows (a function, a number, nothing) is no row at all.
-  *rows = args[1]->IsObject() && !args[1]->IsFunction() ? args[1] : Local<Value>(v8::Undefined(isolate));
   *callback = args[2]->IsFunction() ? args[2] : args[1];
-  if (first->IsString()) {
-    *sql = utf8_copy(isolate, first);
-    return true;
-  }
-  if (!first->IsObject()) return throw_type_error(isolate, "Error: The args Query sql is needed "), false;
-  Local<v8::Context> context = isolate->GetCurrentContext();
-  Local<Object> statement = first.As<Object>();
-  Local<Value> text = statement->Get(context, utf8(isolate, "sql")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
-  Local<Value> values = statement->Get(context, utf8(isolate, "values")).FromMaybe(Local<Value>(v8::Undefined(isolate)));
-  if (!values->IsUndefined()) *rows = values;
-  *sql = utf8_copy(isolate, text);
-  return true;
+  Local<Array> row_array;
+  if (!read_statement(isolate, args, sql, &row_array)) return false;
+  if (read_rows(isolate, *sql, row_array, rows) && conn->open_for_statement(isolate)) return true;
+  free(*sql);
+  return false;
 }
 
 // Without a callback nothing after the entry checks reaches the script; with one, it is called
@@ -128,9 +163,9 @@ static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection
 void QueryMany(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   char* sql = nullptr;
-  Local<Value> rows, callback;
+  std::vector<BoundRow> rows;
+  Local<Value> callback;
   if (!read_arguments(args, conn, &sql, &rows, &callback)) return;
   close_kept_results();
   ManyRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Array::New(isolate), std::string(), false};

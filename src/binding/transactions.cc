@@ -14,7 +14,7 @@ static const char kConnectionException[] = "The zanvo database conntion exceptio
 
 static ZVConnection* open_connection(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr || conn->state == STATE_OPEN) return conn;
+  if (conn->state == STATE_OPEN) return conn;
   throw_type_error(args.GetIsolate(), "The Connection is Not Open!");
   return nullptr;
 }

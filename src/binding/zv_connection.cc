@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "binding/execute_batch_method.h"
-#include "binding/held_results.h"
 #include "binding/options_string.h"
 #include "binding/querymany.h"
 #include "zvc.h"
@@ -21,14 +20,17 @@ using v8::Value;
 
 v8::Persistent<Function> ZVConnection::constructor;
 
+enum { HOLDER_FIELD = 1 };  // field 0 is the wrapped object's
+
 static const char kAlreadyOpened[] = "The Connection is already Opened !";
 static const char kCalledEnd[] = "The Connection has called .end()!";
 
 void ZVConnection::Init(Isolate* isolate) {
+  LinkHolder::Init(isolate);
   static const MethodEntry methods[] = {
       {"end", End},
       {"connect", Connect},
-      {"query", Query},
+      {"query", QueryKeepingConnection},
       {"beginTransaction", BeginTransaction},
       {"rollback", Rollback},
       {"commit", Commit},
@@ -65,9 +67,13 @@ void ZVConnection::New(const FunctionCallbackInfo<Value>& args) {
   } else if (a->IsObject() && !options_to_conn_string(isolate, a.As<Object>(), &conn_string)) {
     return;
   }
-  ZVConnection* conn = new ZVConnection();
+  Local<Object> holder;
+  if (!LinkHolder::NewInstance(isolate).ToLocal(&holder)) return free(conn_string);
+  ZVConnection* conn = new ZVConnection(node::ObjectWrap::Unwrap<LinkHolder>(holder));
   conn->conn_string = conn_string;
   conn->Wrap(args.This());
+  args.This()->SetInternalField(HOLDER_FIELD, holder);
+  LinkHolder::watch(isolate, args.This(), holder);
   args.GetReturnValue().Set(args.This());
 }
 
@@ -76,7 +82,7 @@ int32_t ZVConnection::open_link() {
   // Several servers fail over; each open starts afresh with all of them live, since one that
   // was down may be back. After destry there is no string, and the plain open refuses that.
   bool several = conn_string && (strstr(conn_string, "IPS=") || strstr(conn_string, "ips="));
-  int32_t ret = several ? ZVC_OpenConnectionIPS(conn_string, -1, &servers, &handle)
+  int32_t ret = several ? ZVC_OpenConnectionIPS(conn_string, -1, &link->servers, &handle)
                         : ZVC_OpenConnection(conn_string, &handle);
   if (ret < 0) {
     // A failed open leaves a record with the reason behind; nothing here reads it.
@@ -102,18 +108,10 @@ void ZVConnection::hold_result(void* result) {
   p_res = result;
 }
 
-void ZVConnection::release_link() {
-  if (p_res != nullptr) ZVC_CloseResult(&p_res);
-  if (p_conn != nullptr) ZVC_CloseConnection(&p_conn);
-  // Cursors of query objects left to close: those of this link are detached now and only freed.
-  close_failed_results();
-}
+void ZVConnection::release_link() { link->release(); }
 
 ZVConnection* connection_of(const FunctionCallbackInfo<Value>& args) {
-  ZVConnection* conn = node::ObjectWrap::Unwrap<ZVConnection>(args.This());
-  if (!conn->loading) return conn;
-  throw_type_error(args.GetIsolate(), "The Connection is busy with executeBatch");
-  return nullptr;
+  return node::ObjectWrap::Unwrap<ZVConnection>(args.This());
 }
 
 void report_status(int32_t status, Local<Function> callback, Isolate* isolate, const char* text) {
@@ -124,7 +122,6 @@ void report_status(int32_t status, Local<Function> callback, Isolate* isolate, c
 void ZVConnection::Connect(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   Local<Value> x = args[0];
   bool refused = conn->state == STATE_OPEN || conn->state == STATE_ENDED || conn->state == STATE_DESTROYED;
   if (x->IsUndefined()) {
@@ -156,9 +153,19 @@ void ZVConnection::Connect(const FunctionCallbackInfo<Value>& args) {
   if (ret >= 0) args.GetReturnValue().Set(true);
 }
 
+// A query object keeps its connection, and with it the link that its cursor reads further
+// blocks from, for as long as it lives. The key is private: no script sees or changes it.
+void ZVConnection::QueryKeepingConnection(const FunctionCallbackInfo<Value>& args) {
+  Query(args);
+  Local<Value> made = args.GetReturnValue().Get();
+  if (!made->IsObject()) return;
+  Isolate* isolate = args.GetIsolate();
+  v8::Local<v8::Private> key = v8::Private::ForApi(isolate, utf8(isolate, "zanvodb:connection"));
+  made.As<Object>()->SetPrivate(isolate->GetCurrentContext(), key, args.This()).Check();
+}
+
 void ZVConnection::End(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   if (conn->state != STATE_OPEN) {
     throw_type_error(args.GetIsolate(), "The Connection is Not Open!");
     return;
@@ -169,7 +176,6 @@ void ZVConnection::End(const FunctionCallbackInfo<Value>& args) {
 
 void ZVConnection::Disconnect(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   // Also releases a link that a refused connect(callback) left held.
   conn->release_link();
   conn->state = STATE_DISCONNECTED;
@@ -177,7 +183,6 @@ void ZVConnection::Disconnect(const FunctionCallbackInfo<Value>& args) {
 
 void ZVConnection::Destry(const FunctionCallbackInfo<Value>& args) {
   ZVConnection* conn = connection_of(args);
-  if (conn == nullptr) return;
   conn->release_link();
   free(conn->conn_string);
   conn->conn_string = nullptr;

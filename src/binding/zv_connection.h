@@ -3,10 +3,8 @@
 #include <node.h>
 #include <node_object_wrap.h>
 
+#include "binding/link_holder.h"
 #include "binding/script_util.h"
-
-struct ConnRecord;
-struct ServerList;
 
 namespace zvdbms {
 
@@ -25,16 +23,16 @@ class ZVConnection : public node::ObjectWrap {
   static void Init(v8::Isolate* isolate);
   static v8::MaybeLocal<v8::Object> NewInstance(v8::Isolate* isolate, v8::Local<v8::Value> arg);
 
+  explicit ZVConnection(LinkHolder* holder) : link(holder), p_conn(holder->p_conn), p_res(holder->p_res) {}
+
   char* conn_string = nullptr;
-  ConnRecord* p_conn = nullptr;
-  // The working list of a string that names several servers; each open replaces it, and the
-  // last one stays with the object, as the client gives no other way to free it.
-  ServerList* servers = nullptr;
-  void* p_res = nullptr;  // result of the latest SELECT run with a callback
+  // The link lives in its holder, which outlives this object when it is collected without
+  // end; these name the holder's fields. The holder's script object is kept alive by the
+  // connection's own (see New) and by the script layer's registry.
+  LinkHolder* const link;
+  ConnRecord*& p_conn;
+  void*& p_res;  // result of the latest SELECT run with a callback
   int32_t state = STATE_UNOPENED;
-  // True while executeBatch loads rows: a getter of those rows may call back in while the load
-  // binds and sends on another thread, so every method refuses until the load has ended.
-  bool loading = false;
 
   // Opens a link from conn_string; on success it becomes the object's link. Returns the open call's code.
   int32_t open_link();
@@ -51,6 +49,7 @@ class ZVConnection : public node::ObjectWrap {
   static void End(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void Connect(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void Query(const v8::FunctionCallbackInfo<v8::Value>& args);
+  static void QueryKeepingConnection(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void BeginTransaction(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void Rollback(const v8::FunctionCallbackInfo<v8::Value>& args);
   static void Commit(const v8::FunctionCallbackInfo<v8::Value>& args);
@@ -58,7 +57,7 @@ class ZVConnection : public node::ObjectWrap {
   static void Destry(const v8::FunctionCallbackInfo<v8::Value>& args);
 };
 
-// The connection a method was called on; null, with a TypeError thrown, while it is loading.
+// The connection a method was called on.
 ZVConnection* connection_of(const v8::FunctionCallbackInfo<v8::Value>& args);
 
 // callback(null) when status is 0 or more, else callback(text); receiver null.

@@ -1,6 +1,8 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert/strict');
+const { execFile } = require('node:child_process');
+const path = require('node:path');
 const { zanvodb, launcher, options, openConnection, run } = require('./helpers');
 
 let server;
@@ -118,4 +120,62 @@ test('a string naming several servers connects to the one that answers', () => {
   conn.connect();
   assert.deepEqual(run(conn, 'select 1 as one').rows, [{ one: 1 }]);
   conn.end();
+});
+
+// Run in a process of its own, where a collection can be asked for: 2,000 connections opened
+// and dropped without end, in rounds of 200, below the server's 256 links at once, and a query
+// object whose connection was dropped, read after the collections. It prints the descriptors
+// of its own and the server's links before and after, and the rows that the query object read.
+const DROPPED = `
+const fs = require('fs');
+const { createConnection } = require(process.env.ZV_MODULE);
+const conn = process.env.ZV_CONN;
+const fds = (pid) => fs.readdirSync('/proc/' + pid + '/fd').length;
+// The server serves each link on a thread of its own. (Its descriptors say less: SQLite keeps
+// those of closed connections while another one holds a lock, as the query object's does.)
+const links = () => fs.readdirSync('/proc/' + process.env.ZV_SERVER + '/task').length;
+const turn = () => new Promise((resolve) => setTimeout(resolve, 10));
+async function collect() {
+  for (let i = 0; i < 3; i++) { global.gc(); await turn(); }
+}
+// The server closes its side once it has read the end of the link: up to 10 s for that.
+async function serverSettled(baseline) {
+  for (let i = 0; i < 1000 && links() > baseline; i++) await turn();
+  return links();
+}
+function dropReader() {
+  const reader = createConnection(conn);
+  reader.connect();
+  reader.query('create table dropped (i integer)', () => {});
+  reader.executeBatch('insert into dropped values (?)', Array.from({ length: 25000 }, (_, i) => [i]), () => {});
+  return reader.query('select i from dropped');
+}
+(async () => {
+  let query = dropReader();
+  const server = links();
+  // A first link opens whatever the client keeps for good; the count of our own starts after it.
+  createConnection(conn).connect();
+  await collect();
+  const before = { own: fds('self'), server };
+  for (let round = 0; round < 10; round++) {
+    for (let i = 0; i < 200; i++) createConnection(conn).connect();
+    await collect();
+  }
+  const after = { own: fds('self'), server: await serverSettled(server) };
+  const read = [];
+  for (let done = false; !done;) {
+    query.nextRecord('nextrecord', (row) => { if (row === null || typeof row === 'string') done = true; read.push(row); });
+  }
+  process.stdout.write(JSON.stringify({ before, after, rows: read.length - 1, end: read.pop() }));
+})();
+`;
+
+test('connections dropped without end close their links once collected, unless a query object reads from them', async () => {
+  const env = { ...process.env, ZV_MODULE: path.join(__dirname, '..', '..'), ZV_CONN: server.connString(), ZV_SERVER: String(server.pid) };
+  const out = await new Promise((resolve, reject) => {
+    execFile(process.execPath, ['--expose-gc', '-e', DROPPED], { env }, (err, stdout, stderr) => (err ? reject(new Error(stderr)) : resolve(stdout)));
+  });
+  const { before, after, rows, end } = JSON.parse(out);
+  assert.deepEqual(after, before);
+  assert.deepEqual({ rows, end }, { rows: 25000, end: null });
 });

@@ -63,3 +63,22 @@ test('values that cannot be bound, and placeholders left without values', () => 
   // A name the values lack binds NULL; so does a missing index.
   assert.deepEqual(query('select count(*) as c from v where n is :missing', { other: 1 }).rows, [{ c: 6 }]);
 });
+
+test('a getter of the values that runs a statement on the same connection runs it before anything is bound', () => {
+  query('create table reentry (a integer, b integer)');
+  const inner = [];
+  // Each getter runs an insert of its own on fx.conn while the outer statement reads its values.
+  const reentering = (values, a, b) => Object.defineProperty(values, 'b', {
+    enumerable: true,
+    get() {
+      inner.push(query('insert into reentry values (:a, :b)', { a: a * 10, b: b * 10 }).err);
+      return b;
+    },
+  });
+  assert.deepEqual(query('insert into reentry values (:a, :b)', reentering({ a: 1 }, 1, 2)).err, null);
+  fx.conn.querymany('insert into reentry values (:a, :b)', [{ a: 3, b: 4 }, reentering({ a: 5 }, 5, 6)],
+    (err) => inner.push(err));
+  assert.deepEqual(inner, [null, null, null]);
+  assert.deepEqual(query('select a, b from reentry order by a').rows,
+    [{ a: 1, b: 2 }, { a: 3, b: 4 }, { a: 5, b: 6 }, { a: 10, b: 20 }, { a: 50, b: 60 }]);
+});

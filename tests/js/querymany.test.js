@@ -77,8 +77,6 @@ test('zero rows, rows without placeholders, and statements that run nothing', ()
   const conn = fx.conn;
   run(conn, 'create table qm_c (a integer)');
   assert.deepEqual(many(conn, 'insert into qm_c values (?)', []), { calls: 1, returned: undefined, err: null, outcomes: [] });
-  // A second argument that is no array of rows is no row at all.
-  assert.deepEqual(many(conn, 'insert into qm_c values (?)', 7), { calls: 1, returned: undefined, err: null, outcomes: [] });
   assert.deepEqual(many(conn, 'insert into qm_c values (1)', [[], {}]),
     { calls: 1, returned: undefined, err: null, outcomes: [{ 'new RowId': '1' }, { 'new RowId': '2' }] });
   const select = { calls: 1, returned: undefined, err: { Error: "[EC026]Error querymany can't surpport a select_sql  \n" }, outcomes: [] };
@@ -100,6 +98,30 @@ test('zero rows, rows without placeholders, and statements that run nothing', ()
   run(conn, 'create table qm_e (a integer)');
   assert.deepEqual(many(conn, 'drop table qm_e', [[], []]),
     { calls: 1, returned: undefined, err: { Error: '[E10001]no such table: qm_e' }, outcomes: [{}, {}] });
+});
+
+test('rows that are no array, and rows that are no array or object, are refused before anything is sent', () => {
+  const conn = fx.conn;
+  run(conn, 'create table qm_f (a integer)');
+  const sql = 'insert into qm_f values (?)';
+  // A getter of row 1 removes row 3 while it is read: row 3 is a hole by the time it is reached.
+  const shrinking = [[1], [2], [3]];
+  Object.defineProperty(shrinking[0], 0, { get() { delete shrinking[2]; return 1; } });
+  const cases = [
+    [[sql, () => assert.fail('a callback in place of the rows is not called')], 'The second argument is not an array of rows'],
+    [[sql, 7, () => {}], 'The second argument is not an array of rows'],
+    [[sql, { 0: [1] }], 'The second argument is not an array of rows'],
+    [[{ sql }, () => {}], 'The second argument is not an array of rows'],
+    [[{ sql, values: 'abc' }, () => {}], 'The values of the first argument are not an array of rows'],
+    [[sql, [[1], , [3]], () => {}], 'Row 2 is neither an array nor an object'],
+    [[{ sql, values: [[1], [2], null] }], 'Row 3 is neither an array nor an object'],
+    [[sql, [[1], 5]], 'Row 2 is neither an array nor an object'],
+    [[sql, shrinking], 'Row 3 is neither an array nor an object'],
+  ];
+  for (const [args, message] of cases) {
+    assert.throws(() => conn.querymany(...args), { name: 'TypeError', message }, message);
+  }
+  assert.deepEqual(rowsOf(conn, 'select count(*) as n from qm_f'), [{ n: 0 }]);
 });
 
 test('a link that dropped before the call ends the run quietly', () => {
