@@ -1,21 +1,26 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer harnesses (the client's in fuzz/, the server's in server/fuzz/) with
-# clang++ into out-fuzz and runs each for N seconds (the first argument, default 5), starting
-# from a copy of its seed corpus, so that the repository's corpus is never written to. Prints
-# each harness's executions; exits non-zero when any harness found a crash, a leak, a hang or
-# a broken promise. The inputs that did are kept in out-fuzz/artifacts/.
+# Builds the libFuzzer harnesses (the client's in fuzz/, the server's in server/fuzz/) in the
+# sanitizer tree out-asan and runs each for N seconds (the first argument, default 5), or with
+# --runs N for N inputs in all (npm test's short run), starting from a copy of its
+# seed corpus, so that the repository's corpus is never written to. Prints each harness's
+# executions; exits non-zero when any harness found a crash, a leak, a hang or a broken
+# promise. The inputs that did are kept in out-asan/artifacts/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
 
-seconds=${1:-5}
-jobs=$(nproc 2>/dev/null || echo 2)
-cmake -S . -B out-fuzz -DCMAKE_CXX_COMPILER=clang++ -DZV_FUZZ=ON -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=Debug >/dev/null
-cmake --build out-fuzz -j "$jobs" >/dev/null
+if [ "${1:-}" = "--runs" ]; then
+  limit=(-runs="${2:?--runs needs a count}")
+else
+  limit=(-max_total_time="${1:-5}")
+fi
+harnesses=$(find fuzz server/fuzz -maxdepth 1 -name 'fuzz_*.cc' -printf '%f\n' | sed 's/\.cc$//' | sort)
+# shellcheck disable=SC2086
+bash scripts/sanitizer_tree.sh $harnesses >/dev/null
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-mkdir -p out-fuzz/artifacts
+mkdir -p out-asan/artifacts
 
 # A harness's seeds: fuzz/corpus/<name without fuzz_>, or for the server's harnesses
 # server/fuzz/corpus/<name without fuzz_server_>.
@@ -29,16 +34,16 @@ seed_dir() {
 # Undefined behaviour stops the run like a crash does.
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 failed=0
-for harness in $(find out-fuzz -type f -perm -u+x -name 'fuzz_*' -not -path '*/CMakeFiles/*' | sort); do
-  name=$(basename "$harness")
+for name in $harnesses; do
+  harness=$(find out-asan -type f -perm -u+x -name "$name" -not -path '*/CMakeFiles/*')
   corpus="$work/$name"
   mkdir -p "$corpus"
   seeds=$(seed_dir "$name")
   if [ -d "$seeds" ]; then cp -r "$seeds/." "$corpus/"; else echo "$name: no seeds in $seeds"; fi
   log="$work/$name.log"
   # -close_fd_mask=1: the readers' lines on standard output would only slow the run.
-  if "$harness" "$corpus" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 -close_fd_mask=1 \
-      -print_final_stats=1 -artifact_prefix="out-fuzz/artifacts/$name-" >"$log" 2>&1; then
+  if "$harness" "$corpus" "${limit[@]}" -rss_limit_mb=2048 -timeout=10 -close_fd_mask=1 \
+      -print_final_stats=1 -artifact_prefix="out-asan/artifacts/$name-" >"$log" 2>&1; then
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     echo "$name: ${runs:-?} executions"
   else

@@ -1,11 +1,10 @@
 // Statements over scripted replies: the reply readers, the three execution calls (bytes
-// sent, outputs, the semaphore after every way out) and the sorting of statement texts.
+// sent, outputs, the semaphore after every way out).
 #include <gtest/gtest.h>
 #include <semaphore.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 #include "connection/wire.h"
 #include "peer.h"
@@ -152,16 +151,4 @@ TEST(StmtExecute, RefusesWhatIsNotAConnection) {
     EXPECT_EQ(-3, ZVC_Execute(handle, "select 1", &result, nullptr, nullptr, nullptr));
   }
   ZVC_FreeLob(&lob);
-}
-
-TEST(StmtExecute, ClassifyByFirstWord) {
-  const std::pair<const char*, int32_t> cases[] = {
-      {"  \n\r select * from t", 4}, {"select 1;\r\n  ", 4},   {"select 1;\r\n   ", 9}, {"\tselect 1", 9},
-      {"Replace into t", 1},         {"MERGE into t", 1},      {"MERGEinto t", 9},      {"UPDATE t", 2},
-      {"delete from t", 3},          {"create table t", 5},    {"alter table t", 6},    {"ALTER", 9},
-      {"exec proc1", 10},            {"Execute proc1(1)", 10}, {"EXEC", 9},             {"STC12_x", 4},
-      {"stc12_x", 9},                {"drop table t", 9},      {"", 9},
-  };
-  for (const auto& [text, sql_class] : cases) EXPECT_EQ(sql_class, ZVC_ClassifySql(text)) << text;
-  EXPECT_EQ(9, ZVC_ClassifySql(nullptr));
 }

@@ -1,0 +1,472 @@
+'use strict';
+// The mutants of npm run mutate: each is one change a developer could plausibly make. `from`
+// must occur exactly once in `file`; `tests` are the runs that can see the change, tried in
+// order until one fails:
+//   'client:FILTER'  out-asan/client_tests --gtest_filter=FILTER
+//   'server:FILTER'  out-asan/server/server_tests --gtest_filter=FILTER
+//   'js:a.test.js,b.test.js'  node --test on those files of tests/js (release addon and server)
+const C = (filter) => `client:${filter}`;
+const S = (filter) => `server:${filter}`;
+const J = (...files) => `js:${files.join(',')}`;
+
+const WIRE = C('Wire*:ReplyCut*:StmtReply*:StmtExecute*');
+const REPLY = C('StmtReply*:StmtExecute*:ReplyCut*:ResultReception*:NavResult*:StmtServer*:BatchServer*');
+const LOGIN = C('Login*:CipherLogin*:ConnError*:ConnString*:CipherServer*');
+const PARAMS = C('Params*:ParamArray*:BatchServer*:StmtServer*:Prepare*');
+const CURSOR = C('NamedCursor*:SmartCursor*:CursorServer*');
+const PREPARE = C('Prepare*:PrepareServer*');
+const CONVERT = C('ResultConvert*:ResultText*:ResultStore*:Calendar*:ResultReception*');
+const LOB = C('Lob*');
+const CIPHER = C('LinkCipher*:LinkImage*:LinkKey*:Turing*:BigNumber*:CipherLogin*:CipherServer*');
+const FAILOVER = C('Failover*:FailoverServers*');
+
+module.exports = [
+  // ---- client library: wire ----
+  {
+    name: 'wire-pushback-kept', file: 'src/client/connection/wire.cc',
+    from: '    conn->pushback = 0;\n    --len;', to: '    --len;',
+    fault: 'a byte handed back is read again after it was taken', tests: [WIRE],
+  },
+  {
+    name: 'wire-buffer-tail-lost', file: 'src/client/connection/wire.cc',
+    from: '  conn->recv_len = got;\n  conn->recv_pos = len;', to: '  conn->recv_len = conn->recv_pos = 0;',
+    fault: 'bytes received beyond a read are dropped instead of kept for the next read', tests: [WIRE],
+  },
+  {
+    name: 'wire-string-limit-off', file: 'src/client/connection/wire.cc',
+    from: '  if (len < 0 || len > WIRE_MAX_STRING) return ZV_NET_ERROR;\n  char* text',
+    to: '  if (len < 0) return ZV_NET_ERROR;\n  char* text',
+    fault: 'a hostile string length is allocated and waited for', tests: [WIRE, C('ConnError*')],
+  },
+  {
+    name: 'wire-partial-copy-short', file: 'src/client/connection/wire.cc',
+    from: '  if (waiting > len) {', to: '  if (waiting > len + 1) {',
+    fault: 'a buffered run one byte longer than the read is handed out whole', tests: [WIRE],
+  },
+  {
+    name: 'wire-send-flush-edge', file: 'src/client/connection/wire.cc',
+    from: 'if (conn->send_len + len >= CONN_BUF_SIZE) r = write_send_buf(conn);',
+    to: 'if (conn->send_len + len > CONN_BUF_SIZE + 8) r = write_send_buf(conn);',
+    fault: 'the send buffer is filled past its end before it is written', tests: [WIRE, PARAMS],
+  },
+  {
+    name: 'wire-recv-tries-once', file: 'src/client/connection/wire.cc',
+    from: 'if (r <= 0) return -1;\n  int32_t got', to: 'if (r < 0) return -1;\n  int32_t got',
+    fault: 'a closed link (a read of 0 bytes) passes for data', tests: [WIRE, C('ConnError*')],
+  },
+  // ---- client library: replies ----
+  {
+    name: 'reply-F-no-error-result', file: 'src/client/statements/recv_result.cc',
+    from: "st->ret = letter == 'E' || letter == 'F' ? ZV_SERVER_ERROR : 0;", to: "st->ret = letter == 'E' ? ZV_SERVER_ERROR : 0;",
+    fault: 'an F (fatal) text in a statement reply is treated as no error', tests: [REPLY],
+  },
+  {
+    name: 'reply-F-no-error-noquery', file: 'src/client/statements/recv_noquery.cc',
+    from: "{'E', on_error},  {'F', on_error}, {'W', on_notice},          {'M', on_notice},",
+    to: "{'E', on_error},  {'F', on_notice}, {'W', on_notice},          {'M', on_notice},",
+    fault: 'an F text in a reply without rows is read as a notice, not an error', tests: [REPLY],
+  },
+  {
+    name: 'reply-F-no-error-rows', file: 'src/client/results/recv_rows.cc',
+    from: "if (*letter == 'E' || *letter == 'F') result->message_has_error = 1;",
+    to: "if (*letter == 'E') result->message_has_error = 1;",
+    fault: 'an F text among rows does not mark the result failed', tests: [REPLY],
+  },
+  {
+    name: 'reply-negative-count', file: 'src/client/statements/recv_noquery.cc',
+    from: 'if (!recv_int32(st->conn, &count) || count < 0) return ZV_NET_ERROR;',
+    to: 'if (!recv_int32(st->conn, &count)) return ZV_NET_ERROR;',
+    fault: 'a negative changed-row count is taken and reads as a failure code', tests: [REPLY],
+  },
+  {
+    name: 'reply-stray-letter-in-step', file: 'src/client/statements/reply_reader.cc',
+    from: 'int32_t stop_short(ReplyState* st, int32_t rc) {\n  st->conn->out_of_step = 1;',
+    to: 'int32_t stop_short(ReplyState* st, int32_t rc) {',
+    fault: 'a reply left unread does not mark the link out of step', tests: [REPLY],
+  },
+  {
+    name: 'reply-peek-zero', file: 'src/client/statements/reply_reader.cc',
+    from: "if (ch == 'K' || ch == 0) return 1;", to: "if (ch == 'K') return 1;",
+    fault: 'a zero byte after a record is handed back instead of ending the reply', tests: [REPLY],
+  },
+  {
+    name: 'reply-field-count-limit', file: 'src/client/results/field_descs.cc',
+    from: 'field_num < 0 || field_num > MAX_FIELDS) return ZV_NET_ERROR;', to: 'field_num < 0) return ZV_NET_ERROR;',
+    fault: 'a hostile field count is allocated', tests: [REPLY, C('ConnError*')],
+  },
+  {
+    name: 'reply-rows-error-dropped', file: 'src/client/statements/reply_reader.cc',
+    from: '  if (rc >= 0 && result->message_has_error) {', to: '  if (rc > 0 && result->message_has_error) {',
+    fault: 'an error among dropped rows passes for success', tests: [REPLY],
+  },
+  // ---- client library: login ----
+  {
+    name: 'login-301-no-K-check', file: 'src/client/connection/login.cc',
+    from: "if (recv_bytes(conn, rest, 5) && rest[4] == 'K') return true;", to: 'if (recv_bytes(conn, rest, 5)) return true;',
+    fault: 'a 301 login answer not ending in K is accepted', tests: [LOGIN],
+  },
+  {
+    name: 'login-quote-allowed', file: 'src/client/connection/login.cc',
+    from: "    if (strchr(text, '\\'')) return v.name;", to: '    (void)text;',
+    fault: 'a quote inside a login value goes into the login text', tests: [LOGIN],
+  },
+  {
+    name: 'login-lock-timeout-sign', file: 'src/client/connection/login.cc',
+    from: '{enciphered ? conn->lock_timeout > 0 : conn->lock_timeout != 0, " lock_timeout = ", lock, ""},',
+    to: '{conn->lock_timeout != 0, " lock_timeout = ", lock, ""},',
+    fault: 'an enciphered login sends a negative lock time-out', tests: [LOGIN],
+  },
+  {
+    name: 'login-auto-commit-flipped', file: 'src/client/connection/login.cc',
+    from: "conn->auto_commit_off == 1 ? \" auto_commit = 'off'\" : \" auto_commit = 'on'\"",
+    to: "conn->auto_commit_off != 0 ? \" auto_commit = 'off'\" : \" auto_commit = 'on'\"",
+    fault: 'any non-zero AUTO_COMMIT value turns auto-commit off', tests: [LOGIN, J('connection.test.js', 'options.test.js')],
+  },
+  {
+    name: 'login-timeout-not-restored', file: 'src/client/connection/login.cc',
+    from: '  plat_socket_set_recv_timeout(fd, conn->ltimeout);\n  return ok;', to: '  return ok;',
+    fault: 'the link keeps the connect time-out after login', tests: [LOGIN, C('ConnAttr*')],
+  },
+  // ---- client library: parameters ----
+  {
+    name: 'params-max-position', file: 'src/client/statements/param_bind.cc',
+    from: 'if (param_no > PARAM_MAX) return out_of_range(t, param_no);', to: 'if (param_no > PARAM_MAX + 1) return out_of_range(t, param_no);',
+    fault: 'a parameter position one past the limit is accepted', tests: [PARAMS],
+  },
+  {
+    name: 'params-zero-position', file: 'src/client/statements/param_bind.cc',
+    from: 'if (param_no < 1) return target_error', to: 'if (param_no < 0) return target_error',
+    fault: 'parameter position 0 is accepted', tests: [PARAMS],
+  },
+  {
+    name: 'params-int16-width', file: 'src/client/statements/send_params.cc',
+    from: 'case CT_INT16: return {TC_SMALLINT, 2};', to: 'case CT_INT16: return {TC_SMALLINT, 4};',
+    fault: 'a 16-bit value goes out as four bytes', tests: [PARAMS],
+  },
+  {
+    name: 'params-null-not-empty', file: 'src/client/statements/send_params.cc',
+    from: 'if (form.width == EMPTY || length == 0) {', to: 'if (form.width == EMPTY) {',
+    fault: 'a fixed-width value of length 0 goes out as a value, not as a null', tests: [PARAMS],
+  },
+  {
+    name: 'params-out-length-unbounded', file: 'src/client/statements/send_params.cc',
+    from: 'if (set->directions[i] != DIR_IN && length > set->sizes[i]) length = set->sizes[i] > 0 ? set->sizes[i] : 0;',
+    to: '',
+    fault: 'an in-out value longer than its buffer is sent past the buffer', tests: [PARAMS, C('StmtReply*')],
+  },
+  {
+    name: 'params-lob-size-dropped', file: 'src/client/statements/send_params.cc',
+    from: 'int64_t size = complete ? lob->size : 0;', to: 'int64_t size = lob ? lob->size : 0;',
+    fault: 'a large object still being written is sent with its partial size', tests: [PARAMS, LOB],
+  },
+  // ---- client library: batches ----
+  {
+    name: 'batch-word-halves-swapped', file: 'src/client/statements/execute_batch.cc',
+    from: 'static_cast<uint32_t>(set->array_size) << 16 | set->count', to: 'static_cast<uint32_t>(set->count) << 16 | set->array_size',
+    fault: 'rows and parameters swap halves in the command word', tests: [C('ParamArray*:BatchServer*')],
+  },
+  {
+    name: 'batch-65536-rows', file: 'src/client/statements/execute_batch.cc',
+    from: 'set->array_size > WORD_HALF_MAX) {', to: 'set->array_size > WORD_HALF_MAX + 1) {',
+    fault: 'a batch of 65536 rows overflows its half of the command word', tests: [C('ParamArray*:BatchServer*')],
+  },
+  {
+    name: 'batch-count-of-insert', file: 'src/client/statements/execute_batch.cc',
+    from: '(pres->result_kind == RK_UPDATE || pres->result_kind == RK_DELETE) ? pres->effect_count : 0',
+    to: 'pres->result_kind != RK_ROWS ? pres->effect_count : 0',
+    fault: 'a batch count is given for replies that carry none', tests: [C('ParamArray*:BatchServer*')],
+  },
+  {
+    name: 'batch-block-spare', file: 'src/client/statements/send_params_array.cc',
+    from: 'if (pk->off + need <= pk->size) return true;\n  if (pk->mark > 0) {', to: 'if (pk->off + need <= pk->size + 16) return true;\n  if (pk->mark > 0) {',
+    fault: 'a row is packed 16 bytes past the end of its block', tests: [C('ParamArray*:BatchServer*')],
+  },
+  // ---- client library: cursors ----
+  {
+    name: 'cursor-full-block-drained', file: 'src/client/statements/smart_cursor.cc',
+    from: '  if (cursor->result->row_count == SMART_BLOCK_ROWS) return 0;\n  return drain(cursor, conn);',
+    to: '  return drain(cursor, conn);',
+    fault: 'a cursor stops after its second block even when it was full', tests: [CURSOR, J('cursor.test.js')],
+  },
+  {
+    name: 'cursor-first-block-edge', file: 'src/client/statements/smart_cursor.cc',
+    from: 'if (cursor->result->row_count != SMART_BLOCK_ROWS) drain(cursor, conn);', to: 'if (cursor->result->row_count + 1 < SMART_BLOCK_ROWS) drain(cursor, conn);',
+    fault: 'a first block one row short is taken for a full one', tests: [CURSOR, J('cursor.test.js')],
+  },
+  {
+    name: 'cursor-refill-ignored', file: 'src/client/statements/smart_cursor.cc',
+    from: 'if (ret != ZV_NO_MORE || !cursor->more) return ret;', to: 'if (ret != ZV_NO_MORE || cursor->more) return ret;',
+    fault: 'the cursor never asks for the next block', tests: [CURSOR, J('cursor.test.js')],
+  },
+  {
+    name: 'cursor-name-length', file: 'src/client/statements/smart_cursor.cc',
+    from: 'strnlen(name, ZV_CURSOR_NAME_SIZE) < ZV_CURSOR_NAME_SIZE) return true;', to: 'strnlen(name, ZV_CURSOR_NAME_SIZE) <= ZV_CURSOR_NAME_SIZE) return true;',
+    fault: 'a cursor name that fills its whole buffer is accepted unterminated', tests: [CURSOR],
+  },
+  {
+    name: 'cursor-busy-not-set', file: 'src/client/statements/named_cursors.cc',
+    from: 'if (rc >= 0 && rc < SMART_BLOCK_ROWS) conn->smart_busy = 1;', to: 'if (rc > 0 && rc < SMART_BLOCK_ROWS) conn->smart_busy = 1;',
+    fault: 'an empty last block leaves the cursor to be fetched again', tests: [CURSOR],
+  },
+  // ---- client library: prepare ----
+  {
+    name: 'prepare-4000-limit', file: 'src/client/statements/prepare_reply.cc',
+    from: 'param_num < 0 || param_num > PARAM_MAX) return ZV_NET_ERROR;', to: 'param_num < 0) return ZV_NET_ERROR;',
+    fault: 'a PREPARE reply may describe more than 4,000 parameters', tests: [PREPARE, C('ReplyCut*:ConnError*')],
+  },
+  {
+    name: 'prepare-name-length', file: 'src/client/statements/prepare_reply.cc',
+    from: 'strlen(set->names[i]) > PARAM_NAME_MAX) return false;', to: 'strlen(set->names[i]) > PARAM_NAME_MAX * 4) return false;',
+    fault: 'a described parameter name longer than 255 bytes is taken', tests: [PREPARE],
+  },
+  {
+    name: 'prepare-refusal-prepared', file: 'src/client/statements/prepare_reply.cc',
+    from: 'st->ret = st->end_value = ZV_SERVER_ERROR;\n  return REPLY_PEEK;', to: 'st->end_value = ZV_SERVER_ERROR;\n  return REPLY_PEEK;',
+    fault: 'a refused PREPARE followed by more records counts as prepared', tests: [PREPARE],
+  },
+  {
+    name: 'prepare-stray-letter', file: 'src/client/statements/prepare_reply.cc',
+    from: 'const ReplyReader kPrepare = {kPrepareLetters, ZV_NET_ERROR, nullptr};', to: 'const ReplyReader kPrepare = {kPrepareLetters, READ_RET, nullptr};',
+    fault: 'an unknown letter in a PREPARE reply passes for its end', tests: [PREPARE],
+  },
+  // ---- client library: conversion ----
+  {
+    name: 'convert-leap-century', file: 'src/client/results/calendar.cc',
+    from: 'static bool leap(int64_t y) { return y % 400 == 0 || (y % 4 == 0 && y % 100 != 0); }',
+    to: 'static bool leap(int64_t y) { return y % 4 == 0; }',
+    fault: 'every fourth year is a leap year, 1900 and 2100 too', tests: [CONVERT],
+  },
+  {
+    name: 'convert-int32-text-clamp', file: 'src/client/results/field_access.cc',
+    from: '  return static_cast<int32_t>(n > INT32_MAX ? INT32_MAX : n);', to: '  return static_cast<int32_t>(n);',
+    fault: 'a text of 2147483648 read as int32 wraps to a negative number', tests: [CONVERT],
+  },
+  {
+    name: 'convert-bigint-as-int32', file: 'src/client/results/field_access.cc',
+    from: 'if (type == TC_BOOL || (is_integer_type(type) && type != TC_BIGINT))', to: 'if (type == TC_BOOL || is_integer_type(type))',
+    fault: 'a BIGINT read as int32 is taken from its first four bytes', tests: [CONVERT],
+  },
+  {
+    name: 'convert-interval-minutes', file: 'src/client/results/value_text.cc',
+    from: 'client_sprintf(buff, VALUE_TEXT_SIZE, "%d:%02d", v / 60, v % 60);', to: 'client_sprintf(buff, VALUE_TEXT_SIZE, "%d:%d", v / 60, v % 60);',
+    fault: 'an hour-minute interval loses the zero of its minutes', tests: [CONVERT, J('text_values.test.js')],
+  },
+  {
+    name: 'convert-bool-text', file: 'src/client/results/value_text.cc',
+    from: 'v[0] == \'F\' ? "F" : v[0] == \'T\' ? "T" : "UNKNOWN"', to: 'v[0] == \'T\' ? "T" : "F"',
+    fault: 'a boolean of neither T nor F reads as false', tests: [CONVERT],
+  },
+  {
+    name: 'convert-time-tz-short', file: 'src/client/results/value_text.cc',
+    from: '      if (len >= 6) time_tz_text(v, buff);', to: '      time_tz_text(v, buff);',
+    fault: 'a cut time-with-zone value is read past its end', tests: [CONVERT, C('ReplyCut*')],
+  },
+  // ---- client library: large objects ----
+  {
+    name: 'lob-read-pos-chunk', file: 'src/client/results/lob.cc',
+    from: '  int64_t offset = lob->read_pos % LOB_CHUNK_SIZE;', to: '  int64_t offset = 0;',
+    fault: 'reading from a position inside a chunk starts at the chunk front', tests: [LOB],
+  },
+  {
+    name: 'lob-read-pos-past-end', file: 'src/client/results/lob.cc',
+    from: '  if (pos >= 0 && pos <= lob->size) {', to: '  if (pos >= 0 && pos <= lob->size + 1) {',
+    fault: 'a read position past the end of the object is accepted', tests: [LOB],
+  },
+  {
+    name: 'lob-read-more-than-left', file: 'src/client/results/lob.cc',
+    from: '  int64_t n = length < left ? length : left;', to: '  int64_t n = length;',
+    fault: 'a read asks for more bytes than the object has left', tests: [LOB],
+  },
+  {
+    name: 'lob-fetch-F-error', file: 'src/client/statements/lob_fetch.cc',
+    from: "if (ch == 'E' || ch == 'F') return recv_fetch_error(conn, lob);", to: "if (ch == 'E') return recv_fetch_error(conn, lob);",
+    fault: 'an F answer to a large-object fetch is not read as an error', tests: [LOB, REPLY],
+  },
+  // ---- client library: cipher ----
+  {
+    name: 'cipher-refill-late', file: 'src/client/connection/link_cipher.cc',
+    from: 'if (ctx->counter == LINK_REFILL) {', to: 'if (ctx->counter == LINK_REFILL + TURING_BATCH) {',
+    fault: 'the keystream is refilled one batch too late', tests: [CIPHER, J('enciphered.test.js')],
+  },
+  {
+    name: 'cipher-recv-tries', file: 'src/client/connection/wire.cc',
+    from: 'int tries_left = conn->recv_cipher ? 1 : RECV_TRIES;', to: 'int tries_left = RECV_TRIES;',
+    fault: 'an enciphered link tries a failed read again', tests: [CIPHER, WIRE],
+  },
+  {
+    name: 'cipher-both-directions', file: 'src/client/connection/link_cipher.cc',
+    from: 'if (conn->recv_cipher && conn->send_cipher) return true;', to: 'if (conn->recv_cipher || conn->send_cipher) return true;',
+    fault: 'a link with only one direction keyed counts as enciphered', tests: [CIPHER],
+  },
+  {
+    name: 'cipher-login-block-round', file: 'src/client/connection/login.cc',
+    from: 'send_direct(conn, auth_str, (n + LINK_BLOCK - 1) / LINK_BLOCK * LINK_BLOCK + LINK_KEY_SIZE);',
+    to: 'send_direct(conn, auth_str, n / LINK_BLOCK * LINK_BLOCK + LINK_KEY_SIZE);',
+    fault: 'the last partial block of the enciphered login text is not sent', tests: [CIPHER, J('enciphered.test.js')],
+  },
+  // ---- client library: fail-over ----
+  {
+    name: 'failover-stops-after-first', file: 'src/client/connection/open_ips.cc',
+    from: '    if (list->remaining < 2) {', to: '    if (list->remaining > 0) {',
+    fault: 'the walk ends at the first server that refuses the connection', tests: [FAILOVER, J('failover.test.js')],
+  },
+  {
+    name: 'failover-no-strike', file: 'src/client/connection/open_ips.cc',
+    from: '    strike_server(list);\n', to: '',
+    fault: 'an unreachable server is not struck and is tried again', tests: [FAILOVER, J('failover.test.js')],
+  },
+  {
+    name: 'failover-login-refusal-walks', file: 'src/client/connection/open_ips.cc',
+    from: '  while (!connect_current(conn, list)) {', to: '  while (!connect_current(conn, list) || (list->remaining > 1 && !login_dialogue(conn))) {',
+    fault: 'a server that refuses the login is skipped like an unreachable one', tests: [FAILOVER, J('failover.test.js')],
+  },
+  {
+    name: 'failover-position-kept', file: 'src/client/connection/open_ips.cc',
+    from: 'if (pos > 1 && list && list->remaining > 0) {', to: 'if (pos > 0 && list && list->remaining > 0) {',
+    fault: 'position 1 keeps the old list instead of starting a new one', tests: [FAILOVER],
+  },
+  {
+    name: 'failover-ips-lowercase', file: 'src/client/connection/conn_string.cc',
+    from: 'if (strstr(item, "IPS=") || strstr(item, "ips=")) {', to: 'if (strstr(item, "IPS=")) {',
+    fault: 'a lower-case ips= list is not read', tests: [FAILOVER, C('ConnString*')],
+  },
+  // ---- binding ----
+  {
+    name: 'binding-int32-clamp', file: 'src/binding/bind_values.cc',
+    from: 'raw(static_cast<int32_t>(n > INT32_MAX ? INT32_MAX : n))', to: 'raw(static_cast<int32_t>(n))',
+    fault: 'an unsigned value above the int32 range wraps negative', tests: [J('parameters.test.js', 'query.test.js')],
+  },
+  {
+    name: 'binding-bool-bound-as-true', file: 'src/binding/bind_values.cc',
+    from: 'std::string(1, value->IsTrue() ? 1 : 0)', to: 'std::string(1, 1)',
+    fault: 'false is bound as true', tests: [J('parameters.test.js', 'query.test.js')],
+  },
+  {
+    name: 'binding-named-before-index', file: 'src/binding/bind_values.cc',
+    from: '  if (!found->IsUndefined()) return found;\n', to: '',
+    fault: 'a named value is looked up by index only', tests: [J('parameters.test.js', 'query_object.test.js', 'querymany.test.js')],
+  },
+  {
+    name: 'binding-query-too-many-args', file: 'src/binding/query_method.cc',
+    from: 'if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;\n  if (args[0]->IsUndefined())',
+    to: 'if (args.Length() > 4) return throw_type_error(isolate, "Wrong arguments number"), false;\n  if (args[0]->IsUndefined())',
+    fault: 'query takes a fourth argument', tests: [J('query.test.js', 'callbacks.test.js')],
+  },
+  {
+    name: 'binding-query-object-values', file: 'src/binding/query_method.cc',
+    from: '  if ((*values)->IsUndefined()) *values = args[1];', to: '',
+    fault: 'query({sql}, values) ignores the values beside the object', tests: [J('query_object.test.js', 'query.test.js')],
+  },
+  {
+    name: 'binding-querymany-update-key', file: 'src/binding/querymany.cc',
+    from: 'const char* key = sql_class == SQL_UPDATE ? "UPDATE EFFECTNUM" : "DELETE EFFECTNUM";', to: 'const char* key = "UPDATE EFFECTNUM";',
+    fault: 'querymany reports deletes under the update key', tests: [J('querymany.test.js')],
+  },
+  {
+    name: 'binding-querymany-select', file: 'src/binding/querymany.cc',
+    from: '    if (sql_class == SQL_QUERY) return fail(run, kNoSelect);\n', to: '',
+    fault: 'querymany runs a SELECT instead of refusing it', tests: [J('querymany.test.js')],
+  },
+  {
+    name: 'binding-batch-row-offset', file: 'src/binding/execute_batch_method.cc',
+    from: 'std::to_string(row + first)', to: 'std::to_string(row)',
+    fault: 'a failing row of a later command is named by its place in that command', tests: [J('execute_batch.test.js', 'load.test.js')],
+  },
+  {
+    name: 'binding-batch-changed-sum', file: 'src/binding/execute_batch_method.cc',
+    from: '      changed += in_flight->changed;', to: '      changed = in_flight->changed;',
+    fault: 'executeBatch reports the changes of its last command only', tests: [J('execute_batch.test.js', 'load.test.js')],
+  },
+  {
+    name: 'binding-options-port-blank', file: 'src/binding/options_string.cc',
+    from: 'if (value->IsUndefined()) return strdup("5138");', to: 'if (value->IsUndefined()) return strdup("5139");',
+    fault: 'a connection without a port goes to the wrong default port', tests: [J('options.test.js', 'connection.test.js')],
+  },
+  {
+    name: 'binding-options-ips-check', file: 'src/binding/options_string.cc',
+    from: '  if (strcasestr(value, "IPS=")) return "it may not contain \\"IPS=\\"";\n', to: '',
+    fault: 'an option value may smuggle an IPS= list into the connection string', tests: [J('options.test.js')],
+  },
+  {
+    name: 'binding-placeholder-run', file: 'src/binding/placeholders.cc',
+    from: 'static int run_value(int k) { return k <= 2 ? 1 : 3 - k; }', to: 'static int run_value(int k) { return k; }',
+    fault: 'a run of marks counts one placeholder per mark', tests: [C('Placeholders*'), J('parameters.test.js', 'query.test.js')],
+  },
+  {
+    name: 'binding-placeholder-quoted', file: 'src/binding/placeholders.cc',
+    from: '    if (*p == \'\\\'\') quoted = !quoted;\n    if (quoted || *p != \':\') {', to: '    if (*p != \':\') {',
+    fault: 'a colon inside a quoted text counts as a named placeholder', tests: [C('Placeholders*'), J('parameters.test.js', 'query_object.test.js')],
+  },
+  {
+    name: 'binding-placeholder-name-end', file: 'src/binding/placeholders.cc',
+    from: 'size_t len = strcspn(p + 1, " ;),\\n\\r\\t");', to: 'size_t len = strcspn(p + 1, " ;)\\n\\r\\t");',
+    fault: 'a comma does not end a placeholder name', tests: [C('Placeholders*'), J('parameters.test.js', 'query_object.test.js')],
+  },
+  // ---- server ----
+  {
+    name: 'server-int32-limit', file: 'server/src/value_encoder.cc',
+    from: 'case kInteger: return v >= INT32_MIN && v <= INT32_MAX;', to: 'case kInteger: return v >= INT32_MIN && v < INT32_MAX;',
+    fault: 'the largest INTEGER is refused by the encoder', tests: [S('ServerTest.*Type*'), C('StmtServer*'), J('text_values.test.js', 'query.test.js')],
+  },
+  {
+    name: 'server-int32-limit-dropped', file: 'server/src/value_encoder.cc',
+    from: 'case kInteger: return v >= INT32_MIN && v <= INT32_MAX;', to: 'case kInteger: return true;',
+    fault: 'an INTEGER column value beyond int32 is cut to four bytes', tests: [S('ServerTest.*Type*'), C('StmtServer*'), J('text_values.test.js', 'query.test.js')],
+  },
+  {
+    name: 'server-smallint-width', file: 'server/src/value_encoder.cc',
+    from: '    case kSmallInt: return 2;', to: '    case kSmallInt: return 4;',
+    fault: 'a SMALLINT goes out four bytes wide', tests: [S('ServerTest.*Type*'), C('StmtServer*')],
+  },
+  {
+    name: 'server-bool-letter', file: 'server/src/value_encoder.cc',
+    from: "out_.letter(b ? 'T' : 'F');", to: "out_.letter(b ? 'T' : '0');",
+    fault: 'false goes out as 0 instead of F', tests: [S('ServerTest.*Type*'), J('text_values.test.js')],
+  },
+  {
+    name: 'server-update-count', file: 'server/src/statement_runner.cc',
+    from: "    out.letter('U');\n    out.int32(sqlite3_changes(db_));", to: "    out.letter('U');\n    out.int32(1);",
+    fault: 'an UPDATE reports one changed row whatever it changed', tests: [S('ServerTest.Each*'), C('StmtServer*'), J('query.test.js')],
+  },
+  {
+    name: 'server-login-password-case', file: 'server/src/session.cc',
+    from: 'request.password != options_.password) {', to: '!iequals(request.password, options_.password)) {',
+    fault: 'a password is compared without regard to case', tests: [S('ServerTest.Login*'), J('connection.test.js')],
+  },
+  {
+    name: 'server-login-no-database', file: 'server/src/login.cc',
+    from: 'saw_database = saw_database || c.key == "database";', to: 'saw_database = true;',
+    fault: 'a login text without a database clause is accepted', tests: [S('ServerTest.Login*:ServerTest.*Login*')],
+  },
+  {
+    name: 'server-command-text-limit', file: 'server/src/command_reader.cc',
+    from: 'if (len > limits.text_max) return CommandRead::kTextTooLong;', to: 'if (len > limits.text_max + 1) return CommandRead::kTextTooLong;',
+    fault: 'a statement text one byte over the limit is read', tests: [S('ServerTest.*Limit*:ServerTest.ACommand*')],
+  },
+  {
+    name: 'server-parameter-count', file: 'server/src/parameter_binding.cc',
+    from: 'if (params.count() != static_cast<size_t>(placeholders)) {', to: 'if (params.count() > static_cast<size_t>(placeholders)) {',
+    fault: 'too few parameters for the placeholders are bound as nulls', tests: [S('ServerTest.Parameters*:ServerTest.*Parameter*'), J('parameters.test.js')],
+  },
+  {
+    name: 'server-prepare-position', file: 'server/src/prepared_statements.cc',
+    from: '    out.int32(i);\n    out.int32(kChar);', to: '    out.int32(i - 1);\n    out.int32(kChar);',
+    fault: 'a described parameter gives its position from 0', tests: [S('ServerPreparedTest.*'), PREPARE],
+  },
+  {
+    name: 'server-keystream-refill', file: 'server/src/link_keystream.cc',
+    from: 'if (++used_ == kUsesPerBatch * Turing::kBatch) {', to: 'if (++used_ == kUsesPerBatch * Turing::kBatch + 1) {',
+    fault: "the server's keystream is refilled a byte late", tests: [S('ServerLinkKeystream*:ServerTest.*Encipher*'), C('CipherServer*')],
+  },
+  {
+    name: 'server-lob-fetch-negative', file: 'server/src/lob_fetch.cc',
+    from: 'out.offset >= 0 && parse_int64(w[6], out.limit) && out.limit >= 0;', to: 'parse_int64(w[6], out.limit) && out.limit >= 0;',
+    fault: 'a large-object fetch at a negative offset is served', tests: [S('ServerTest.LargeObjects*:ServerTest.Objects*'), LOB],
+  },
+  {
+    name: 'server-batch-savepoint', file: 'server/src/batch_runner.cc',
+    from: 'if (sqlite3_exec(db, "SAVEPOINT zanvo_batch", nullptr, nullptr, nullptr) != SQLITE_OK) {',
+    to: 'if (sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) != SQLITE_OK) {',
+    fault: 'the rows before a failing row of a batch stay', tests: [S('ServerBatchTest.*'), J('execute_batch.test.js')],
+  },
+];
