@@ -169,7 +169,9 @@ TEST_F(ServerTest, NamesAndWhatALinkKeepsAreCapped) {
   for (const auto& k : cases) {
     Reply r = c->run(k.text);
     ASSERT_EQ(r.letters, k.letters) << k.text;
-    if (!k.error.empty()) EXPECT_EQ(r.records[0].text, k.error) << k.text;
+    if (!k.error.empty()) {
+      EXPECT_EQ(r.records[0].text, k.error) << k.text;
+    }
   }
   EXPECT_EQ(c->value("select 7"), be32(7));
 }
