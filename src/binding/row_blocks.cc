@@ -29,7 +29,8 @@ constexpr size_t kMaxShapes = 64;
 void append_key(Isolate* isolate, Local<v8::Name> name, std::string* out) {
   Local<v8::String> text = name.As<v8::String>();
   std::vector<uint16_t> units(text->Length());
-  text->Write(isolate, units.data(), 0, static_cast<int>(units.size()), v8::String::NO_NULL_TERMINATION);
+  if (!units.empty())
+    text->Write(isolate, units.data(), 0, static_cast<int>(units.size()), v8::String::NO_NULL_TERMINATION);
   std::string literal = "\"";
   for (uint16_t unit : units) {
     if (unit >= 0x20 && unit < 0x7f && unit != '"' && unit != '\\') {
