@@ -180,6 +180,37 @@ void put_value(Isolate* isolate, Local<Context> context, Local<Value> v, uint8_t
   c->lengths[i] = static_cast<int32_t>(width_of(kind));
 }
 
+// Reads rows first .. first+count-1 into one array of their values, rows after rows; empty, with
+// an exception, on a row or a value that cannot be bound or a getter that threw.
+MaybeLocal<Array> scan_command(Isolate* isolate, Local<Array> rows, uint32_t first, uint32_t count,
+                               const BatchShape& shape, const std::vector<Local<String>>& keys,
+                               std::vector<unsigned>* masks) {
+  v8::EscapableHandleScope scope(isolate);
+  Local<Context> context = isolate->GetCurrentContext();
+  const size_t slots = shape.indexes.size();
+  std::vector<Local<Value>> read;
+  read.reserve(count * slots);
+  for (uint32_t r = first; r < first + count; r++) {
+    Local<Value> row;
+    if (!rows->Get(context, r).ToLocal(&row)) return {};  // a getter threw: its exception stands
+    if (!row->IsObject()) return throw_not_a_row(isolate, r), MaybeLocal<Array>();
+    for (size_t s = 0; s < slots; s++) {
+      Local<Value> v;
+      if (!slot_value(context, row.As<Object>(), shape, keys, s).ToLocal(&v)) return {};
+      unsigned kind = kind_of(v);
+      if (kind == V_BAD)
+        return row_error(isolate, shape, r, s, "an object, array, function, symbol or BigInt has no parameter form"), MaybeLocal<Array>();
+      unsigned& mask = (*masks)[s];
+      mask |= kind;
+      if ((mask & V_BINARY) && (mask & ~(V_BINARY | V_NULL)))
+        return row_error(isolate, shape, r, s, "a Buffer cannot share its column with values of other kinds"), MaybeLocal<Array>();
+      read.push_back(v);
+    }
+  }
+  // An array of our own, made whole: no setter or getter of Array.prototype sees its elements.
+  return scope.Escape(Array::New(isolate, read.data(), read.size()));
+}
+
 }  // namespace
 
 BatchShape batch_shape(const char* sql) {
@@ -205,37 +236,18 @@ BatchShape batch_shape(const char* sql) {
 
 bool scan_batch_rows(Isolate* isolate, Local<Array> rows, const BatchShape& shape, uint32_t per_command,
                      std::vector<uint8_t>* kinds, BatchValues* values) {
-  Local<Context> context = isolate->GetCurrentContext();
-  const size_t slots = shape.indexes.size();
   std::vector<Local<String>> keys = name_keys(isolate, shape);
-  std::vector<unsigned> masks(slots, 0);
+  std::vector<unsigned> masks(shape.indexes.size(), 0);
   // The length is read once: rows that a getter adds are not loaded, rows it removes are holes.
   const uint32_t n = rows->Length();
   values->rows = n;
   values->commands.clear();
-  for (uint32_t r = 0; r < n; r++) {
-    if (r % per_command == 0) {
-      uint32_t count = n - r < per_command ? n - r : per_command;
-      values->commands.push_back(Array::New(isolate, static_cast<int>(count * slots)));
-    }
-    Local<Array> command = values->commands.back();
-    const uint32_t at = (r % per_command) * static_cast<uint32_t>(slots);
-    v8::HandleScope scope(isolate);
-    Local<Value> row;
-    if (!rows->Get(context, r).ToLocal(&row)) return false;  // a getter threw: its exception stands
-    if (!row->IsObject()) return throw_not_a_row(isolate, r), false;
-    for (size_t s = 0; s < slots; s++) {
-      Local<Value> v;
-      if (!slot_value(context, row.As<Object>(), shape, keys, s).ToLocal(&v)) return false;
-      unsigned kind = kind_of(v);
-      if (kind == V_BAD)
-        return row_error(isolate, shape, r, s, "an object, array, function, symbol or BigInt has no parameter form");
-      masks[s] |= kind;
-      if ((masks[s] & V_BINARY) && (masks[s] & ~(V_BINARY | V_NULL)))
-        return row_error(isolate, shape, r, s, "a Buffer cannot share its column with values of other kinds");
-      // An own element of an array of our own: no setter of Array.prototype sees it.
-      command->CreateDataProperty(context, at + static_cast<uint32_t>(s), v).Check();
-    }
+  for (uint32_t first = 0; first < n; first += per_command) {
+    Local<Array> command;
+    if (!scan_command(isolate, rows, first, n - first < per_command ? n - first : per_command, shape, keys, &masks)
+             .ToLocal(&command))
+      return false;
+    values->commands.push_back(command);
   }
   kinds->clear();
   for (unsigned mask : masks) kinds->push_back(column_kind(mask));
