@@ -2,9 +2,9 @@
 # Configures and builds the one sanitizer tree, out-asan: clang++ with AddressSanitizer,
 # UndefinedBehaviorSanitizer and libFuzzer's coverage hooks on every object, so that the C++
 # tests and the fuzz harnesses link the same client library and server objects, compiled once.
-# -O1 with line tables only: the sanitizers' stack traces keep their lines, while the tests of
-# large values and the fuzz harnesses run far faster than at -O0. Arguments are build targets
-# (all of them when none is given).
+# -O1 with line tables only, as the sanitizers advise: their stack traces keep file and line,
+# with far less debug information to write and link than a full -g. Arguments are build
+# targets (all of them when none is given).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
