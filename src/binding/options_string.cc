@@ -62,10 +62,9 @@ static void throw_invalid(Isolate* isolate, const char* key, const char* reason)
   throw_type_error(isolate, message);
 }
 
-static Local<Value> option(Isolate* isolate, Local<Object> options, const char* key) {
-  Local<Value> value;
-  if (!options->Get(isolate->GetCurrentContext(), utf8(isolate, key)).ToLocal(&value)) return v8::Undefined(isolate);
-  return value;
+// False when a getter of the option threw: its exception stands and the reading ends there.
+static bool option(Isolate* isolate, Local<Object> options, const char* key, Local<Value>* value) {
+  return options->Get(isolate->GetCurrentContext(), utf8(isolate, key)).ToLocal(value);
 }
 
 // A copy of a string value, or null after a refusal, with the TypeError thrown. A NUL inside the
@@ -82,14 +81,16 @@ static char* checked_copy(Isolate* isolate, const TextOption& opt, Local<Value> 
 
 // Only strings count: null, numbers and every other type give the empty text.
 static char* option_text(Isolate* isolate, Local<Object> options, const TextOption& opt) {
-  Local<Value> value = option(isolate, options, opt.key);
+  Local<Value> value;
+  if (!option(isolate, options, opt.key, &value)) return nullptr;
   return value->IsString() ? checked_copy(isolate, opt, value) : strdup("");
 }
 
 // An absent port is the server's default; a number prints as "%g" (so 5138.0 gives "5138");
 // any other type gives no port text, and the open then fails at the socket.
 static char* port_text(Isolate* isolate, Local<Object> options) {
-  Local<Value> value = option(isolate, options, kPort.key);
+  Local<Value> value;
+  if (!option(isolate, options, kPort.key, &value)) return nullptr;
   if (value->IsUndefined()) return strdup("5138");
   if (value->IsString()) return checked_copy(isolate, kPort, value);
   if (!value->IsNumber()) return strdup("");
@@ -101,7 +102,8 @@ static char* port_text(Isolate* isolate, Local<Object> options) {
 // A time in milliseconds as the item ";KEYWORD=ms", or "" when the option is absent. Null
 // after a refusal: only whole numbers from 0 to the largest int32 pass.
 static char* millis_item(Isolate* isolate, Local<Object> options, const char* key, const char* keyword) {
-  Local<Value> value = option(isolate, options, key);
+  Local<Value> value;
+  if (!option(isolate, options, key, &value)) return nullptr;
   if (value->IsUndefined()) return strdup("");
   double ms = value->IsNumber() ? value.As<v8::Number>()->Value() : -1;
   if (!(ms >= 0 && ms <= MS_MAX && std::floor(ms) == ms)) {
@@ -115,7 +117,8 @@ static char* millis_item(Isolate* isolate, Local<Object> options, const char* ke
 
 // silent: true as the item ";SILENT=on"; false or absent adds nothing. Null after a refusal.
 static char* silent_item(Isolate* isolate, Local<Object> options) {
-  Local<Value> value = option(isolate, options, "silent");
+  Local<Value> value;
+  if (!option(isolate, options, "silent", &value)) return nullptr;
   if (value->IsUndefined() || value->IsFalse()) return strdup("");
   if (value->IsTrue()) return strdup(";SILENT=on");
   throw_invalid(isolate, "silent", "it must be true or false");

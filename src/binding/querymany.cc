@@ -53,12 +53,12 @@ static Local<Object> row_outcome(ManyRun* run, int32_t sql_class, void** p_res) 
   if (sql_class == SQL_INSERT) {
     char row_id[ROW_ID_FIELD] = {0};
     ZVC_GetRowId(p_res, row_id, sizeof row_id);
-    outcome->Set(run->context, utf8(isolate, "new RowId"), utf8(isolate, row_id)).Check();
+    outcome->CreateDataProperty(run->context, utf8(isolate, "new RowId"), utf8(isolate, row_id)).FromMaybe(false);
   } else if (sql_class == SQL_UPDATE || sql_class == SQL_DELETE) {
     int32_t count = 0, type = 0, length = 0;
     if (ZVC_GetAttr(p_res, ATTR_EFFECT_COUNT, &count, sizeof count, &type, &length) < 0) count = 0;
     const char* key = sql_class == SQL_UPDATE ? "UPDATE EFFECTNUM" : "DELETE EFFECTNUM";
-    outcome->Set(run->context, utf8(isolate, key), v8::Integer::New(isolate, count)).Check();
+    outcome->CreateDataProperty(run->context, utf8(isolate, key), v8::Integer::New(isolate, count)).FromMaybe(false);
   }
   return outcome;
 }
@@ -67,7 +67,8 @@ static void execute_row(ManyRun* run, int32_t sql_class) {
   void* p_res = nullptr;
   int32_t ret = ZVC_Execute2(run->handle, nullptr, nullptr, &p_res);
   if (ret < 0 && run->prepared) fail_call(run, ret);
-  run->outcomes->Set(run->context, run->outcomes->Length(), row_outcome(run, sql_class, &p_res)).Check();
+  run->outcomes->CreateDataProperty(run->context, run->outcomes->Length(), row_outcome(run, sql_class, &p_res))
+      .FromMaybe(false);
   ZVC_CloseResult(&p_res);
 }
 
@@ -178,7 +179,7 @@ void QueryMany(const FunctionCallbackInfo<Value>& args) {
   Local<Value> err = v8::Null(isolate);
   if (!run.error.empty()) {
     Local<Object> obj = Object::New(isolate);
-    obj->Set(run.context, utf8(isolate, "Error"), utf8(isolate, run.error.c_str())).Check();
+    obj->CreateDataProperty(run.context, utf8(isolate, "Error"), utf8(isolate, run.error.c_str())).FromMaybe(false);
     err = obj;
   }
   Local<Value> argv[2] = {err, run.outcomes};
