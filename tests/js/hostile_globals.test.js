@@ -69,12 +69,14 @@ const reader = `
     q.on('error', (text) => { got.error = text; });
     return got;
   };
+  conn.query('create temp table hq (k integer primary key)', () => {});
   const restore = changes[process.argv[2]]();
   const out = { __proto__: null };
   for (let i = 0; i < statements.length; ++i) {
     conn.query(statements[i], (err, rows, fields) => { out['query ' + i] = { err, rows, fields }; });
     out['object ' + i] = readObject(conn.query(statements[i]));
   }
+  conn.querymany('insert into hq values (?)', [[1], [1]], (err, outcomes) => { out.many = { err, outcomes }; });
   out.forged = readObject(new Query('select 1', [1, 1.5, null]));
   out.called = readObject(Query('select 1', [1, 1.5, null]));
   restore();
@@ -109,6 +111,8 @@ test('rows, fields, outcomes and failures read the same whatever the script chan
   assert.deepEqual(expected['query 2'].rows[0], { 0: 1, ['__proto__']: 'one', 'q"u\\o é': 1.5, x: 'one' });
   assert.deepEqual(expected['query 4'], { err: null, rows: [{ 'new RowId': '3' }], fields: [] });
   assert.equal(expected['query 3'].rows.length, 9000);
+  assert.deepEqual(expected.many.outcomes, [{ 'new RowId': '1' }, { 'new RowId': '' }]);
+  assert.match(expected.many.err.Error, /UNIQUE/);
   for (const change of ['Object.prototype.Error', 'Object.prototype["new RowId"]', 'Object.prototype.ColName',
     'Object.prototype.Type', 'Object.prototype.a', 'Array.prototype[0]', 'JSON.stringify', 'Array.prototype.map',
     'Array.prototype.join', 'Array.prototype[Symbol.iterator]', 'Map.prototype.get', 'Map.prototype.set',
