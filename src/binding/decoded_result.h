@@ -1,0 +1,48 @@
+// A statement's outcome decoded on the exchange thread into plain memory: the fields, every
+// row's values as cells over one byte arena, and the counts. The script thread turns it into
+// script values later (async_result.cc), so the exchange thread never touches a script value.
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zvdbms {
+
+enum CellKind : uint8_t { CELL_NULL, CELL_INT, CELL_DOUBLE, CELL_BOOL, CELL_DATE, CELL_TEXT, CELL_BYTES };
+
+struct Cell {
+  CellKind kind;
+  union {
+    int64_t i;  // CELL_INT, CELL_BOOL
+    double d;   // CELL_DOUBLE, CELL_DATE (epoch milliseconds)
+    struct {
+      uint64_t offset;  // into the arena
+      uint32_t length;
+    } span;             // CELL_TEXT, CELL_BYTES
+  };
+};
+
+struct DecodedField {
+  std::string name;
+  int32_t ctype;
+};
+
+struct DecodedResult {
+  std::vector<DecodedField> fields;
+  std::vector<Cell> cells;  // rows one after the other, fields.size() cells each
+  std::string arena;
+  uint64_t row_count = 0;   // rows held
+  int64_t changed = -1;     // rows an UPDATE or DELETE changed; -1 when none were counted
+  std::string row_id;       // the row id an INSERT made; empty when none
+};
+
+// Decodes the result in *p_res from its current row on, to its end, fetching further blocks
+// of a server cursor as it goes. local: a zone-less datetime is the wall clock of the local
+// zone (else of UTC). False, with the failure text, when a row or a block could not be read:
+// an incomplete result is never passed on.
+bool decode_rows(void** p_res, bool local, DecodedResult* out, std::string* error);
+
+// The readable name of a field's type.
+const char* type_name(int32_t ctype);
+
+}  // namespace zvdbms
