@@ -23,15 +23,17 @@ v8::Persistent<v8::Function> AsyncResult::constructor_;
 
 namespace {
 
-enum { ROWS_PER_CLOCK_CHECK = 64 };
+enum { ROWS_PER_CLOCK_CHECK = 16 };
 const int64_t kSafeMax = 9007199254740991;  // 2^53 - 1
 
-// False for an int64 that no number holds exactly, with the RangeError thrown.
+// False for an int64 that no number holds exactly, with the RangeError thrown. With bigint a
+// 64-bit column gives BigInts throughout.
 bool cell_value(Isolate* isolate, const DecodedResult& r, const Cell& cell, bool bigint, Local<Value>* out) {
   switch (cell.kind) {
     case CELL_NULL: *out = v8::Null(isolate); break;
     case CELL_BOOL: *out = v8::Boolean::New(isolate, cell.i != 0); break;
-    case CELL_INT:
+    case CELL_INT: *out = v8::Number::New(isolate, static_cast<double>(cell.i)); break;
+    case CELL_INT64:
       if (bigint) {
         *out = v8::BigInt::New(isolate, cell.i);
       } else if (cell.i > kSafeMax || cell.i < -kSafeMax) {
@@ -128,6 +130,7 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   uint32_t made = 0;
   uint32_t at = rows->Length();
   while (self->next_row_ < r.row_count) {
+    v8::HandleScope row_scope(isolate);
     const Cell* cells = r.cells.data() + self->next_row_ * width;
     for (size_t c = 0; c < width; ++c)
       if (!cell_value(isolate, r, cells[c], bigint, &values[c])) return;

@@ -129,7 +129,7 @@ bool read_cell(Decoder* d, int32_t column, Reader reader, int32_t ctype, Cell* c
       break;
     }
     case READ_INT:
-      cell->kind = CELL_INT;
+      cell->kind = ctype == CT_INT64 ? CELL_INT64 : CELL_INT;
       rc = read_fixed(d, column, CT_INT64, &cell->i);
       break;
     case READ_DOUBLE:

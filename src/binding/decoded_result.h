@@ -8,12 +8,13 @@
 
 namespace zvdbms {
 
-enum CellKind : uint8_t { CELL_NULL, CELL_INT, CELL_DOUBLE, CELL_BOOL, CELL_DATE, CELL_TEXT, CELL_BYTES };
+// CELL_INT is a column of 32 bits or fewer; CELL_INT64 one of 64, which a number may not hold.
+enum CellKind : uint8_t { CELL_NULL, CELL_INT, CELL_INT64, CELL_DOUBLE, CELL_BOOL, CELL_DATE, CELL_TEXT, CELL_BYTES };
 
 struct Cell {
   CellKind kind;
   union {
-    int64_t i;  // CELL_INT, CELL_BOOL
+    int64_t i;  // CELL_INT, CELL_INT64, CELL_BOOL
     double d;   // CELL_DOUBLE, CELL_DATE (epoch milliseconds)
     struct {
       uint64_t offset;  // into the arena
