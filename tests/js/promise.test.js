@@ -156,3 +156,34 @@ test('the loop runs while statements wait on the server: 32 stalled connections 
   assert.ok(elapsed < 32 * 300 / 3, `took ${elapsed} ms`);
   await Promise.all(conns.map((c) => c.close()));
 });
+
+// Run with the collector at hand: three connections dropped without close, and the sockets
+// of this process counted before they were opened, while they are held and after collection.
+const dropped = `
+  const fs = require('fs');
+  const zp = require(${JSON.stringify(require.resolve('../../promise'))});
+  const sockets = () => fs.readdirSync('/proc/self/fd').filter((fd) => {
+    try { return fs.readlinkSync('/proc/self/fd/' + fd).startsWith('socket:'); } catch { return false; }
+  }).length;
+  (async () => {
+    const before = sockets();
+    let conns = await Promise.all([1, 2, 3].map(() => zp.connect(process.argv[1])));
+    await Promise.all(conns.map((c) => c.query('select 1')));
+    const held = sockets() - before;
+    conns = null;
+    let left = held;
+    for (let i = 0; i < 100 && left > 0; i++) {
+      global.gc();
+      await new Promise((resolve) => setTimeout(resolve, 20));
+      left = sockets() - before;
+    }
+    process.stdout.write(JSON.stringify({ held, left }));
+  })();
+`;
+
+test('connections dropped without close release their links when collected', () => {
+  const { spawnSync } = require('child_process');
+  const child = spawnSync(process.execPath, ['--expose-gc', '-e', dropped, fx.server.connString()], { encoding: 'utf8', timeout: 20000 });
+  assert.equal(child.status, 0, child.stderr);
+  assert.deepEqual(JSON.parse(child.stdout), { held: 3, left: 0 });
+});
