@@ -168,12 +168,17 @@ void AsyncLink::New(const FunctionCallbackInfo<Value>& args) {
   args.GetReturnValue().Set(args.This());
 }
 
-static AsyncLink* link_of(const FunctionCallbackInfo<Value>& args) {
-  return node::ObjectWrap::Unwrap<AsyncLink>(args.This());
+AsyncLink* AsyncLink::for_job(const FunctionCallbackInfo<Value>& args) {
+  AsyncLink* self = node::ObjectWrap::Unwrap<AsyncLink>(args.This());
+  if (self->thread_ == nullptr) return throw_type_error(args.GetIsolate(), "The link is closed"), nullptr;
+  if (args.Length() == 0 || !args[args.Length() - 1]->IsFunction())
+    return throw_type_error(args.GetIsolate(), "The last argument is not a callback"), nullptr;
+  return self;
 }
 
 void AsyncLink::Open(const FunctionCallbackInfo<Value>& args) {
-  AsyncLink* self = link_of(args);
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
   auto* job = new CallJob(args.GetIsolate(), callback_of(args));
   job->opens_ = true;
   std::string conn_string = self->conn_string_ ? self->conn_string_ : "";
@@ -195,7 +200,8 @@ void AsyncLink::Open(const FunctionCallbackInfo<Value>& args) {
 
 void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  AsyncLink* self = link_of(args);
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
   auto params = std::make_shared<ParamList>();
   if (!collect_params(isolate, sql.c_str(), args[1], params.get())) return;
@@ -214,7 +220,8 @@ void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
 
 void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  AsyncLink* self = link_of(args);
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
   auto* job = new CallJob(isolate, callback_of(args));
   job->work = [sql](ConnRecord** link, CallJob* job) {
@@ -228,7 +235,8 @@ void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
 
 void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  AsyncLink* self = link_of(args);
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
   std::string name = text_of(isolate, args[0]);
   std::string sql = text_of(isolate, args[1]);
   auto params = std::make_shared<ParamList>();
@@ -249,7 +257,8 @@ void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
 
 void AsyncLink::Unprepare(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  AsyncLink* self = link_of(args);
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
   std::string name = text_of(isolate, args[0]);
   auto* job = new CallJob(isolate, callback_of(args));
   job->work = [name](ConnRecord** link, CallJob* job) {
@@ -287,10 +296,12 @@ int32_t bind_blocks(ConnRecord** link, const BatchShape& shape, BatchCommand& c)
 
 void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
-  AsyncLink* self = link_of(args);
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
   auto shape = std::make_shared<BatchShape>(batch_shape(sql.c_str()));
   if (shape->indexes.empty()) return throw_type_error(isolate, "The statement has no placeholders for the rows' values");
+  if (!args[1]->IsArray()) return throw_type_error(isolate, "The rows are not an array");
   Local<v8::Array> rows = args[1].As<v8::Array>();
   std::vector<uint8_t> kinds;
   if (!scan_batch_rows(isolate, rows, *shape, &kinds)) return;
@@ -320,7 +331,8 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
 }
 
 void AsyncLink::Close(const FunctionCallbackInfo<Value>& args) {
-  AsyncLink* self = link_of(args);
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
   if (!self->thread_) return;
   auto* job = new CallJob(args.GetIsolate(), callback_of(args));
   job->opens_ = true;  // runs with or without a link

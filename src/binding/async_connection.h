@@ -20,6 +20,10 @@ class AsyncLink : public node::ObjectWrap {
   char* conn_string_ = nullptr;
   bool local_ = true;  // zone-less datetimes are local wall clocks (else UTC)
 
+  // The link a method was called on, when it can take a job: still open, and given a
+  // callback last. Null, with a TypeError thrown, when not.
+  static AsyncLink* for_job(const v8::FunctionCallbackInfo<v8::Value>& args);
+
   static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
   // open(callback): (null) or (text, code, elapsedMs)
   static void Open(const v8::FunctionCallbackInfo<v8::Value>& args);
