@@ -15,7 +15,6 @@ using v8::Array;
 using v8::FunctionCallbackInfo;
 using v8::Isolate;
 using v8::Local;
-using v8::Name;
 using v8::Object;
 using v8::Value;
 
@@ -61,13 +60,6 @@ bool cell_value(Isolate* isolate, const DecodedResult& r, const Cell& cell, bool
     }
   }
   return true;
-}
-
-bool distinct(const std::vector<DecodedField>& fields) {
-  std::vector<std::string> names;
-  for (const DecodedField& f : fields) names.push_back(f.name);
-  std::sort(names.begin(), names.end());
-  return std::adjacent_find(names.begin(), names.end()) == names.end();
 }
 
 }  // namespace
@@ -119,30 +111,19 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   double budget_ms = args[0]->IsNumber() ? args[0].As<v8::Number>()->Value() : 4;
   bool bigint = args[1]->IsTrue();
   size_t width = r.fields.size();
-  std::vector<Local<Name>> names(width);
-  for (size_t c = 0; c < width; ++c)
-    names[c] = v8::String::NewFromUtf8(isolate, r.fields[c].name.c_str(), v8::NewStringType::kInternalized).ToLocalChecked();
-  bool one_step = distinct(r.fields);
-  Local<Value> proto = Object::New(isolate)->GetPrototype();
-  std::vector<Local<Value>> values(width);
-  Local<Array> rows = args[2].As<Array>();
+  Local<Array> values = args[2].As<Array>();
   uint64_t deadline = uv_hrtime() + static_cast<uint64_t>(budget_ms * 1e6);
   uint32_t made = 0;
-  uint32_t at = rows->Length();
+  uint32_t at = values->Length();
   while (self->next_row_ < r.row_count) {
     v8::HandleScope row_scope(isolate);
     const Cell* cells = r.cells.data() + self->next_row_ * width;
-    for (size_t c = 0; c < width; ++c)
-      if (!cell_value(isolate, r, cells[c], bigint, &values[c])) return;
-    Local<Object> row;
-    if (one_step) {
-      row = Object::New(isolate, proto, names.data(), values.data(), width);
-    } else {
-      // A repeated name: keys set in column order, the later column wins.
-      row = Object::New(isolate);
-      for (size_t c = 0; c < width; ++c) row->CreateDataProperty(context, names[c], values[c]).Check();
+    for (size_t c = 0; c < width; ++c) {
+      Local<Value> v;
+      if (!cell_value(isolate, r, cells[c], bigint, &v)) return;
+      values->Set(context, at++, v).Check();
     }
-    rows->Set(context, at + made++, row).Check();
+    made++;
     self->next_row_++;
     if (made % ROWS_PER_CLOCK_CHECK == 0 && uv_hrtime() >= deadline) break;
   }
