@@ -182,12 +182,12 @@ void AsyncLink::Open(const FunctionCallbackInfo<Value>& args) {
   auto* job = new CallJob(args.GetIsolate(), callback_of(args));
   job->opens_ = true;
   std::string conn_string = self->conn_string_ ? self->conn_string_ : "";
-  job->work = [conn_string](ConnRecord** link, CallJob* job) {
+  ServerList** servers = &self->servers_;
+  job->work = [conn_string, servers](ConnRecord** link, CallJob* job) {
     if (*link) ZVC_CloseConnection(link);
     auto start = std::chrono::steady_clock::now();
     bool several = strstr(conn_string.c_str(), "IPS=") || strstr(conn_string.c_str(), "ips=");
-    ServerList* servers = nullptr;
-    int32_t rc = several ? ZVC_OpenConnectionIPS(conn_string.c_str(), -1, &servers, link)
+    int32_t rc = several ? ZVC_OpenConnectionIPS(conn_string.c_str(), -1, servers, link)
                          : ZVC_OpenConnection(conn_string.c_str(), link);
     if (rc >= 0) return;
     double elapsed = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();

@@ -5,6 +5,8 @@
 #include <node.h>
 #include <node_object_wrap.h>
 
+struct ServerList;
+
 namespace zvdbms {
 
 class ExchangeThread;
@@ -19,6 +21,10 @@ class AsyncLink : public node::ObjectWrap {
   ExchangeThread* thread_ = nullptr;  // deletes itself once retired
   char* conn_string_ = nullptr;
   bool local_ = true;  // zone-less datetimes are local wall clocks (else UTC)
+  // The working list of a string that names several servers, written by the open on the
+  // exchange thread while the object is held by the open's callback. It stays behind, as with
+  // the synchronous connection: the client gives no way to free it.
+  ServerList* servers_ = nullptr;
 
   // The link a method was called on, when it can take a job: still open, and given a
   // callback last. Null, with a TypeError thrown, when not.
