@@ -67,6 +67,11 @@ async function main() {
   conn.query(FILL, check);
   const pconn = await zp.connect(server.connString());
 
+  const idle = monitorEventLoopDelay({ resolution: 1 });
+  idle.enable();
+  await new Promise((resolve) => setTimeout(resolve, 2000));
+  idle.disable();
+  console.log(`idle loop for 2 s, the floor of this machine: longest delay ${ms(idle.max)} ms`);
   const sync = await longestDelay(async () => syncRows(conn));
   const promised = await longestDelay(async () => (await pconn.query(SELECT_ALL)).rows.length);
   console.log(`1,000,000 rows, longest event-loop delay: synchronous query ${ms(sync.max)} ms ` +

@@ -4,6 +4,7 @@
 // queue keeps that order, and calls made from outside a running transaction wait here until
 // it has ended.
 const { EventEmitter } = require('events');
+const { performance } = require('perf_hooks');
 const checks = require('./checks');
 const { ZanvoError, codes } = require('./errors');
 const { AsyncLink } = require('../build/Release/zanvodbjs.node');
@@ -31,6 +32,21 @@ function maker(names) {
 
 const yieldTurn = () => new Promise((resolve) => setImmediate(resolve));
 
+// The milliseconds spent making rows in this turn of the event loop, over all results: many
+// results finished at once share one slice, and the rest wait for the next turn.
+let spentThisTurn = 0;
+let resetPending = false;
+
+function spend(ms) {
+  spentThisTurn += ms;
+  if (resetPending) return;
+  resetPending = true;
+  setImmediate(() => {
+    spentThisTurn = 0;
+    resetPending = false;
+  });
+}
+
 // Row objects from a decoded result, a slice per turn of the event loop.
 async function resultOf(handle, sql, bigint) {
   const info = handle.info();
@@ -39,11 +55,13 @@ async function resultOf(handle, sql, bigint) {
   const width = info.fields.length;
   try {
     for (;;) {
+      while (spentThisTurn >= SLICE_MS) await yieldTurn();
+      const start = performance.now();
       const block = [];
-      const more = handle.take(SLICE_MS, bigint, block);
+      const more = handle.take(SLICE_MS - spentThisTurn, bigint, block);
       for (let k = 0; k < block.length; k += width) rows.push(make(block, k));
+      spend(performance.now() - start);
       if (!more) break;
-      await yieldTurn();
     }
   } catch (err) {
     if (err instanceof RangeError) throw new ZanvoError(codes.UNSAFE_INTEGER, err.message, sql);
