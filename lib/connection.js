@@ -3,6 +3,7 @@
 // connection's calls run on its own exchange thread in the order they were made: the native
 // queue keeps that order, and calls made from outside a running transaction wait here until
 // it has ended.
+const { AsyncLocalStorage } = require('async_hooks');
 const { EventEmitter } = require('events');
 const { performance } = require('perf_hooks');
 const checks = require('./checks');
@@ -29,6 +30,11 @@ function maker(names) {
     };
   }
 }
+
+// The connection whose transaction callback is running, in the callback's own async context:
+// a call on that connection from inside the callback is part of the transaction instead of
+// waiting for its end, which would never come.
+const transactionOf = new AsyncLocalStorage();
 
 const yieldTurn = () => new Promise((resolve) => setImmediate(resolve));
 
@@ -185,7 +191,7 @@ class Connection extends EventEmitter {
 
   // Runs go now, or after the running transaction when there is one and go is not part of it.
   #whenFree(go, inTransaction) {
-    if (this.#parked && !inTransaction) this.#parked.push(go);
+    if (this.#parked && !inTransaction && transactionOf.getStore() !== this) this.#parked.push(go);
     else go();
   }
 
@@ -253,7 +259,7 @@ class Connection extends EventEmitter {
     const tx = new Transaction(this);
     try {
       await tx.query('SET AUTO_COMMIT OFF;');
-      const value = await fn(tx);
+      const value = await transactionOf.run(this, () => fn(tx));
       await tx.query('SET AUTO_COMMIT ON;');
       return value;
     } catch (err) {

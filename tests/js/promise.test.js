@@ -64,7 +64,11 @@ test('prepare gives a statement to run many times; executeMany loads rows in one
 test('transactions commit on return and roll back on a throw, which reaches the caller unchanged', async () => {
   const conn = await connect();
   await conn.query('create table x (n integer)');
-  assert.equal(await conn.transaction(async (tx) => { await tx.query('insert into x values (1)'); return 'kept'; }), 'kept');
+  assert.equal(await conn.transaction(async (tx) => {
+    await tx.query('insert into x values (1)');
+    await conn.query('insert into x values (6)');  // the connection itself, from inside: part of it
+    return 'kept';
+  }), 'kept');
   const failure = await conn.transaction(async (tx) => {
     await tx.query('insert into x values (2)');
     await tx.query('insert into nowhere values (3)');
@@ -76,7 +80,7 @@ test('transactions commit on return and roll back on a throw, which reaches the 
   await conn.begin();
   await conn.query('insert into x values (5)');
   await conn.commit();
-  assert.deepEqual((await conn.query('select n from x order by n')).rows, [{ n: 1 }, { n: 5 }]);
+  assert.deepEqual((await conn.query('select n from x order by n')).rows, [{ n: 1 }, { n: 5 }, { n: 6 }]);
   await conn.close();
 });
 
