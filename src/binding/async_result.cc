@@ -46,7 +46,7 @@ bool cell_value(Isolate* isolate, const DecodedResult& r, const Cell& cell, bool
     case CELL_DATE: *out = v8::Date::New(isolate->GetCurrentContext(), cell.d).ToLocalChecked(); break;
     case CELL_TEXT: {
       v8::MaybeLocal<v8::String> text = v8::String::NewFromUtf8(
-          isolate, r.arena.data() + cell.span.offset, v8::NewStringType::kNormal, static_cast<int>(cell.span.length));
+          isolate, r.arena.data() + cell.offset, v8::NewStringType::kNormal, static_cast<int>(cell.length));
       if (!text.ToLocal(reinterpret_cast<Local<v8::String>*>(out))) {
         isolate->ThrowException(v8::Exception::RangeError(utf8(isolate, "text too long for a string")));
         return false;
@@ -54,7 +54,7 @@ bool cell_value(Isolate* isolate, const DecodedResult& r, const Cell& cell, bool
       break;
     }
     case CELL_BYTES: {
-      v8::MaybeLocal<Object> bytes = node::Buffer::Copy(isolate, r.arena.data() + cell.span.offset, cell.span.length);
+      v8::MaybeLocal<Object> bytes = node::Buffer::Copy(isolate, r.arena.data() + cell.offset, cell.length);
       if (!bytes.ToLocal(reinterpret_cast<Local<Object>*>(out))) return false;
       break;
     }
@@ -117,10 +117,10 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   uint32_t at = values->Length();
   while (self->next_row_ < r.row_count) {
     v8::HandleScope row_scope(isolate);
-    const Cell* cells = r.cells.data() + self->next_row_ * width;
+    uint64_t first = self->next_row_ * width;
     for (size_t c = 0; c < width; ++c) {
       Local<Value> v;
-      if (!cell_value(isolate, r, cells[c], bigint, &v)) return;
+      if (!cell_value(isolate, r, r.cells[first + c], bigint, &v)) return;
       values->Set(context, at++, v).Check();
     }
     made++;

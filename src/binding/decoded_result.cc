@@ -54,8 +54,8 @@ struct Decoder {
 
 void put_span(Decoder* d, Cell* cell, CellKind kind, const char* data, size_t length) {
   cell->kind = kind;
-  cell->span.offset = d->out->arena.size();
-  cell->span.length = static_cast<uint32_t>(length);
+  cell->offset = d->out->arena.size();
+  cell->length = static_cast<uint32_t>(length);
   d->out->arena.append(data, length);
 }
 
@@ -125,7 +125,8 @@ bool read_cell(Decoder* d, int32_t column, Reader reader, int32_t ctype, Cell* c
     case READ_BOOL: {
       int32_t b = 0;
       rc = read_fixed(d, column, CT_INT32, &b);
-      *cell = Cell{CELL_BOOL, {b != 0}};
+      cell->kind = CELL_BOOL;
+      cell->i = b != 0;
       break;
     }
     case READ_INT:
@@ -192,7 +193,7 @@ bool decode_rows(void** p_res, bool local, DecodedResult* out, std::string* erro
       return false;
     }
     for (int32_t c = 0; c < count; ++c) {
-      Cell cell{CELL_NULL, {0}};
+      Cell cell{};
       if (!read_cell(&d, c + 1, readers[c], out->fields[c].ctype, &cell)) {
         if (error->empty()) *error = "a value could not be read";
         return false;

@@ -3,6 +3,7 @@
 // script values later (async_result.cc), so the exchange thread never touches a script value.
 #pragma once
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -11,16 +12,15 @@ namespace zvdbms {
 // CELL_INT is a column of 32 bits or fewer; CELL_INT64 one of 64, which a number may not hold.
 enum CellKind : uint8_t { CELL_NULL, CELL_INT, CELL_INT64, CELL_DOUBLE, CELL_BOOL, CELL_DATE, CELL_TEXT, CELL_BYTES };
 
+// 16 bytes: a 1,000,000-row result of 8 columns holds 128 MB of cells besides its texts.
 struct Cell {
-  CellKind kind;
   union {
-    int64_t i;  // CELL_INT, CELL_INT64, CELL_BOOL
-    double d;   // CELL_DOUBLE, CELL_DATE (epoch milliseconds)
-    struct {
-      uint64_t offset;  // into the arena
-      uint32_t length;
-    } span;             // CELL_TEXT, CELL_BYTES
+    int64_t i;        // CELL_INT, CELL_INT64, CELL_BOOL
+    double d;         // CELL_DOUBLE, CELL_DATE (epoch milliseconds)
+    uint64_t offset;  // CELL_TEXT, CELL_BYTES: where the bytes start in the arena
   };
+  uint32_t length;    // CELL_TEXT, CELL_BYTES: how many
+  CellKind kind;
 };
 
 struct DecodedField {
@@ -30,7 +30,9 @@ struct DecodedField {
 
 struct DecodedResult {
   std::vector<DecodedField> fields;
-  std::vector<Cell> cells;  // rows one after the other, fields.size() cells each
+  // Rows one after the other, fields.size() cells each; a deque grows without copying what
+  // it holds, which for a large result would briefly need twice its memory.
+  std::deque<Cell> cells;
   std::string arena;
   uint64_t row_count = 0;   // rows held
   int64_t changed = -1;     // rows an UPDATE or DELETE changed; -1 when none were counted
