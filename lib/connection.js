@@ -133,13 +133,10 @@ class Transaction {
   #open = true;
   constructor(conn) { this.#conn = conn; }
   end() { this.#open = false; }
-  #check() {
-    if (!this.#open) throw new ZanvoError(codes.CLOSED, 'transaction has ended');
-    return this.#conn;
-  }
-  query(sql, values) { return this.#check()._query(sql, values, true); }
-  prepare(sql) { return this.#check()._prepare(sql, true); }
-  executeMany(sql, rows) { return this.#check()._executeMany(sql, rows, true); }
+  #ended() { return Promise.reject(new ZanvoError(codes.CLOSED, 'transaction has ended')); }
+  query(sql, values) { return this.#open ? this.#conn._query(sql, values, true) : this.#ended(); }
+  prepare(sql) { return this.#open ? this.#conn._prepare(sql, true) : this.#ended(); }
+  executeMany(sql, rows) { return this.#open ? this.#conn._executeMany(sql, rows, true) : this.#ended(); }
 }
 
 class Connection extends EventEmitter {
@@ -248,6 +245,7 @@ class Connection extends EventEmitter {
     return new Promise((resolve, reject) => {
       if (this.#closed) throw new ZanvoError(codes.CLOSED, 'connection is closed');
       checks.callback(fn, 'transaction');
+      if (this.#parked && transactionOf.getStore() === this) throw new TypeError('transaction: a transaction of this connection is running here');
       this.#whenFree(() => {
         this.#parked = [];
         this.#runTransaction(fn).then(resolve, reject);

@@ -67,6 +67,7 @@ test('transactions commit on return and roll back on a throw, which reaches the 
   assert.equal(await conn.transaction(async (tx) => {
     await tx.query('insert into x values (1)');
     await conn.query('insert into x values (6)');  // the connection itself, from inside: part of it
+    await assert.rejects(conn.transaction(async () => {}), TypeError);
     return 'kept';
   }), 'kept');
   const failure = await conn.transaction(async (tx) => {
