@@ -94,7 +94,17 @@ async function main() {
   console.log(`one exchange at a time: synchronous ${syncUs.toFixed(1)} us, awaited ${awaitedUs.toFixed(1)} us; ` +
               `the trip to the connection's thread and back: ${(awaitedUs - syncUs).toFixed(1)} us`);
 
-  await pconn.close();
+  // On a connection whose link is lost every call fails on its thread without an exchange:
+  // what is left is the trip there and back alone.
+  const lost = await zp.connect(server.connString());
+  await lost.query('ZANVO FAULT CLOSE AFTER 0');
+  await lost.query('select 1').catch(() => {});
+  const tripStart = process.hrtime.bigint();
+  for (let i = 0; i < SERIAL; i++) await lost.query('select 1').catch(() => {});
+  const tripUs = Number(process.hrtime.bigint() - tripStart) / 1e3 / SERIAL;
+  console.log(`the trip alone, a call that fails on the connection's thread: ${tripUs.toFixed(1)} us`);
+
+  await Promise.all([pconn.close(), lost.close()]);
   conn.end();
   await server.stop();
 }
