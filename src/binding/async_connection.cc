@@ -228,6 +228,9 @@ void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
     char name[ZV_STMT_NAME_SIZE] = {0};
     int32_t rc = ZVC_Prepare(link, sql.c_str(), name);
     if (rc < 0) return job->fail(link, rc);
+    // The set the server described would take the next statement's values, whichever it is:
+    // each run binds a set of its own instead.
+    ZVC_ClearParams(reinterpret_cast<void**>(link));
     job->text = name;
   };
   self->thread_->post(job);

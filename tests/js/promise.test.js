@@ -54,6 +54,10 @@ test('prepare gives a statement to run many times; executeMany loads rows in one
   assert.equal(await conn.executeMany('insert into p values (?, ?)', [[1, 'a'], [2, 'b'], [3, 'c']]), 3);
   await rejectsWith(conn.executeMany('insert into p values (:k, :v)', [{ k: 4, v: 'd' }, { k: 1, v: 'x' }]), 'E10001');
   const st = await conn.prepare('select v from p where k <= ? order by k');
+  // Statements with values of their own, and a second prepared one, run in between.
+  await conn.query('insert into p values (?, ?)', [5, 'e']);
+  const byName = await conn.prepare('select k from p where v = :v');
+  assert.deepEqual(await byName.all({ v: 'e' }), [{ k: 5 }]);
   assert.deepEqual(await st.all([2]), [{ v: 'a' }, { v: 'b' }]);
   assert.deepEqual((await st.run([1])).rows, [{ v: 'a' }]);
   await st.close();
