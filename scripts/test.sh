@@ -13,6 +13,10 @@ bash scripts/sanitizer_tree.sh
 jobs=$(nproc 2>/dev/null || echo 2)
 (cd out-asan && ctest --output-on-failure -j "$jobs")
 
+# The typings of both faces, by compiling a typed use of them.
+[ -x node_modules/.bin/tsc ] || npm install --no-audit --no-fund
+node_modules/.bin/tsc -p tests/types
+
 # In a zone other than UTC, where a mix-up of local and UTC time cannot hide.
 TZ=America/New_York node --test tests/js/*.test.js
 

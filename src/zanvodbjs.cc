@@ -2,6 +2,7 @@
 // the exported function createConnection, and watchLinks for the script layer (index.js).
 #include <node.h>
 
+#include "binding/async_connection.h"
 #include "binding/link_holder.h"
 #include "binding/zv_connection.h"
 #include "binding/zv_query.h"
@@ -44,6 +45,7 @@ static void Initialize(Local<Object> exports, Local<Value>, void*) {
   Local<v8::Context> context = isolate->GetCurrentContext();
   ZVConnection::Init(isolate);
   ZVQuery::Init(isolate);
+  AsyncLink::Init(isolate, exports);  // the native half of the Promise API (lib/)
   Local<v8::Function> fn = FunctionTemplate::New(isolate, CreateConnection)->GetFunction(context).ToLocalChecked();
   Local<String> name = String::NewFromUtf8Literal(isolate, "createConnection", v8::NewStringType::kInternalized);
   fn->SetName(name);

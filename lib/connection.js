@@ -1,0 +1,309 @@
+'use strict';
+// The Promise API's connection, statement and transaction over the native AsyncLink. Each
+// connection's calls run on its own exchange thread in the order they were made: the native
+// queue keeps that order, and calls made from outside a running transaction wait here until
+// it has ended.
+const { AsyncLocalStorage } = require('async_hooks');
+const { EventEmitter } = require('events');
+const { performance } = require('perf_hooks');
+const checks = require('./checks');
+const { ZanvoError, codes } = require('./errors');
+const { AsyncLink } = require('../build/Release/zanvodbjs.node');
+
+const SLICE_MS = 4;  // the longest one turn of the event loop spends making row objects
+const ZV_SOCKET_FAILED = -8;
+
+// Rows are made by an object literal of the result's shape: the cheapest row to make, keep
+// and read, and one the engine soon allocates where long-lived objects go, so that a large
+// result is not copied by every young-generation collection. A repeated name keeps its later
+// column; "__proto__" is an own property. Where code cannot be made from strings, each row
+// is defined property by property.
+function maker(names) {
+  const fields = names.map((n, c) => `${n === '__proto__' ? '["__proto__"]' : JSON.stringify(n)}: v[k + ${c}]`);
+  try {
+    return new Function('v', 'k', `return { ${fields.join(', ')} };`);
+  } catch {
+    return (v, k) => {
+      const row = {};
+      names.forEach((n, c) => Object.defineProperty(row, n, { value: v[k + c], writable: true, enumerable: true, configurable: true }));
+      return row;
+    };
+  }
+}
+
+// The connection whose transaction callback is running, in the callback's own async context:
+// a call on that connection from inside the callback is part of the transaction instead of
+// waiting for its end, which would never come.
+const transactionOf = new AsyncLocalStorage();
+
+const yieldTurn = () => new Promise((resolve) => setImmediate(resolve));
+
+// The milliseconds spent making rows in this turn of the event loop, over all results: many
+// results finished at once share one slice, and the rest wait for the next turn.
+let spentThisTurn = 0;
+let resetPending = false;
+
+function spend(ms) {
+  spentThisTurn += ms;
+  if (resetPending) return;
+  resetPending = true;
+  setImmediate(() => {
+    spentThisTurn = 0;
+    resetPending = false;
+  });
+}
+
+// Row objects from a decoded result, a slice per turn of the event loop.
+async function resultOf(handle, sql, bigint) {
+  const info = handle.info();
+  const rows = [];
+  const make = maker(info.fields.map((f) => f.name));
+  const width = info.fields.length;
+  try {
+    for (;;) {
+      while (spentThisTurn >= SLICE_MS) await yieldTurn();
+      const start = performance.now();
+      const block = [];
+      const more = handle.take(SLICE_MS - spentThisTurn, bigint, block);
+      for (let k = 0; k < block.length; k += width) rows.push(make(block, k));
+      spend(performance.now() - start);
+      if (!more) break;
+    }
+  } catch (err) {
+    if (err instanceof RangeError) throw new ZanvoError(codes.UNSAFE_INTEGER, err.message, sql);
+    throw err;
+  }
+  const rowCount = info.changed >= 0 ? info.changed : rows.length;
+  return { rows, fields: info.fields, rowCount, rowId: rowIdOf(info.rowId, bigint) };
+}
+
+function rowIdOf(text, bigint) {
+  if (text === '') return null;
+  if (bigint) return BigInt(text);
+  const n = Number(text);
+  return Number.isSafeInteger(n) ? n : text;
+}
+
+// Which failure a connect met, from the open's code and how long it took: a socket or a
+// login that waited out the connect deadline, else a socket that could not connect, else a
+// login the server refused.
+function connectError(text, rc, elapsedMs, args) {
+  const { message } = ZanvoError.from(text);
+  if (elapsedMs >= args.connectTimeout * 0.9) return new ZanvoError(codes.DEADLINE, message);
+  return new ZanvoError(rc === ZV_SOCKET_FAILED ? codes.UNREACHABLE : codes.LOGIN_REFUSED, message);
+}
+
+class Statement {
+  #conn;
+  #name;
+  #sql;
+  #closed = false;
+
+  constructor(conn, name, sql) {
+    this.#conn = conn;
+    this.#name = name;
+    this.#sql = sql;
+  }
+
+  get sql() { return this.#sql; }
+
+  run(values) {
+    return this.#conn._call(() => {
+      if (this.#closed) throw new ZanvoError(codes.CLOSED, 'statement is closed', this.#sql);
+      const checked = checks.statementValues(values, this.#conn._local);
+      return (link, done) => link.execute(this.#name, this.#sql, checked, done);
+    }, this.#sql, true);
+  }
+
+  async all(values) {
+    return (await this.run(values)).rows;
+  }
+
+  close() {
+    if (this.#closed) return Promise.resolve();
+    this.#closed = true;
+    return this.#conn._call(() => (link, done) => link.unprepare(this.#name, done), this.#sql, false);
+  }
+}
+
+// The face a transaction callback gets: the connection's query methods, past the wait that
+// holds the connection's other callers until the transaction has ended.
+class Transaction {
+  #conn;
+  #open = true;
+  constructor(conn) { this.#conn = conn; }
+  end() { this.#open = false; }
+  #ended() { return Promise.reject(new ZanvoError(codes.CLOSED, 'transaction has ended')); }
+  query(sql, values) { return this.#open ? this.#conn._query(sql, values, true) : this.#ended(); }
+  prepare(sql) { return this.#open ? this.#conn._prepare(sql, true) : this.#ended(); }
+  executeMany(sql, rows) { return this.#open ? this.#conn._executeMany(sql, rows, true) : this.#ended(); }
+}
+
+class Connection extends EventEmitter {
+  #link;
+  #bigint;
+  #closed = false;
+  #parked = null;  // while a transaction runs: the outside calls waiting for its end
+
+  constructor(link, settings) {
+    super();
+    this.#link = link;
+    this.#bigint = settings.bigint;
+    this._local = settings.local;
+  }
+
+  get closed() { return this.#closed; }
+
+  // Posts one native job. prepare() checks the arguments and gives the function that posts;
+  // a result handle is made into a Result. Outside calls wait while a transaction runs.
+  _call(prepare, sql, makesResult, inTransaction = false) {
+    return new Promise((resolve, reject) => {
+      const done = (err, value, number) => {
+        if (err !== null) {
+          reject(ZanvoError.from(err, sql));
+        } else if (makesResult) {
+          resultOf(value, sql, this.#bigint).then(resolve, reject);
+        } else {
+          resolve(value === undefined ? number : value);
+        }
+      };
+      let post;
+      try {
+        if (this.#closed && !inTransaction) throw new ZanvoError(codes.CLOSED, 'connection is closed', sql);
+        post = prepare();
+      } catch (err) {
+        reject(err);
+        return;
+      }
+      const go = () => {
+        try {
+          post(this.#link, done);
+        } catch (err) {
+          reject(err);
+        }
+      };
+      this.#whenFree(go, inTransaction);
+    });
+  }
+
+  // Runs go now, or after the running transaction when there is one and go is not part of it.
+  #whenFree(go, inTransaction) {
+    if (this.#parked && !inTransaction && transactionOf.getStore() !== this) this.#parked.push(go);
+    else go();
+  }
+
+  // The calls parked during a transaction, in order; one of them may start the next
+  // transaction, which parks the rest again.
+  #release() {
+    const parked = this.#parked;
+    this.#parked = null;
+    for (let i = 0; i < parked.length; i++) {
+      if (this.#parked) this.#parked.push(parked[i]);
+      else parked[i]();
+    }
+  }
+
+  _query(sql, values, inTransaction) {
+    return this._call(() => {
+      checks.sqlText(sql, 'query');
+      const checked = checks.statementValues(values, this._local);
+      return (link, done) => link.query(sql, checked, done);
+    }, sql, true, inTransaction);
+  }
+
+  async _prepare(sql, inTransaction) {
+    const name = await this._call(() => {
+      checks.sqlText(sql, 'prepare');
+      return (link, done) => link.prepare(sql, done);
+    }, sql, false, inTransaction);
+    return new Statement(this, name, sql);
+  }
+
+  _executeMany(sql, rows, inTransaction) {
+    return this._call(() => {
+      checks.sqlText(sql, 'executeMany');
+      const checked = checks.batchRows(rows, this._local);
+      return (link, done) => link.batch(sql, checked, done);
+    }, sql, false, inTransaction);
+  }
+
+  query(sql, values) { return this._query(sql, values, false); }
+  prepare(sql) { return this._prepare(sql, false); }
+  executeMany(sql, rows) { return this._executeMany(sql, rows, false); }
+
+  // Auto commit goes off until commit or rollback, which turn it on again.
+  begin() { return this.query('SET AUTO_COMMIT OFF;').then(() => undefined); }
+  commit() { return this.query('SET AUTO_COMMIT ON;').then(() => undefined); }
+  rollback() {
+    return this.query('ROLLBACK;').then(() => this.query('SET AUTO_COMMIT ON;')).then(() => undefined);
+  }
+
+  // Runs fn(tx) inside a transaction: commits when it returns, rolls back when it throws and
+  // rethrows what it threw, unchanged. It starts in its turn among the connection's calls;
+  // calls made on the connection while it runs wait until it has ended.
+  transaction(fn) {
+    return new Promise((resolve, reject) => {
+      if (this.#closed) throw new ZanvoError(codes.CLOSED, 'connection is closed');
+      checks.callback(fn, 'transaction');
+      if (this.#parked && transactionOf.getStore() === this) throw new TypeError('transaction: a transaction of this connection is running here');
+      this.#whenFree(() => {
+        this.#parked = [];
+        this.#runTransaction(fn).then(resolve, reject);
+      }, false);
+    });
+  }
+
+  async #runTransaction(fn) {
+    const tx = new Transaction(this);
+    try {
+      await tx.query('SET AUTO_COMMIT OFF;');
+      const value = await transactionOf.run(this, () => fn(tx));
+      await tx.query('SET AUTO_COMMIT ON;');
+      return value;
+    } catch (err) {
+      await tx.query('ROLLBACK;').catch(() => {});
+      await tx.query('SET AUTO_COMMIT ON;').catch(() => {});
+      throw err;
+    } finally {
+      tx.end();
+      this.#release();
+    }
+  }
+
+  // Closes the link after every call made before it; calls made after it reject.
+  close() {
+    if (this.#closed) return Promise.resolve();
+    const closing = this._call(() => (link, done) => link.close(done), undefined, false);
+    this.#closed = true;
+    return closing.then(() => undefined);
+  }
+}
+
+// Opens a link on a thread of its own.
+function connect(target) {
+  let args;
+  try {
+    args = checks.connectArgs(target);
+  } catch (err) {
+    return Promise.reject(err);
+  }
+  return new Promise((resolve, reject) => {
+    let link;
+    try {
+      link = new AsyncLink(args.link, args.local);
+    } catch (err) {
+      reject(err);
+      return;
+    }
+    link.open((err, rc, elapsedMs) => {
+      if (err !== null) {
+        link.close(() => {});
+        reject(connectError(err, rc, elapsedMs, args));
+        return;
+      }
+      resolve(new Connection(link, args));
+    });
+  });
+}
+
+module.exports = { connect, Connection, Statement, Transaction };

@@ -1,0 +1,7 @@
+'use strict';
+// require('zanvodb/promise'): the face of zanvodb whose calls return Promises and never block
+// the script thread.
+const { connect, Connection, Statement } = require('./lib/connection');
+const { ZanvoError, codes } = require('./lib/errors');
+
+module.exports = { connect, Connection, Statement, ZanvoError, codes };

@@ -1,0 +1,350 @@
+#include "binding/async_connection.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "binding/async_result.h"
+#include "binding/batch_columns.h"
+#include "binding/decoded_result.h"
+#include "binding/exchange_thread.h"
+#include "binding/options_string.h"
+#include "binding/param_values.h"
+#include "binding/script_util.h"
+#include "zvc.h"
+
+namespace zvdbms {
+
+using v8::Function;
+using v8::FunctionCallbackInfo;
+using v8::Isolate;
+using v8::Local;
+using v8::Object;
+using v8::Value;
+
+namespace {
+
+enum {
+  TEXT_BUF = 1024,
+  ATTR_EFFECT_COUNT = 63,  // a result's count of rows changed
+};
+const char kLinkClosed[] = "[EJ1024] database connection is closed";
+const uint32_t kBatchRowsMax = 65535;  // the rows one command word can announce
+
+// One call: work() runs on the exchange thread and fills the outcome, which the callback gets.
+class CallJob : public ExchangeJob {
+ public:
+  CallJob(Isolate* isolate, Local<Function> callback) : callback_(isolate, callback) {}
+
+  std::function<void(ConnRecord**, CallJob*)> work;
+  std::string error;                        // empty: success
+  std::vector<double> numbers;              // extra arguments behind the first
+  std::string text;                         // a text value (a statement's name)
+  std::unique_ptr<DecodedResult> result;    // a result value
+
+  // Records the failure of a client call on the link. A failed link is closed at once: every
+  // later call then fails with the same words, and the socket does not linger.
+  void fail(ConnRecord** link, int32_t rc) {
+    char buffer[TEXT_BUF] = {0};
+    failure_text(reinterpret_cast<void**>(link), rc, buffer, sizeof buffer);
+    error = buffer;
+    if (rc == ZV_NET_ERROR) ZVC_CloseConnection(link);
+  }
+
+  void run(ConnRecord** link) override {
+    if (*link == nullptr && !opens_) {
+      error = kLinkClosed;
+      return;
+    }
+    work(link, this);
+  }
+
+  void settle(Isolate* isolate) override {
+    std::vector<Local<Value>> argv;
+    if (!error.empty()) {
+      argv.push_back(utf8(isolate, error.c_str()));
+    } else {
+      argv.push_back(v8::Null(isolate));
+      Local<Object> made;
+      if (result) {
+        if (!AsyncResult::NewInstance(isolate, std::move(result)).ToLocal(&made)) return;
+        argv.push_back(made);
+      } else if (!text.empty()) {
+        argv.push_back(utf8(isolate, text.c_str()));
+      }
+    }
+    for (double n : numbers) argv.push_back(v8::Number::New(isolate, n));
+    Local<Function> fn = callback_.Get(isolate);
+    fn->Call(isolate->GetCurrentContext(), v8::Null(isolate), static_cast<int>(argv.size()), argv.data())
+        .FromMaybe(Local<Value>());
+  }
+
+  bool opens_ = false;  // the open job runs without a link
+
+ private:
+  v8::Global<Function> callback_;
+};
+
+// A statement's outcome: rows decoded, or the count or row id it brought.
+void take_outcome(ConnRecord** link, CallJob* job, int32_t rc, void* res, const char* sql, bool local) {
+  if (rc < 0) {
+    job->fail(link, rc);
+    ZVC_CloseResult(&res);
+    return;
+  }
+  auto out = std::make_unique<DecodedResult>();
+  int32_t fields = 0;
+  if (res != nullptr) ZVC_GetColumnCount(&res, &fields);
+  if (fields > 0 && !decode_rows(&res, local, out.get(), &job->error)) {
+    if (job->error.empty()) job->error = kLinkClosed;
+    ZVC_CloseResult(&res);
+    return;
+  }
+  char row_id[64] = {0};
+  if (res != nullptr) ZVC_GetRowId(&res, row_id, sizeof row_id);
+  out->row_id = row_id;
+  int32_t sql_class = ZVC_ClassifySql(sql);
+  if (sql_class == SQL_UPDATE || sql_class == SQL_DELETE) out->changed = job->numbers.empty() ? 0 : job->numbers[0];
+  job->numbers.clear();
+  ZVC_CloseResult(&res);
+  job->result = std::move(out);
+}
+
+// Binds and reports a failed bind; the values left on the link go with it.
+bool bind_or_fail(ConnRecord** link, CallJob* job, const ParamList& params) {
+  int32_t rc = bind_params(link, params);
+  if (rc >= 0) return true;
+  job->fail(link, rc);
+  if (*link) ZVC_ClearParams(reinterpret_cast<void**>(link));
+  return false;
+}
+
+// The callback of a method: its last argument. lib/ always gives one.
+Local<Function> callback_of(const FunctionCallbackInfo<Value>& args) {
+  return args[args.Length() - 1].As<Function>();
+}
+
+std::string text_of(Isolate* isolate, Local<Value> value) {
+  v8::String::Utf8Value text(isolate, value);
+  return *text ? std::string(*text, static_cast<size_t>(text.length())) : std::string();
+}
+
+}  // namespace
+
+AsyncLink::~AsyncLink() {
+  if (thread_) thread_->retire();
+  free(conn_string_);
+}
+
+void AsyncLink::Init(Isolate* isolate, Local<Object> exports) {
+  static const MethodEntry methods[] = {{"open", Open},         {"query", Query}, {"prepare", Prepare},
+                                        {"execute", Execute},   {"unprepare", Unprepare},
+                                        {"batch", Batch},       {"close", Close}};
+  Local<Function> cls = build_class(isolate, "AsyncLink", New, 1, methods, 7);
+  // Not enumerable: the synchronous face's keys stay createConnection alone.
+  exports->DefineOwnProperty(isolate->GetCurrentContext(), utf8(isolate, "AsyncLink"), cls, v8::DontEnum).Check();
+  AsyncResult::Init(isolate);
+}
+
+// new AsyncLink(optionsOrString, local)
+void AsyncLink::New(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  if (!args.IsConstructCall()) return throw_type_error(isolate, "AsyncLink needs new");
+  char* conn_string = nullptr;
+  if (args[0]->IsObject()) {
+    if (!options_to_conn_string(isolate, args[0].As<Object>(), &conn_string)) return;
+  } else {
+    conn_string = utf8_copy(isolate, args[0]);
+  }
+  AsyncLink* self = new AsyncLink();
+  self->conn_string_ = conn_string;
+  self->local_ = !args[1]->IsFalse();
+  self->thread_ = new ExchangeThread(isolate);
+  self->Wrap(args.This());
+  args.GetReturnValue().Set(args.This());
+}
+
+AsyncLink* AsyncLink::for_job(const FunctionCallbackInfo<Value>& args) {
+  AsyncLink* self = node::ObjectWrap::Unwrap<AsyncLink>(args.This());
+  if (self->thread_ == nullptr) return throw_type_error(args.GetIsolate(), "The link is closed"), nullptr;
+  if (args.Length() == 0 || !args[args.Length() - 1]->IsFunction())
+    return throw_type_error(args.GetIsolate(), "The last argument is not a callback"), nullptr;
+  return self;
+}
+
+void AsyncLink::Open(const FunctionCallbackInfo<Value>& args) {
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  auto* job = new CallJob(args.GetIsolate(), callback_of(args));
+  job->opens_ = true;
+  std::string conn_string = self->conn_string_ ? self->conn_string_ : "";
+  ServerList** servers = &self->servers_;
+  job->work = [conn_string, servers](ConnRecord** link, CallJob* job) {
+    if (*link) ZVC_CloseConnection(link);
+    auto start = std::chrono::steady_clock::now();
+    bool several = strstr(conn_string.c_str(), "IPS=") || strstr(conn_string.c_str(), "ips=");
+    int32_t rc = several ? ZVC_OpenConnectionIPS(conn_string.c_str(), -1, servers, link)
+                         : ZVC_OpenConnection(conn_string.c_str(), link);
+    if (rc >= 0) return;
+    double elapsed = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    job->fail(link, rc);
+    ZVC_CloseConnection(link);
+    job->numbers = {static_cast<double>(rc), elapsed};
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string sql = text_of(isolate, args[0]);
+  auto params = std::make_shared<ParamList>();
+  if (!collect_params(isolate, sql.c_str(), args[1], params.get())) return;
+  auto* job = new CallJob(isolate, callback_of(args));
+  bool local = self->local_;
+  job->work = [sql, params, local](ConnRecord** link, CallJob* job) {
+    if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
+    void* res = nullptr;
+    int32_t fields = 0, rows = 0, effect = 0;
+    int32_t rc = ZVC_Execute(link, sql.c_str(), &res, &fields, &rows, &effect);
+    job->numbers = {static_cast<double>(effect)};
+    take_outcome(link, job, rc, res, sql.c_str(), local);
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string sql = text_of(isolate, args[0]);
+  auto* job = new CallJob(isolate, callback_of(args));
+  job->work = [sql](ConnRecord** link, CallJob* job) {
+    char name[ZV_STMT_NAME_SIZE] = {0};
+    int32_t rc = ZVC_Prepare(link, sql.c_str(), name);
+    if (rc < 0) return job->fail(link, rc);
+    // The set the server described would take the next statement's values, whichever it is:
+    // each run binds a set of its own instead.
+    ZVC_ClearParams(reinterpret_cast<void**>(link));
+    job->text = name;
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string name = text_of(isolate, args[0]);
+  std::string sql = text_of(isolate, args[1]);
+  auto params = std::make_shared<ParamList>();
+  if (!collect_params(isolate, sql.c_str(), args[2], params.get())) return;
+  auto* job = new CallJob(isolate, callback_of(args));
+  bool local = self->local_;
+  job->work = [name, sql, params, local](ConnRecord** link, CallJob* job) {
+    if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
+    void* res = nullptr;
+    int32_t rc = ZVC_Execute2(link, name.c_str(), nullptr, &res);
+    int32_t effect = 0, type = 0, length = 0;
+    if (rc >= 0 && res != nullptr) ZVC_GetAttr(&res, ATTR_EFFECT_COUNT, &effect, sizeof effect, &type, &length);
+    job->numbers = {static_cast<double>(effect)};
+    take_outcome(link, job, rc, res, sql.c_str(), local);
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::Unprepare(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string name = text_of(isolate, args[0]);
+  auto* job = new CallJob(isolate, callback_of(args));
+  job->work = [name](ConnRecord** link, CallJob* job) {
+    int32_t rc = ZVC_UnPrepare(link, name.c_str());
+    if (rc < 0) job->fail(link, rc);
+  };
+  self->thread_->post(job);
+}
+
+namespace {
+
+// One command of a batch: its first row and its blocks, filled on the script thread.
+struct BatchCommand {
+  uint32_t first;
+  int32_t rows;
+  std::vector<ColumnBlock> blocks;
+};
+
+int32_t bind_blocks(ConnRecord** link, const BatchShape& shape, BatchCommand& c) {
+  void** h = reinterpret_cast<void**>(link);
+  int32_t slots = static_cast<int32_t>(c.blocks.size());
+  for (int32_t s = 0; s < slots; s++) {
+    ColumnBlock& b = c.blocks[s];
+    int32_t size = static_cast<int32_t>(b.block.size());
+    int32_t rc = shape.positional
+                     ? ZVC_BindParamArrayByPos(h, s + 1, slots, 1, b.ctype, c.rows, &b.block[0], size, b.lengths.data())
+                     : ZVC_BindParamArrayByName(h, shape.names[s].c_str(), slots, 1, b.ctype, c.rows, &b.block[0],
+                                                size, b.lengths.data());
+    if (rc < 0) return rc;
+  }
+  return 0;
+}
+
+}  // namespace
+
+void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string sql = text_of(isolate, args[0]);
+  auto shape = std::make_shared<BatchShape>(batch_shape(sql.c_str()));
+  if (shape->indexes.empty()) return throw_type_error(isolate, "The statement has no placeholders for the rows' values");
+  if (!args[1]->IsArray()) return throw_type_error(isolate, "The rows are not an array");
+  Local<v8::Array> rows = args[1].As<v8::Array>();
+  std::vector<uint8_t> kinds;
+  if (!scan_batch_rows(isolate, rows, *shape, &kinds)) return;
+  auto commands = std::make_shared<std::vector<BatchCommand>>();
+  for (uint32_t first = 0; first < rows->Length(); first += kBatchRowsMax) {
+    uint32_t count = rows->Length() - first < kBatchRowsMax ? rows->Length() - first : kBatchRowsMax;
+    commands->push_back({first, static_cast<int32_t>(count), {}});
+    fill_batch_blocks(isolate, rows, first, count, *shape, kinds, &commands->back().blocks);
+  }
+  auto* job = new CallJob(isolate, callback_of(args));
+  job->work = [sql, shape, commands](ConnRecord** link, CallJob* job) {
+    double changed = 0;
+    for (BatchCommand& c : *commands) {
+      int32_t count = 0;
+      int32_t rc = bind_blocks(link, *shape, c);
+      if (rc >= 0) rc = ZVC_ExecuteBatchCount(link, sql.c_str(), c.rows, &count);
+      if (rc < 0) {
+        if (*link) ZVC_ClearParams(reinterpret_cast<void**>(link));
+        job->fail(link, rc);
+        break;
+      }
+      changed += count;
+    }
+    job->numbers = {changed};
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::Close(const FunctionCallbackInfo<Value>& args) {
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  if (!self->thread_) return;
+  auto* job = new CallJob(args.GetIsolate(), callback_of(args));
+  job->opens_ = true;  // runs with or without a link
+  job->work = [](ConnRecord** link, CallJob*) {
+    if (*link) ZVC_CloseConnection(link);
+  };
+  self->thread_->post(job);
+  self->thread_->retire();
+  self->thread_ = nullptr;
+}
+
+}  // namespace zvdbms

@@ -1,0 +1,135 @@
+#include "binding/async_result.h"
+
+#include <node_buffer.h>
+#include <uv.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "binding/script_util.h"
+
+namespace zvdbms {
+
+using v8::Array;
+using v8::FunctionCallbackInfo;
+using v8::Isolate;
+using v8::Local;
+using v8::Object;
+using v8::Value;
+
+v8::Persistent<v8::Function> AsyncResult::constructor_;
+
+namespace {
+
+enum { ROWS_PER_CLOCK_CHECK = 16 };
+const int64_t kSafeMax = 9007199254740991;  // 2^53 - 1
+
+// False for an int64 that no number holds exactly, with the RangeError thrown. With bigint a
+// 64-bit column gives BigInts throughout.
+bool cell_value(Isolate* isolate, const DecodedResult& r, const Cell& cell, bool bigint, Local<Value>* out) {
+  switch (cell.kind) {
+    case CELL_NULL: *out = v8::Null(isolate); break;
+    case CELL_BOOL: *out = v8::Boolean::New(isolate, cell.i != 0); break;
+    case CELL_INT: *out = v8::Number::New(isolate, static_cast<double>(cell.i)); break;
+    case CELL_INT64:
+      if (bigint) {
+        *out = v8::BigInt::New(isolate, cell.i);
+      } else if (cell.i > kSafeMax || cell.i < -kSafeMax) {
+        isolate->ThrowException(v8::Exception::RangeError(utf8(isolate, "value out of the safe integer range")));
+        return false;
+      } else {
+        *out = v8::Number::New(isolate, static_cast<double>(cell.i));
+      }
+      break;
+    case CELL_DOUBLE: *out = v8::Number::New(isolate, cell.d); break;
+    case CELL_DATE: *out = v8::Date::New(isolate->GetCurrentContext(), cell.d).ToLocalChecked(); break;
+    case CELL_TEXT: {
+      v8::MaybeLocal<v8::String> text = v8::String::NewFromUtf8(
+          isolate, r.arena.data() + cell.offset, v8::NewStringType::kNormal, static_cast<int>(cell.length));
+      if (!text.ToLocal(reinterpret_cast<Local<v8::String>*>(out))) {
+        isolate->ThrowException(v8::Exception::RangeError(utf8(isolate, "text too long for a string")));
+        return false;
+      }
+      break;
+    }
+    case CELL_BYTES: {
+      v8::MaybeLocal<Object> bytes = node::Buffer::Copy(isolate, r.arena.data() + cell.offset, cell.length);
+      if (!bytes.ToLocal(reinterpret_cast<Local<Object>*>(out))) return false;
+      break;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+void AsyncResult::Init(Isolate* isolate) {
+  static const MethodEntry methods[] = {{"info", Info}, {"take", Take}};
+  constructor_.Reset(isolate, build_class(isolate, "AsyncResult", New, 1, methods, 2));
+}
+
+void AsyncResult::New(const FunctionCallbackInfo<Value>& args) {
+  (new AsyncResult())->Wrap(args.This());
+  args.GetReturnValue().Set(args.This());
+}
+
+v8::MaybeLocal<Object> AsyncResult::NewInstance(Isolate* isolate, std::unique_ptr<DecodedResult> result) {
+  Local<Object> instance;
+  if (!constructor_.Get(isolate)->NewInstance(isolate->GetCurrentContext()).ToLocal(&instance)) return {};
+  ObjectWrap::Unwrap<AsyncResult>(instance)->result_ = std::move(result);
+  return instance;
+}
+
+void AsyncResult::Info(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  Local<v8::Context> context = isolate->GetCurrentContext();
+  AsyncResult* self = ObjectWrap::Unwrap<AsyncResult>(args.This());
+  if (!self->result_) return;
+  const DecodedResult& r = *self->result_;
+  Local<Array> fields = Array::New(isolate, static_cast<int>(r.fields.size()));
+  for (size_t i = 0; i < r.fields.size(); ++i) {
+    Local<Object> field = Object::New(isolate);
+    field->Set(context, utf8(isolate, "name"), utf8(isolate, r.fields[i].name.c_str())).Check();
+    field->Set(context, utf8(isolate, "type"), utf8(isolate, type_name(r.fields[i].ctype))).Check();
+    fields->Set(context, static_cast<uint32_t>(i), field).Check();
+  }
+  Local<Object> info = Object::New(isolate);
+  info->Set(context, utf8(isolate, "fields"), fields).Check();
+  info->Set(context, utf8(isolate, "changed"), v8::Number::New(isolate, static_cast<double>(r.changed))).Check();
+  info->Set(context, utf8(isolate, "rowId"), utf8(isolate, r.row_id.c_str())).Check();
+  info->Set(context, utf8(isolate, "rows"), v8::Number::New(isolate, static_cast<double>(r.row_count))).Check();
+  args.GetReturnValue().Set(info);
+}
+
+void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  Local<v8::Context> context = isolate->GetCurrentContext();
+  AsyncResult* self = ObjectWrap::Unwrap<AsyncResult>(args.This());
+  if (!self->result_ || !args[2]->IsArray()) return args.GetReturnValue().Set(false);
+  const DecodedResult& r = *self->result_;
+  double budget_ms = args[0]->IsNumber() ? args[0].As<v8::Number>()->Value() : 4;
+  bool bigint = args[1]->IsTrue();
+  size_t width = r.fields.size();
+  Local<Array> values = args[2].As<Array>();
+  uint64_t deadline = uv_hrtime() + static_cast<uint64_t>(budget_ms * 1e6);
+  uint32_t made = 0;
+  uint32_t at = values->Length();
+  while (self->next_row_ < r.row_count) {
+    v8::HandleScope row_scope(isolate);
+    uint64_t first = self->next_row_ * width;
+    for (size_t c = 0; c < width; ++c) {
+      Local<Value> v;
+      if (!cell_value(isolate, r, r.cells[first + c], bigint, &v)) return;
+      values->Set(context, at++, v).Check();
+    }
+    made++;
+    self->next_row_++;
+    if (made % ROWS_PER_CLOCK_CHECK == 0 && uv_hrtime() >= deadline) break;
+  }
+  bool more = self->next_row_ < r.row_count;
+  if (!more) self->result_.reset();
+  args.GetReturnValue().Set(more);
+}
+
+}  // namespace zvdbms

@@ -1,0 +1,87 @@
+#include "binding/exchange_thread.h"
+
+#include "zvc.h"
+
+namespace zvdbms {
+
+ExchangeThread::ExchangeThread(v8::Isolate* isolate) : context_(isolate, isolate->GetCurrentContext()) {
+  uv_async_init(node::GetCurrentEventLoop(isolate), &async_, on_done);
+  async_.data = this;
+  // An idle connection does not keep the process alive; a pending job does (see post).
+  uv_unref(reinterpret_cast<uv_handle_t*>(&async_));
+  thread_ = std::thread(&ExchangeThread::loop_body, this);
+}
+
+void ExchangeThread::post(ExchangeJob* job) {
+  if (pending_++ == 0) uv_ref(reinterpret_cast<uv_handle_t*>(&async_));
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    todo_.push_back(job);
+  }
+  wake_.notify_one();
+}
+
+void ExchangeThread::retire() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    quit_ = true;
+  }
+  wake_.notify_one();
+}
+
+void ExchangeThread::loop_body() {
+  for (;;) {
+    ExchangeJob* job = nullptr;
+    {
+      std::unique_lock<std::mutex> lock(mutex_);
+      wake_.wait(lock, [this] { return quit_ || !todo_.empty(); });
+      if (todo_.empty()) break;  // quit_ with nothing left to run
+      job = todo_.front();
+      todo_.pop_front();
+    }
+    job->run(&link_);
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      done_.push_back(job);
+    }
+    uv_async_send(&async_);
+  }
+  if (link_) ZVC_CloseConnection(&link_);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    finished_ = true;
+  }
+  uv_async_send(&async_);
+}
+
+// Several sends may fold into one call: every finished job is settled here, in order.
+void ExchangeThread::on_done(uv_async_t* handle) {
+  ExchangeThread* self = static_cast<ExchangeThread*>(handle->data);
+  std::deque<ExchangeJob*> done;
+  bool finished;
+  {
+    std::lock_guard<std::mutex> lock(self->mutex_);
+    done.swap(self->done_);
+    finished = self->finished_;
+  }
+  if (!done.empty()) {
+    v8::Isolate* isolate = v8::Isolate::GetCurrent();
+    v8::HandleScope scope(isolate);
+    v8::Local<v8::Context> context = self->context_.Get(isolate);
+    v8::Context::Scope context_scope(context);
+    node::CallbackScope callback_scope(isolate, v8::Object::New(isolate), node::async_context{0, 0});
+    for (ExchangeJob* job : done) {
+      v8::HandleScope job_scope(isolate);
+      job->settle(isolate);
+      delete job;
+      if (--self->pending_ == 0) uv_unref(reinterpret_cast<uv_handle_t*>(&self->async_));
+    }
+  }
+  if (!finished) return;
+  self->thread_.join();
+  uv_close(reinterpret_cast<uv_handle_t*>(&self->async_), on_closed);
+}
+
+void ExchangeThread::on_closed(uv_handle_t* handle) { delete static_cast<ExchangeThread*>(handle->data); }
+
+}  // namespace zvdbms

@@ -1,0 +1,59 @@
+// The thread of one Promise-API connection: it owns the link, runs the connection's exchanges
+// one after another in the order they were posted, and hands each finished job back to the
+// script thread through a libuv async handle. libuv's worker pool is never used, so no number
+// of connections waits on its few threads.
+#pragma once
+#include <node.h>
+#include <uv.h>
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+struct ConnRecord;
+
+namespace zvdbms {
+
+// One unit of work: run() on the exchange thread with the link, settle() on the script thread
+// afterwards (inside one callback scope for every job finished at that point, so that promise
+// reactions run when they have all settled), then the job is deleted there.
+class ExchangeJob {
+ public:
+  virtual ~ExchangeJob() = default;
+  virtual void run(ConnRecord** link) = 0;
+  virtual void settle(v8::Isolate* isolate) = 0;
+};
+
+class ExchangeThread {
+ public:
+  // Starts the thread; the async handle joins the script thread's loop.
+  explicit ExchangeThread(v8::Isolate* isolate);
+  // Queues a job; it runs after every job posted before it. Script thread only.
+  void post(ExchangeJob* job);
+  // The last job: after every queued one the link is closed and the thread ends; the object
+  // then deletes itself on the script thread. Nothing may be posted afterwards.
+  void retire();
+  // Jobs posted and not yet settled.
+  int pending() const { return pending_; }
+
+ private:
+  ~ExchangeThread() = default;
+  void loop_body();
+  static void on_done(uv_async_t* handle);
+  static void on_closed(uv_handle_t* handle);
+
+  v8::Global<v8::Context> context_;  // entered while finished jobs settle
+  uv_async_t async_;
+  std::thread thread_;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<ExchangeJob*> todo_;
+  std::deque<ExchangeJob*> done_;
+  bool quit_ = false;      // guarded by mutex_: the thread ends when todo_ is empty
+  bool finished_ = false;  // guarded by mutex_: the thread has closed the link and ended
+  int pending_ = 0;        // script thread only
+  ConnRecord* link_ = nullptr;  // exchange thread only
+};
+
+}  // namespace zvdbms

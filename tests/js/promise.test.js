@@ -1,0 +1,212 @@
+'use strict';
+// The Promise API against the reference server: every method, the order of calls on one
+// connection, the code of every rejection, and connections that overlap instead of queuing.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const net = require('net');
+const { zanvodb, options, withServer } = require('./helpers');
+const zp = require('../../promise');
+
+const fx = withServer(test);
+const connect = (extra) => zp.connect(options(fx.server, extra));
+const rejectsWith = (promise, code, message) =>
+  assert.rejects(promise, (err) => err instanceof zp.ZanvoError && err.code === code && (message === undefined || err.message === message));
+
+test('both faces export the one ZanvoError, and from() splits a failure text', () => {
+  assert.equal(zanvodb.ZanvoError, zp.ZanvoError);
+  assert.equal(zanvodb.promise, zp);
+  for (const [text, code, message] of [
+    ['[E10001]no such table: t', 'E10001', 'no such table: t'],
+    ['[EJ1024] database connection is closed', 'EJ1024', 'database connection is closed'],
+    ["Connect to Database failed! connection params error or Server can't reach 1", 'EP000',
+      "Connect to Database failed! connection params error or Server can't reach 1"],
+  ]) {
+    const err = zp.ZanvoError.from(text);
+    assert.ok(err instanceof Error);
+    assert.deepEqual([err.name, err.code, err.message], ['ZanvoError', code, message]);
+  }
+});
+
+test('query gives rows, fields, rowCount and rowId; values bind by position and by name', async () => {
+  const conn = await connect();
+  await conn.query('create table q (id integer, name varchar(20), v double, ok boolean, raw blob)');
+  assert.equal((await conn.query('insert into q values (?, ?, ?, ?, ?)', [1, 'one', 1.5, true, Buffer.from('ab')])).rowId, 1);
+  assert.equal((await conn.query('insert into q (id, name) values (:id, :name)', { name: 'two', id: 2 })).rowId, 2);
+  assert.deepEqual(await conn.query('update q set v = :v where id >= :v', { v: 1 }),
+    { rows: [], fields: [], rowCount: 2, rowId: null });
+  assert.deepEqual(await conn.query('select * from q order by id'), {
+    rows: [
+      { id: 1, name: 'one', v: 1, ok: true, raw: Buffer.from('ab') },
+      { id: 2, name: 'two', v: 1, ok: null, raw: null },
+    ],
+    fields: [{ name: 'id', type: 'INTEGER' }, { name: 'name', type: 'CHAR' }, { name: 'v', type: 'DOUBLE' },
+      { name: 'ok', type: 'BOOLEAN' }, { name: 'raw', type: 'BLOB' }],
+    rowCount: 2,
+    rowId: null,
+  });
+  assert.equal((await conn.query('delete from q where id = ?', [2])).rowCount, 1);
+  await conn.close();
+});
+
+test('prepare gives a statement to run many times; executeMany loads rows in one batch', async () => {
+  const conn = await connect();
+  await conn.query('create table p (k integer primary key, v varchar(10))');
+  assert.equal(await conn.executeMany('insert into p values (?, ?)', [[1, 'a'], [2, 'b'], [3, 'c']]), 3);
+  await rejectsWith(conn.executeMany('insert into p values (:k, :v)', [{ k: 4, v: 'd' }, { k: 1, v: 'x' }]), 'E10001');
+  const st = await conn.prepare('select v from p where k <= ? order by k');
+  // Statements with values of their own, and a second prepared one, run in between.
+  await conn.query('insert into p values (?, ?)', [5, 'e']);
+  const byName = await conn.prepare('select k from p where v = :v');
+  assert.deepEqual(await byName.all({ v: 'e' }), [{ k: 5 }]);
+  assert.deepEqual(await st.all([2]), [{ v: 'a' }, { v: 'b' }]);
+  assert.deepEqual((await st.run([1])).rows, [{ v: 'a' }]);
+  await st.close();
+  await rejectsWith(st.all([1]), 'EP001', 'statement is closed');
+  await conn.close();
+});
+
+test('transactions commit on return and roll back on a throw, which reaches the caller unchanged', async () => {
+  const conn = await connect();
+  await conn.query('create table x (n integer)');
+  assert.equal(await conn.transaction(async (tx) => {
+    await tx.query('insert into x values (1)');
+    await conn.query('insert into x values (6)');  // the connection itself, from inside: part of it
+    await assert.rejects(conn.transaction(async () => {}), TypeError);
+    return 'kept';
+  }), 'kept');
+  const failure = await conn.transaction(async (tx) => {
+    await tx.query('insert into x values (2)');
+    await tx.query('insert into nowhere values (3)');
+  }).catch((err) => err);
+  assert.deepEqual([failure.code, failure.sql], ['E10001', 'insert into nowhere values (3)']);
+  await conn.begin();
+  await conn.query('insert into x values (4)');
+  await conn.rollback();
+  await conn.begin();
+  await conn.query('insert into x values (5)');
+  await conn.commit();
+  assert.deepEqual((await conn.query('select n from x order by n')).rows, [{ n: 1 }, { n: 5 }, { n: 6 }]);
+  await conn.close();
+});
+
+test('calls run in the order they were made, also around a transaction; calls after close reject', async () => {
+  const conn = await connect();
+  await conn.query('create table o (n integer)');
+  const made = [];
+  const calls = [];
+  for (let n = 0; n < 20; n++) calls.push(conn.query('insert into o values (?)', [n]).then(() => made.push(n)));
+  const tx = conn.transaction(async (t) => { await t.query('insert into o values (100)'); });
+  calls.push(conn.query('insert into o values (101)'), tx);
+  const closing = conn.close();
+  await Promise.all(calls);
+  await closing;
+  assert.deepEqual(made, [...Array(20).keys()]);
+  await rejectsWith(conn.query('select 1'), 'EP001', 'connection is closed');
+  const again = await connect();
+  assert.deepEqual((await again.query('select n from o where n >= 19 order by rowid')).rows, [{ n: 19 }, { n: 100 }, { n: 101 }]);
+  await again.close();
+});
+
+test('bad arguments are TypeErrors before anything is sent', async () => {
+  const conn = await connect();
+  for (const call of [
+    () => conn.query(''), () => conn.query(5), () => conn.query('select ?', [{}]), () => conn.query('select ?', 'x'),
+    () => conn.query('select ?', [Symbol('s')]), () => conn.query('select ?', [new Date(NaN)]),
+    () => conn.executeMany('insert into t values (?)', []), () => conn.transaction('no'),
+    () => zp.connect(), () => zp.connect({ host: 1 }), () => zp.connect({ host: 'h', timezone: 'UTC' }),
+  ]) await assert.rejects(call(), TypeError);
+  await assert.rejects(conn.query('select ?', [2n ** 64n]), RangeError);
+  await conn.close();
+});
+
+// A listening socket that accepts and then does `then` with each link.
+async function fakeServer(then) {
+  const server = net.createServer((socket) => {
+    socket.on('error', () => {});  // the client resets its links
+    then(socket);
+  });
+  await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
+  return server;
+}
+
+test('a failed connect says which failure it was', async () => {
+  const closed = await fakeServer(() => {});
+  const closedPort = closed.address().port;
+  await new Promise((resolve) => closed.close(resolve));
+  const silent = await fakeServer(() => {});
+  const at = (port, extra = '') => `IP=127.0.0.1;PORT=${port};DB=SYSTEM;USER=SYSDBA;PWD=SYSDBA${extra}`;
+  await rejectsWith(zp.connect(at(closedPort)), 'EP002');
+  await rejectsWith(zp.connect(at(silent.address().port, ';CONNECT_TIMEOUT=200')), 'EP003');
+  await rejectsWith(connect({ password: 'wrong' }), 'EP004');
+  silent.close();
+});
+
+test('a lost link rejects every queued call with one code, and a later connect works', async () => {
+  const conn = await connect();
+  await conn.query('ZANVO FAULT CLOSE AFTER 0');
+  const calls = [conn.query('select 1'), conn.query('select 2'), conn.prepare('select 3')];
+  for (const call of calls) await rejectsWith(call, 'EJ1024', 'database connection is closed');
+  const again = await connect();
+  assert.deepEqual((await again.query('select 1 as one')).rows, [{ one: 1 }]);
+  await Promise.all([conn.close(), again.close()]);
+});
+
+// Run with one thread in libuv's pool: 32 connections whose next statement the server holds
+// for 300 ms, and a timer set as they start. Prints the order things finished in and the time.
+const stalled = `
+  const zp = require(${JSON.stringify(require.resolve('../../promise'))});
+  (async () => {
+    const conns = await Promise.all(Array.from({ length: 32 }, () => zp.connect(process.argv[1])));
+    await Promise.all(conns.map((c) => c.query('ZANVO FAULT STALL 300')));
+    const order = [];
+    const start = Date.now();
+    setTimeout(() => order.push('timer'), 10);
+    await Promise.all(conns.map((c, i) => c.query('select ? as i', [i]).then((r) => order.push(r.rows[0].i))));
+    const elapsed = Date.now() - start;
+    await Promise.all(conns.map((c) => c.close()));
+    process.stdout.write(JSON.stringify({ order, elapsed }));
+  })();
+`;
+
+test('the loop runs while statements wait on the server: 32 stalled connections overlap, also with one pool thread', () => {
+  const { spawnSync } = require('child_process');
+  const child = spawnSync(process.execPath, ['-e', stalled, fx.server.connString()],
+    { encoding: 'utf8', timeout: 20000, env: { ...process.env, UV_THREADPOOL_SIZE: '1' } });
+  assert.equal(child.status, 0, child.stderr);
+  const { order, elapsed } = JSON.parse(child.stdout);
+  assert.equal(order[0], 'timer');
+  assert.deepEqual(order.slice(1).sort((a, b) => a - b), [...Array(32).keys()]);
+  // One after another they would take 9.6 s.
+  assert.ok(elapsed < 32 * 300 / 3, `took ${elapsed} ms`);
+});
+
+// Run with the collector at hand: three connections dropped without close, and the sockets
+// of this process counted before they were opened, while they are held and after collection.
+const dropped = `
+  const fs = require('fs');
+  const zp = require(${JSON.stringify(require.resolve('../../promise'))});
+  const sockets = () => fs.readdirSync('/proc/self/fd').filter((fd) => {
+    try { return fs.readlinkSync('/proc/self/fd/' + fd).startsWith('socket:'); } catch { return false; }
+  }).length;
+  (async () => {
+    const before = sockets();
+    let conns = await Promise.all([1, 2, 3].map(() => zp.connect(process.argv[1])));
+    await Promise.all(conns.map((c) => c.query('select 1')));
+    const held = sockets() - before;
+    conns = null;
+    let left = held;
+    for (let i = 0; i < 100 && left > 0; i++) {
+      global.gc();
+      await new Promise((resolve) => setTimeout(resolve, 20));
+      left = sockets() - before;
+    }
+    process.stdout.write(JSON.stringify({ held, left }));
+  })();
+`;
+
+test('connections dropped without close release their links when collected', () => {
+  const { spawnSync } = require('child_process');
+  const child = spawnSync(process.execPath, ['--expose-gc', '-e', dropped, fx.server.connString()], { encoding: 'utf8', timeout: 20000 });
+  assert.equal(child.status, 0, child.stderr);
+  assert.deepEqual(JSON.parse(child.stdout), { held: 3, left: 0 });
+});

@@ -1,0 +1,41 @@
+// A typed use of both faces; `tsc --strict --noEmit -p tests/types` checks it in npm test.
+import * as zanvodb from 'zanvodb';
+import { connect, ZanvoError } from 'zanvodb/promise';
+
+interface Item { id: number; name: string }
+
+async function promiseFace(): Promise<number> {
+  const conn = await connect({ host: '127.0.0.1', port: 5138, user: 'SYSDBA', password: 'SYSDBA', database: 'SYSTEM', bigint: false, timezone: 'Z' });
+  conn.on('notice', (n) => console.log(n.code, n.message));
+  const made = await conn.query('insert into items values (?, ?, ?)', [1, 'one', new Date()]);
+  const id: number | bigint | string | null = made.rowId;
+  const { rows, fields } = await conn.query<Item>('select id, name from items where id = :id', { id: 1 });
+  const first: Item | undefined = rows[0];
+  const typeName: string = fields[0].type;
+  const st = await conn.prepare('select name from items where id = ?');
+  const names = await st.all<{ name: string }>([2n]);
+  await st.close();
+  const loaded: number = await conn.executeMany('insert into items values (?, ?)', [[2, 'two'], { id: 3, name: 'three' }]);
+  const kept: string = await conn.transaction(async (tx) => {
+    await tx.query('delete from items where id = ?', [3]);
+    return 'done';
+  });
+  try {
+    await conn.query('select * from nowhere');
+  } catch (err) {
+    if (err instanceof ZanvoError) console.log(err.code, err.message, err.sql);
+  }
+  await conn.close();
+  void [id, first, typeName, names, kept];
+  return loaded;
+}
+
+function syncFace(): void {
+  const conn = zanvodb.createConnection('IP=127.0.0.1;Port=5138;Database=SYSTEM;USER=SYSDBA;PWD=SYSDBA');
+  conn.connect((err) => { if (err) throw zanvodb.ZanvoError.from(err); });
+  conn.query('select 1 as one', (err, rows, fields) => console.log(err?.Error, rows[0], fields[0].ColName));
+  conn.end();
+}
+
+void promiseFace;
+void syncFace;
