@@ -33,7 +33,6 @@ enum {
   ATTR_EFFECT_COUNT = 63,  // a result's count of rows changed
 };
 const char kLinkClosed[] = "[EJ1024] database connection is closed";
-const uint32_t kBatchRowsMax = 65535;  // the rows one command word can announce
 
 // One call: work() runs on the exchange thread and fills the outcome, which the callback gets.
 class CallJob : public ExchangeJob {
@@ -280,20 +279,6 @@ struct BatchCommand {
   std::vector<ColumnBlock> blocks;
 };
 
-int32_t bind_blocks(ConnRecord** link, const BatchShape& shape, BatchCommand& c) {
-  void** h = reinterpret_cast<void**>(link);
-  int32_t slots = static_cast<int32_t>(c.blocks.size());
-  for (int32_t s = 0; s < slots; s++) {
-    ColumnBlock& b = c.blocks[s];
-    int32_t size = static_cast<int32_t>(b.block.size());
-    int32_t rc = shape.positional
-                     ? ZVC_BindParamArrayByPos(h, s + 1, slots, 1, b.ctype, c.rows, &b.block[0], size, b.lengths.data())
-                     : ZVC_BindParamArrayByName(h, shape.names[s].c_str(), slots, 1, b.ctype, c.rows, &b.block[0],
-                                                size, b.lengths.data());
-    if (rc < 0) return rc;
-  }
-  return 0;
-}
 
 }  // namespace
 
@@ -307,19 +292,20 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
   if (!args[1]->IsArray()) return throw_type_error(isolate, "The rows are not an array");
   Local<v8::Array> rows = args[1].As<v8::Array>();
   std::vector<uint8_t> kinds;
-  if (!scan_batch_rows(isolate, rows, *shape, &kinds)) return;
+  BatchValues values;
+  if (!scan_batch_rows(isolate, rows, *shape, kBatchRowsMax, &kinds, &values)) return;
   auto commands = std::make_shared<std::vector<BatchCommand>>();
-  for (uint32_t first = 0; first < rows->Length(); first += kBatchRowsMax) {
-    uint32_t count = rows->Length() - first < kBatchRowsMax ? rows->Length() - first : kBatchRowsMax;
+  for (uint32_t first = 0; first < values.rows; first += kBatchRowsMax) {
+    uint32_t count = values.rows - first < kBatchRowsMax ? values.rows - first : kBatchRowsMax;
     commands->push_back({first, static_cast<int32_t>(count), {}});
-    fill_batch_blocks(isolate, rows, first, count, *shape, kinds, &commands->back().blocks);
+    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], count, kinds, &commands->back().blocks);
   }
   auto* job = new CallJob(isolate, callback_of(args));
   job->work = [sql, shape, commands](ConnRecord** link, CallJob* job) {
     double changed = 0;
     for (BatchCommand& c : *commands) {
       int32_t count = 0;
-      int32_t rc = bind_blocks(link, *shape, c);
+      int32_t rc = bind_blocks(link, *shape, c.blocks, c.rows);
       if (rc >= 0) rc = ZVC_ExecuteBatchCount(link, sql.c_str(), c.rows, &count);
       if (rc < 0) {
         if (*link) ZVC_ClearParams(reinterpret_cast<void**>(link));

@@ -275,4 +275,20 @@ void fill_batch_blocks(Isolate* isolate, Local<Array> values, uint32_t count, co
   }
 }
 
+int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows) {
+  void** h = reinterpret_cast<void**>(handle);
+  int32_t slots = static_cast<int32_t>(blocks.size());
+  for (int32_t s = 0; s < slots; s++) {
+    ColumnBlock& c = blocks[s];
+    int32_t size = static_cast<int32_t>(c.block.size());
+    void* values = &c.block[0];  // never empty: a null takes its width or its length prefix
+    int32_t rc = shape.positional
+                     ? ZVC_BindParamArrayByPos(h, s + 1, slots, 1, c.ctype, rows, values, size, c.lengths.data())
+                     : ZVC_BindParamArrayByName(h, shape.names[s].c_str(), slots, 1, c.ctype, rows, values, size,
+                                                c.lengths.data());
+    if (rc < 0) return rc;
+  }
+  return 0;
+}
+
 }  // namespace zvdbms

@@ -7,7 +7,12 @@
 #include <string>
 #include <vector>
 
+struct ConnRecord;
+
 namespace zvdbms {
+
+// The rows one command word can announce: a longer load goes out in several commands.
+const uint32_t kBatchRowsMax = 65535;
 
 // Where each bound slot finds its value in a row: by index for "?" placeholders; for :name
 // placeholders under the name, else at the index of its first placeholder.
@@ -56,5 +61,8 @@ struct ColumnBlock {
 // read; the blocks' storage is reused.
 void fill_batch_blocks(v8::Isolate* isolate, v8::Local<v8::Array> values, uint32_t count,
                        const std::vector<uint8_t>& kinds, std::vector<ColumnBlock>* blocks);
+
+// Binds one command's blocks (rows values each) on the connection: by position, or by name.
+int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows);
 
 }  // namespace zvdbms

@@ -30,7 +30,6 @@ namespace {
 enum {
   BATCH_TEXT_BUF = 1024,
 };
-const uint32_t kBatchRowsMax = 65535;  // the rows one command word can announce
 
 // Entry checks, before anything is opened or sent; false with a TypeError thrown.
 bool check_arguments(const FunctionCallbackInfo<Value>& args) {
@@ -43,22 +42,6 @@ bool check_arguments(const FunctionCallbackInfo<Value>& args) {
   return true;
 }
 
-// Binds one command's blocks on the connection: by position, or by name.
-int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows) {
-  void** h = reinterpret_cast<void**>(handle);
-  int32_t slots = static_cast<int32_t>(blocks.size());
-  for (int32_t s = 0; s < slots; s++) {
-    ColumnBlock& c = blocks[s];
-    int32_t size = static_cast<int32_t>(c.block.size());
-    void* values = &c.block[0];  // never empty: a null takes its width or its length prefix
-    int32_t rc = shape.positional
-                     ? ZVC_BindParamArrayByPos(h, s + 1, slots, 1, c.ctype, rows, values, size, c.lengths.data())
-                     : ZVC_BindParamArrayByName(h, shape.names[s].c_str(), slots, 1, c.ctype, rows, values, size,
-                                                c.lengths.data());
-    if (rc < 0) return rc;
-  }
-  return 0;
-}
 
 // One command of the load: its rows, their blocks, and what the server answered.
 struct Command {
