@@ -1,5 +1,6 @@
-// A query through a smart cursor over scripted replies: DECLARE, OPEN, the FETCHes of its
-// refills and the CLOSEs, every row's values read as a caller would, then the close.
+// A query through a smart cursor over scripted replies: DECLARE, OPEN and the first FETCH, sent
+// together and their replies read in order (those behind a refusal read and dropped), the
+// FETCHes of its refills and the CLOSEs, every row's values read as a caller would, then the close.
 #include <cstdint>
 #include <string>
 

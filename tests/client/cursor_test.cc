@@ -1,7 +1,8 @@
 // Cursors over scripted replies: every command text of the smart cursor and of named cursors
 // byte for byte, the block boundary, closing in each state, a link that drops between two
-// fetches, a connection closed under an open cursor, and replies cut at every byte.
+// fetches, a connection closed under an open cursor, refusals, and replies cut at every byte.
 #include <gtest/gtest.h>
+#include <semaphore.h>
 
 #include <cstring>
 #include <string>
@@ -298,9 +299,10 @@ TEST(NamedCursor, RowsBeyondWhatAFetchAskedFor) {
   EXPECT_EQ(command_bytes("FETCH 2  FROM c1 "), peer.sent());
 }
 
-// The whole conversation of a two-row query cut at every byte: before the last FETCH's "K" the
-// call fails with no handle; a cut CLOSE reply still gives the rows, the link having taken the
-// server's cursor along. Nothing leaks, nothing hangs.
+// The whole conversation of a two-row query cut at every byte: DECLARE, OPEN and FETCH go out
+// together before any reply comes. Before the FETCH's "K" the call fails with -4, no handle, the
+// link dropped and the semaphore free; a cut CLOSE reply still gives the rows, the link having
+// taken the server's cursor along. Nothing leaks, nothing hangs.
 TEST(SmartCursor, RepliesCutAtEveryByte) {
   const std::string whole = "K" "K" + block(2, 5) + "K";
   for (size_t cut = 0; cut < whole.size(); cut++) {
@@ -308,8 +310,12 @@ TEST(SmartCursor, RepliesCutAtEveryByte) {
     StreamPeer peer(whole.substr(0, cut));
     void* handle = nullptr;
     int32_t rc = ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr);
+    EXPECT_EQ(0, peer.conn->socket);
+    int free_count = -1;
+    sem_getvalue(peer.conn->semaphore, &free_count);
+    EXPECT_EQ(1, free_count);
     if (cut < whole.size() - 1) {
-      EXPECT_GT(0, rc);
+      EXPECT_EQ(-4, rc);
       EXPECT_EQ(nullptr, handle);
     } else {
       EXPECT_EQ(2, rc);
@@ -319,5 +325,38 @@ TEST(SmartCursor, RepliesCutAtEveryByte) {
     }
     EXPECT_EQ(0, ZVC_CloseResult(&handle));
     ZVC_CloseConnection(&peer.conn);
+    EXPECT_EQ(smart_texts(0, "select 1") + (cut < whole.size() - 1 ? "" : close_text("STC0_SMARTCUR")), peer.sent());
+  }
+}
+
+// A refused DECLARE, OPEN or FETCH fails the query with -1 and that command's text, whatever the
+// replies behind it say; they are read to their end, so the next exchange reads its own reply.
+// Replies behind a refusal that end early drop the link instead.
+TEST(SmartCursor, RefusalsKeepTheLinkInStep) {
+  const std::string no_cursor = error_reply("[E10005]no cursor named STC0_SMARTCUR");
+  const struct {
+    const char* name;
+    std::string replies;
+    std::string text;
+    bool in_step;
+  } cases[] = {
+      {"declare", error_reply("no such table") + no_cursor + no_cursor, "no such table", true},
+      {"declare, rows behind", error_reply("bad") + "K" + block(2), "bad", true},
+      {"declare, then the link ends", error_reply("[E10007]command text longer than 9 bytes"),
+       "[E10007]command text longer than 9 bytes", false},
+      {"open", "K" + error_reply("not open") + no_cursor, "not open", true},
+      {"fetch", "K" "K" + error_reply("fetch failed"), "fetch failed", true},
+      {"fetch, a count before", "K" "K" "U" + be32(3) + error_reply("late"), "late", true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    StreamPeer peer(c.replies + (c.in_step ? "U" + be32(1) + "K" : ""));
+    void* handle = nullptr;
+    EXPECT_EQ(-1, ZVC_Execute(&peer.conn, "select x from t", &handle, nullptr, nullptr, nullptr));
+    EXPECT_EQ(nullptr, handle);
+    EXPECT_EQ(c.text, text_of(peer.conn));
+    EXPECT_EQ(c.in_step ? 1 : ZV_NET_ERROR, ZVC_ExecNoQuery(&peer.conn, "update t"));
+    ZVC_CloseConnection(&peer.conn);
+    EXPECT_EQ(smart_texts(0, "select x from t") + (c.in_step ? command_bytes("update t") : ""), peer.sent());
   }
 }

@@ -6,7 +6,7 @@
 #include "results/smart_cursor.h"
 
 // The class-4 path of ZVC_Execute: DECLARE (carrying the connection's parameters), OPEN and a
-// first FETCH of a block. A short first block closes the server cursor at once (Drained), a full
+// first FETCH of a block, written together and their replies read in order. A short first block closes the server cursor at once (Drained), a full
 // one leaves it Open on the connection's list. The FETCH's result, with the cursor in *out; on
 // failure nothing is given out: -1 for a refused DECLARE or OPEN, -4, -5, or the FETCH's code.
 int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out);

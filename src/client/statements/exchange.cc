@@ -22,6 +22,12 @@ bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql) {
 }
 
 bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params) {
+  if (!queue_exchange(ex, conn, sql, with_params)) return false;
+  send_flush(conn);
+  return true;
+}
+
+bool queue_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params) {
   if (!open_exchange(ex, conn, sql)) return false;
   if (with_params) {
     ex->set = conn->params;
@@ -30,7 +36,6 @@ bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_p
   send_sql_params(conn, ex->text, ex->set ? param_word(ex->set) : 0);
   // Records cut short leave the server reading the rest from the next command.
   if (ex->set && send_params(conn, ex->set) != 0) conn->out_of_step = 1;
-  send_flush(conn);
   return true;
 }
 

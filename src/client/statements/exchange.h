@@ -19,6 +19,9 @@ bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql);
 // out once), takes the semaphore and sends the command with the set's records. False when the
 // copy cannot be made: nothing is taken then.
 bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params);
+// The same, but the command stays in the send buffer, so that commands the caller puts behind it
+// go out in the same write; the caller flushes.
+bool queue_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params);
 // After the reply: a reply left before its end drops the link (the next exchange then fails
 // cleanly instead of reading the rest of this reply as its own); the semaphore is released; the
 // text goes, and the set too unless it is a standing one.

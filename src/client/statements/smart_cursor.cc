@@ -25,6 +25,71 @@ int32_t fetch_block(ConnRecord* conn, const char* name, ResultRecord** block) {
   return fetch_rows(conn, call_sql, recv_fetch, SMART_BLOCK_ROWS, block);
 }
 
+// The reply to a command that went out behind one the server refused: read to its end and
+// forgotten, without a line to the notice hook, so that the link stays in step.
+int32_t drop_text(ReplyState* st, char) { return recv_reply_text(st->conn); }
+
+const ReplyLetter kDroppedLetters[] = {
+    {'E', drop_text}, {'F', drop_text}, {'W', drop_text}, {'M', drop_text}, {'A', drop_result_hook}, {0, nullptr},
+};
+const ReplyReader kDropped = {kDroppedLetters, READ_RET, nullptr};
+
+// The count replies behind a refusal, read while the link is in step; the refusal's text stays
+// the connection's. A read that fails marks the link out of step, and its exchange drops it.
+void drop_replies(ConnRecord* conn, int32_t count) {
+  char* refusal = conn->error_text;
+  conn->error_text = nullptr;
+  for (int32_t i = 0; i < count && !conn->out_of_step; i++) {
+    ReplyState st = {conn, 0, 0, nullptr, false, false};
+    read_reply(&kDropped, &st);
+  }
+  free(conn->error_text);
+  conn->error_text = refusal;
+}
+
+// DECLARE text (carrying the connection's parameters), "OPEN name ;" and the first "FETCH 20000
+// FROM name ;" in one write: the server reads its commands one at a time in the order they came,
+// so the two behind the DECLARE wait in its socket, and their replies come back in that order.
+// The replies are read in turn. A refused DECLARE or OPEN is the result, and the replies behind it
+// are read and forgotten; a reply that stopped short of its end leaves the rest unread, and the
+// link is dropped. The FETCH's block goes to *block; the DECLARE's result, or the first failure.
+int32_t declare_open_fetch(ConnRecord* conn, const char* text, const char* name, ResultRecord** block) {
+  char open_sql[128] = {0};
+  char fetch_sql[128] = {0};
+  client_sprintf(open_sql, sizeof open_sql, "OPEN %s ;", name);
+  client_sprintf(fetch_sql, sizeof fetch_sql, "FETCH %d FROM %s ;", SMART_BLOCK_ROWS, name);
+  Exchange ex;
+  if (!queue_exchange(&ex, conn, text, true)) return ZV_NO_MEMORY;
+  send_sql_params(conn, open_sql, 0);
+  send_sql_params(conn, fetch_sql, 0);
+  send_flush(conn);
+  ResultRecord* declared = nullptr;
+  int32_t rc = recv_result(conn, &declared);
+  free_result_chain(declared);
+  int32_t unread = 2;  // the OPEN's and the FETCH's replies
+  if (rc >= 0 && !conn->out_of_step) {
+    conn->smart_busy = 0;
+    rc = read_short_reply(conn);
+    unread = 1;
+  }
+  if (rc >= 0 && !conn->out_of_step) {
+    ResultRecord* chain = nullptr;
+    rc = recv_fetch(conn, SMART_BLOCK_ROWS, &chain);
+    // A refusal after rows leaves them in the chain: a failed FETCH hands out nothing.
+    if (rc < 0)
+      free_result_chain(chain);
+    else
+      *block = chain;
+    unread = 0;
+  }
+  if (rc < 0)
+    drop_replies(conn, unread);
+  else if (unread > 0)
+    rc = ZV_NET_ERROR;  // the DECLARE's reply ended on a letter it does not know: the rest is lost
+  end_exchange(&ex);
+  return rc;
+}
+
 // The list of open cursors is the connection's, shared by every thread that uses it, so it
 // changes under the connection's semaphore, as the link does.
 void link_open(SmartCursor* cursor, ConnRecord* conn) {
@@ -105,12 +170,8 @@ int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out) 
   cursor->kind = HT_SMART_CURSOR;
   client_sprintf(cursor->name, sizeof cursor->name, "STC%u_%s", conn->stmt_counter++, "SMARTCUR");
   client_sprintf(text, cap, "DECLARE %s CURSOR FOR %s;", cursor->name, sql);
-  ResultRecord* declared = nullptr;
-  bool declare_ok = false;
-  int32_t rc = declare_and_open(conn, text, cursor->name, &declared, &declare_ok);
-  free_result_chain(declared);
+  int32_t rc = declare_open_fetch(conn, text, cursor->name, &cursor->result);
   free(text);
-  if (rc >= 0) rc = fetch_block(conn, cursor->name, &cursor->result);
   if (rc < 0 || !cursor->result) {
     // A refusal is the server's text in error_text; a failed link keeps its own code.
     if (rc < 0 && rc != ZV_NET_ERROR && rc != ZV_NO_MEMORY) rc = ZV_SERVER_ERROR;
