@@ -207,6 +207,34 @@ test('the loop runs while statements wait on the server: 32 stalled connections 
 
 // Run with the collector at hand: three connections dropped without close, and the sockets
 // of this process counted before they were opened, while they are held and after collection.
+// Two connections run statements whose replies make the client give out lines: one listens
+// for them, one does not. What the listener got goes out on descriptor 3.
+const noisy = `
+  const zp = require(${JSON.stringify(require.resolve('../../promise'))});
+  (async () => {
+    const got = [];
+    const [heard, unheard] = await Promise.all([zp.connect(process.argv[1]), zp.connect(process.argv[1])]);
+    heard.on('notice', (n) => got.push(n));
+    for (const conn of [heard, unheard]) {
+      await conn.query('create temp table nk (k integer primary key)');
+      await conn.executeMany('insert into nk values (?)', [[1], [2], [1]]).catch((e) => got.push(e.code));
+      await conn.query("select json('bad{') as j").catch((e) => got.push(e.code));
+      await conn.close();
+    }
+    require('fs').writeSync(3, JSON.stringify(got));
+  })();
+`;
+
+test("the client's lines reach 'notice' listeners as { code, message }, and nothing is printed", () => {
+  const { spawnSync } = require('child_process');
+  const child = spawnSync(process.execPath, ['-e', noisy, fx.server.connString()],
+    { encoding: 'utf8', timeout: 20000, stdio: ['ignore', 'pipe', 'pipe', 'pipe'] });
+  assert.deepEqual([child.status, child.stdout, child.stderr], [0, '', '']);
+  assert.deepEqual(JSON.parse(child.output[3]), [
+    { code: 'EC031', message: 'Error in recv result :[E10001]row 3 of the batch: UNIQUE constraint failed: nk.k' },
+    'E10001', { code: 'EC031', message: 'Error in recv result :[E10001]malformed JSON' }, 'E10001', 'E10001', 'E10001']);
+});
+
 const dropped = `
   const fs = require('fs');
   const zp = require(${JSON.stringify(require.resolve('../../promise'))});
