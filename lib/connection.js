@@ -21,6 +21,8 @@ const defineProperty = Object.defineProperty;
 const now = performance.now.bind(performance);
 const setImmediateAtLoad = setImmediate;
 const arrayFrom = Array.from.bind(Array);
+const setPrototypeOf = Object.setPrototypeOf;
+const ArrayProto = Array.prototype;
 const NumberOf = Number;
 const BigIntOf = BigInt;
 const isSafeInteger = Number.isSafeInteger;
@@ -75,9 +77,10 @@ function spend(ms) {
 async function resultOf(handle, sql, bigint) {
   const info = handle.info();
   const width = info.fields.length;
-  // Filled from objects without a prototype, so that rows land in own slots: an index setter
-  // on Array.prototype never sees one.
-  const rows = arrayFrom({ __proto__: null, length: info.rows });
+  // Without a prototype while it is filled, so that no index setter on Array.prototype or
+  // Object.prototype sees a row; it gets the array prototype taken at load once it is whole.
+  const rows = [];
+  setPrototypeOf(rows, null);
   const names = arrayFrom({ __proto__: null, length: width }, (_, c) => info.fields[c].name);
   const make = maker(names);
   let made = 0;
@@ -91,6 +94,7 @@ async function resultOf(handle, sql, bigint) {
       spend(now() - start);
       if (!more) break;
     }
+    setPrototypeOf(rows, ArrayProto);
   } catch (err) {
     if (err instanceof RangeError) throw new ZanvoError(codes.UNSAFE_INTEGER, err.message, sql);
     throw err;
