@@ -133,6 +133,7 @@ export namespace promise {
     readonly DEADLINE: 'EP003';
     readonly LOGIN_REFUSED: 'EP004';
     readonly UNSAFE_INTEGER: 'EP005';
+    readonly CIPHER: 'EP006';
     readonly LINK_LOST: 'EJ1024';
   };
 

@@ -3,6 +3,26 @@
 // layer gets plain copies of values of the kinds it binds, so that no getter, Proxy or
 // prototype of the caller's runs while a statement is bound.
 
+// Taken at load: a script that replaces one of these later neither drops nor changes a value.
+const arrayFrom = Array.from.bind(Array);
+const isArray = Array.isArray;
+const keysOf = Object.keys;
+const protoOf = Object.getPrototypeOf;
+const ObjectProto = Object.prototype;
+const isView = ArrayBuffer.isView;
+const isFinite = Number.isFinite;
+const isSafeInteger = Number.isSafeInteger;
+const NumberOf = Number;
+const StringOf = String;
+const apply = Reflect.apply;
+const toISOString = Date.prototype.toISOString;
+const getTime = Date.prototype.getTime;
+const getTimezoneOffset = Date.prototype.getTimezoneOffset;
+const DateOf = Date;
+
+// The elements of an array by index, read without its iterator or its map.
+const eachOf = (array, fn) => arrayFrom({ __proto__: null, length: array.length }, (_, i) => fn(array[i], i));
+
 const INT64_MIN = -(2n ** 63n);
 const INT64_MAX = 2n ** 63n - 1n;
 const OPTION_KEYS = ['host', 'port', 'user', 'password', 'database', 'char_set', 'timeout', 'connectTimeout'];
@@ -13,9 +33,9 @@ function typeError(text) {
 }
 
 function isPlainObject(value) {
-  if (value === null || typeof value !== 'object' || Array.isArray(value)) return false;
-  const proto = Object.getPrototypeOf(value);
-  return proto === Object.prototype || proto === null;
+  if (value === null || typeof value !== 'object' || isArray(value)) return false;
+  const proto = protoOf(value);
+  return proto === ObjectProto || proto === null;
 }
 
 // The connect argument: a connection string, or options with the keys createConnection knows
@@ -29,7 +49,10 @@ function connectArgs(target) {
   } else if (isPlainObject(target)) {
     if (typeof target.host !== 'string') throw typeError('connect: options.host must be a string');
     link = {};
-    for (const key of OPTION_KEYS) if (target[key] !== undefined) link[key] = target[key];
+    for (let i = 0; i < OPTION_KEYS.length; i++) {
+      const key = OPTION_KEYS[i];
+      if (target[key] !== undefined) link[key] = target[key];
+    }
     settings = target;
   } else {
     throw typeError('connect: give an options object or a connection string');
@@ -57,9 +80,9 @@ function sqlText(sql, method) {
 // A Date goes out as milliseconds: of UTC with 'Z'; of the local wall clock, read as UTC,
 // with 'local', since a datetime column keeps no zone.
 function dateMillis(date, local) {
-  const ms = date.getTime();
-  if (Number.isNaN(ms)) throw typeError('an invalid Date cannot be bound');
-  return local ? ms - date.getTimezoneOffset() * 60000 : ms;
+  const ms = apply(getTime, date, []);
+  if (ms !== ms) throw typeError('an invalid Date cannot be bound');
+  return local ? ms - apply(getTimezoneOffset, date, []) * 60000 : ms;
 }
 
 function oneValue(value, local, where) {
@@ -68,15 +91,15 @@ function oneValue(value, local, where) {
     case 'boolean':
     case 'string': return value;
     case 'number':
-      if (!Number.isFinite(value)) throw typeError(`${where}: ${value} cannot be bound`);
+      if (!isFinite(value)) throw typeError(`${where}: ${value} cannot be bound`);
       return value;
     case 'bigint':
       if (value < INT64_MIN || value > INT64_MAX) throw new RangeError(`${where}: ${value} is beyond 64 bits`);
       return value;
     case 'object':
       if (value === null) return null;
-      if (value instanceof Date) return new Date(dateMillis(value, local));
-      if (ArrayBuffer.isView(value)) return value;
+      if (value instanceof DateOf) return new DateOf(dateMillis(value, local));
+      if (isView(value)) return value;
       if (value instanceof ArrayBuffer) return new Uint8Array(value);
       break;
     default:
@@ -88,10 +111,11 @@ function oneValue(value, local, where) {
 // The values of one statement: an array by position, an object by name (and by index keys).
 function statementValues(values, local) {
   if (values === undefined || values === null) return [];
-  if (Array.isArray(values)) return Array.from(values, (v, i) => oneValue(v, local, `value ${i}`));
+  if (isArray(values)) return eachOf(values, (v, i) => oneValue(v, local, `value ${i}`));
   if (!isPlainObject(values)) throw typeError('values must be an array or a plain object');
   const out = Object.create(null);
-  for (const key of Object.keys(values)) out[key] = oneValue(values[key], local, `value "${key}"`);
+  const keys = keysOf(values);
+  for (let i = 0; i < keys.length; i++) out[keys[i]] = oneValue(values[keys[i]], local, `value "${keys[i]}"`);
   return out;
 }
 
@@ -100,17 +124,26 @@ function statementValues(values, local) {
 // its milliseconds (already those of the connection's zone) and a BigInt a number while safe,
 // else its decimal text, which an integer column stores as that integer.
 function batchRows(rows, local) {
-  if (!Array.isArray(rows) || rows.length === 0) throw typeError('executeMany: rows must be a non-empty array');
-  return rows.map((row) => {
-    if (!Array.isArray(row) && !isPlainObject(row)) throw typeError('executeMany: each row must be an array or a plain object');
+  if (!isArray(rows) || rows.length === 0) throw typeError('executeMany: rows must be a non-empty array');
+  return eachOf(rows, (row) => {
+    if (!isArray(row) && !isPlainObject(row)) throw typeError('executeMany: each row must be an array or a plain object');
     const copy = statementValues(row, local);
-    for (const key of Object.keys(copy)) {
+    const keys = keysOf(copy);
+    for (let i = 0; i < keys.length; i++) {
+      const key = keys[i];
       const v = copy[key];
-      if (v instanceof Date) copy[key] = v.toISOString().replace('T', ' ').replace('Z', '');
-      else if (typeof v === 'bigint') copy[key] = Number.isSafeInteger(Number(v)) ? Number(v) : String(v);
+      if (v instanceof DateOf) copy[key] = isoText(apply(toISOString, v, []));
+      else if (typeof v === 'bigint') copy[key] = isSafeInteger(NumberOf(v)) ? NumberOf(v) : StringOf(v);
     }
     return copy;
   });
+}
+
+// "2026-01-02T03:04:05.678Z" as the datetime text "2026-01-02 03:04:05.678", by index.
+function isoText(iso) {
+  let text = '';
+  for (let i = 0; i < iso.length - 1; i++) text += iso[i] === 'T' ? ' ' : iso[i];
+  return text;
 }
 
 function callback(fn, method) {

@@ -13,19 +13,39 @@ const { AsyncLink } = require('../build/Release/zanvodbjs.node');
 const SLICE_MS = 4;  // the longest one turn of the event loop spends making row objects
 const ZV_SOCKET_FAILED = -8;
 
+// What rows are made with, taken at load: a script that later replaces a global or a built-in
+// method does not change a row.
+const makeFunction = Function;
+const quote = JSON.stringify;
+const defineProperty = Object.defineProperty;
+const now = performance.now.bind(performance);
+const setImmediateAtLoad = setImmediate;
+const arrayFrom = Array.from.bind(Array);
+const setPrototypeOf = Object.setPrototypeOf;
+const ArrayProto = Array.prototype;
+const NumberOf = Number;
+const BigIntOf = BigInt;
+const isSafeInteger = Number.isSafeInteger;
+
 // Rows are made by an object literal of the result's shape: the cheapest row to make, keep
 // and read, and one the engine soon allocates where long-lived objects go, so that a large
 // result is not copied by every young-generation collection. A repeated name keeps its later
 // column; "__proto__" is an own property. Where code cannot be made from strings, each row
 // is defined property by property.
 function maker(names) {
-  const fields = names.map((n, c) => `${n === '__proto__' ? '["__proto__"]' : JSON.stringify(n)}: v[k + ${c}]`);
+  let fields = '';
+  for (let c = 0; c < names.length; c++) {
+    const key = names[c] === '__proto__' ? '["__proto__"]' : quote(names[c]);
+    fields += `${c === 0 ? '' : ', '}${key}: v[k + ${c}]`;
+  }
   try {
-    return new Function('v', 'k', `return { ${fields.join(', ')} };`);
+    return makeFunction('v', 'k', `return { ${fields} };`);
   } catch {
     return (v, k) => {
       const row = {};
-      names.forEach((n, c) => Object.defineProperty(row, n, { value: v[k + c], writable: true, enumerable: true, configurable: true }));
+      for (let c = 0; c < names.length; c++) {
+        defineProperty(row, names[c], { __proto__: null, value: v[k + c], writable: true, enumerable: true, configurable: true });
+      }
       return row;
     };
   }
@@ -36,7 +56,7 @@ function maker(names) {
 // waiting for its end, which would never come.
 const transactionOf = new AsyncLocalStorage();
 
-const yieldTurn = () => new Promise((resolve) => setImmediate(resolve));
+const yieldTurn = () => new Promise((resolve) => setImmediateAtLoad(resolve));
 
 // The milliseconds spent making rows in this turn of the event loop, over all results: many
 // results finished at once share one slice, and the rest wait for the next turn.
@@ -47,7 +67,7 @@ function spend(ms) {
   spentThisTurn += ms;
   if (resetPending) return;
   resetPending = true;
-  setImmediate(() => {
+  setImmediateAtLoad(() => {
     spentThisTurn = 0;
     resetPending = false;
   });
@@ -56,19 +76,25 @@ function spend(ms) {
 // Row objects from a decoded result, a slice per turn of the event loop.
 async function resultOf(handle, sql, bigint) {
   const info = handle.info();
-  const rows = [];
-  const make = maker(info.fields.map((f) => f.name));
   const width = info.fields.length;
+  // Without a prototype while it is filled, so that no index setter on Array.prototype or
+  // Object.prototype sees a row; it gets the array prototype taken at load once it is whole.
+  const rows = [];
+  setPrototypeOf(rows, null);
+  const names = arrayFrom({ __proto__: null, length: width }, (_, c) => info.fields[c].name);
+  const make = maker(names);
+  let made = 0;
   try {
     for (;;) {
       while (spentThisTurn >= SLICE_MS) await yieldTurn();
-      const start = performance.now();
+      const start = now();
       const block = [];
       const more = handle.take(SLICE_MS - spentThisTurn, bigint, block);
-      for (let k = 0; k < block.length; k += width) rows.push(make(block, k));
-      spend(performance.now() - start);
+      for (let k = 0; k < block.length; k += width) rows[made++] = make(block, k);
+      spend(now() - start);
       if (!more) break;
     }
+    setPrototypeOf(rows, ArrayProto);
   } catch (err) {
     if (err instanceof RangeError) throw new ZanvoError(codes.UNSAFE_INTEGER, err.message, sql);
     throw err;
@@ -79,16 +105,23 @@ async function resultOf(handle, sql, bigint) {
 
 function rowIdOf(text, bigint) {
   if (text === '') return null;
-  if (bigint) return BigInt(text);
-  const n = Number(text);
-  return Number.isSafeInteger(n) ? n : text;
+  if (bigint) return BigIntOf(text);
+  const n = NumberOf(text);
+  return isSafeInteger(n) ? n : text;
 }
 
-// Which failure a connect met, from the open's code and how long it took: a socket or a
-// login that waited out the connect deadline, else a socket that could not connect, else a
-// login the server refused.
+// Which failure a connect met. A refusal of the client's own, before the login went out,
+// keeps its code (EC016: a connection-string value too long or holding a character the login
+// text cannot carry; EC0193, EC0194: the login text); a key for the enciphered link that could
+// not be made is the cipher's. Else, from the open's code and how long it took: a socket or a
+// login that waited out the connect deadline, a socket that could not connect, or a login the
+// server refused.
+const OWN_REFUSALS = new Set(['EC016', 'EC0193', 'EC0194']);
+
 function connectError(text, rc, elapsedMs, args) {
-  const { message } = ZanvoError.from(text);
+  const { code, message } = ZanvoError.from(text);
+  if (OWN_REFUSALS.has(code)) return new ZanvoError(code, message);
+  if (code === 'EC0192') return new ZanvoError(codes.CIPHER, message);
   if (elapsedMs >= args.connectTimeout * 0.9) return new ZanvoError(codes.DEADLINE, message);
   return new ZanvoError(rc === ZV_SOCKET_FAILED ? codes.UNREACHABLE : codes.LOGIN_REFUSED, message);
 }
@@ -279,6 +312,27 @@ class Connection extends EventEmitter {
   }
 }
 
+// Lines the link gives out go to the connection's 'notice' listeners, after the call that
+// brought them has returned to native code and before its promise settles; without a listener
+// they are dropped, as are the lines of the open itself, which come before there is a
+// connection. The link holds onNotice for as long as it lives, so onNotice reaches the
+// connection weakly and nothing of the link: a dropped connection is still collected.
+function noticeForwarder() {
+  let connRef = null;
+  return {
+    onNotice(line) {
+      const conn = connRef === null ? undefined : connRef.deref();
+      if (conn !== undefined && conn.listenerCount('notice') > 0) process.nextTick(emitNotice, conn, line);
+    },
+    reach(conn) { connRef = new WeakRef(conn); },
+  };
+}
+
+function emitNotice(conn, line) {
+  const { code, message } = ZanvoError.from(line);
+  conn.emit('notice', { code, message });
+}
+
 // Opens a link on a thread of its own.
 function connect(target) {
   let args;
@@ -288,9 +342,10 @@ function connect(target) {
     return Promise.reject(err);
   }
   return new Promise((resolve, reject) => {
+    const notices = noticeForwarder();
     let link;
     try {
-      link = new AsyncLink(args.link, args.local);
+      link = new AsyncLink(args.link, args.local, notices.onNotice);
     } catch (err) {
       reject(err);
       return;
@@ -301,7 +356,9 @@ function connect(target) {
         reject(connectError(err, rc, elapsedMs, args));
         return;
       }
-      resolve(new Connection(link, args));
+      const conn = new Connection(link, args);
+      notices.reach(conn);
+      resolve(conn);
     });
   });
 }

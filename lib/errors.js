@@ -10,6 +10,7 @@ const codes = Object.freeze({
   DEADLINE: 'EP003',       // connect: the connect deadline passed
   LOGIN_REFUSED: 'EP004',  // connect: the server refused the login
   UNSAFE_INTEGER: 'EP005', // a 64-bit value that no number holds exactly
+  CIPHER: 'EP006',         // connect: the enciphered link's key could not be made
   LINK_LOST: 'EJ1024',     // the link dropped; the client's own code for it
 });
 

@@ -37,7 +37,8 @@ const char kLinkClosed[] = "[EJ1024] database connection is closed";
 // One call: work() runs on the exchange thread and fills the outcome, which the callback gets.
 class CallJob : public ExchangeJob {
  public:
-  CallJob(Isolate* isolate, Local<Function> callback) : callback_(isolate, callback) {}
+  CallJob(Isolate* isolate, Local<Function> callback, const v8::Global<Function>& on_notice)
+      : callback_(isolate, callback), on_notice_(isolate, on_notice) {}
 
   std::function<void(ConnRecord**, CallJob*)> work;
   std::string error;                        // empty: success
@@ -63,6 +64,11 @@ class CallJob : public ExchangeJob {
   }
 
   void settle(Isolate* isolate) override {
+    Local<Function> on_notice = on_notice_.Get(isolate);
+    for (const std::string& line : notices) {
+      Local<Value> arg = utf8(isolate, line.c_str());
+      if (on_notice->Call(isolate->GetCurrentContext(), v8::Null(isolate), 1, &arg).IsEmpty()) return;
+    }
     std::vector<Local<Value>> argv;
     if (!error.empty()) {
       argv.push_back(utf8(isolate, error.c_str()));
@@ -86,6 +92,7 @@ class CallJob : public ExchangeJob {
 
  private:
   v8::Global<Function> callback_;
+  v8::Global<Function> on_notice_;
 };
 
 // A statement's outcome: rows decoded, or the count or row id it brought.
@@ -149,10 +156,10 @@ void AsyncLink::Init(Isolate* isolate, Local<Object> exports) {
   AsyncResult::Init(isolate);
 }
 
-// new AsyncLink(optionsOrString, local)
 void AsyncLink::New(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   if (!args.IsConstructCall()) return throw_type_error(isolate, "AsyncLink needs new");
+  if (!args[2]->IsFunction()) return throw_type_error(isolate, "The third argument is not a function");
   char* conn_string = nullptr;
   if (args[0]->IsObject()) {
     if (!options_to_conn_string(isolate, args[0].As<Object>(), &conn_string)) return;
@@ -162,6 +169,7 @@ void AsyncLink::New(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = new AsyncLink();
   self->conn_string_ = conn_string;
   self->local_ = !args[1]->IsFalse();
+  self->on_notice_.Reset(isolate, args[2].As<Function>());
   self->thread_ = new ExchangeThread(isolate);
   self->Wrap(args.This());
   args.GetReturnValue().Set(args.This());
@@ -178,7 +186,7 @@ AsyncLink* AsyncLink::for_job(const FunctionCallbackInfo<Value>& args) {
 void AsyncLink::Open(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
-  auto* job = new CallJob(args.GetIsolate(), callback_of(args));
+  auto* job = new CallJob(args.GetIsolate(), callback_of(args), self->on_notice_);
   job->opens_ = true;
   std::string conn_string = self->conn_string_ ? self->conn_string_ : "";
   ServerList** servers = &self->servers_;
@@ -204,7 +212,7 @@ void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
   std::string sql = text_of(isolate, args[0]);
   auto params = std::make_shared<ParamList>();
   if (!collect_params(isolate, sql.c_str(), args[1], params.get())) return;
-  auto* job = new CallJob(isolate, callback_of(args));
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
   job->work = [sql, params, local](ConnRecord** link, CallJob* job) {
     if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
@@ -222,7 +230,7 @@ void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
-  auto* job = new CallJob(isolate, callback_of(args));
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   job->work = [sql](ConnRecord** link, CallJob* job) {
     char name[ZV_STMT_NAME_SIZE] = {0};
     int32_t rc = ZVC_Prepare(link, sql.c_str(), name);
@@ -243,7 +251,7 @@ void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
   std::string sql = text_of(isolate, args[1]);
   auto params = std::make_shared<ParamList>();
   if (!collect_params(isolate, sql.c_str(), args[2], params.get())) return;
-  auto* job = new CallJob(isolate, callback_of(args));
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
   job->work = [name, sql, params, local](ConnRecord** link, CallJob* job) {
     if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
@@ -262,7 +270,7 @@ void AsyncLink::Unprepare(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
   std::string name = text_of(isolate, args[0]);
-  auto* job = new CallJob(isolate, callback_of(args));
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   job->work = [name](ConnRecord** link, CallJob* job) {
     int32_t rc = ZVC_UnPrepare(link, name.c_str());
     if (rc < 0) job->fail(link, rc);
@@ -300,7 +308,7 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
     commands->push_back({first, static_cast<int32_t>(count), {}});
     fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], count, kinds, &commands->back().blocks);
   }
-  auto* job = new CallJob(isolate, callback_of(args));
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   job->work = [sql, shape, commands](ConnRecord** link, CallJob* job) {
     double changed = 0;
     for (BatchCommand& c : *commands) {
@@ -309,7 +317,8 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
       if (rc >= 0) rc = ZVC_ExecuteBatchCount(link, sql.c_str(), c.rows, &count);
       if (rc < 0) {
         if (*link) ZVC_ClearParams(reinterpret_cast<void**>(link));
-        job->fail(link, rc);
+        job->error = failure_in_rows(link, rc, c.first);
+        if (rc == ZV_NET_ERROR) ZVC_CloseConnection(link);
         break;
       }
       changed += count;
@@ -323,7 +332,7 @@ void AsyncLink::Close(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
   if (!self->thread_) return;
-  auto* job = new CallJob(args.GetIsolate(), callback_of(args));
+  auto* job = new CallJob(args.GetIsolate(), callback_of(args), self->on_notice_);
   job->opens_ = true;  // runs with or without a link
   job->work = [](ConnRecord** link, CallJob*) {
     if (*link) ZVC_CloseConnection(link);

@@ -21,6 +21,7 @@ class AsyncLink : public node::ObjectWrap {
   ExchangeThread* thread_ = nullptr;  // deletes itself once retired
   char* conn_string_ = nullptr;
   bool local_ = true;  // zone-less datetimes are local wall clocks (else UTC)
+  v8::Global<v8::Function> on_notice_;  // gets each line the link gave out, before its call settles
   // The working list of a string that names several servers, written by the open on the
   // exchange thread while the object is held by the open's callback. It stays behind, as with
   // the synchronous connection: the client gives no way to free it.
@@ -30,6 +31,7 @@ class AsyncLink : public node::ObjectWrap {
   // callback last. Null, with a TypeError thrown, when not.
   static AsyncLink* for_job(const v8::FunctionCallbackInfo<v8::Value>& args);
 
+  // new AsyncLink(optionsOrString, local, onNotice)
   static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
   // open(callback): (null) or (text, code, elapsedMs)
   static void Open(const v8::FunctionCallbackInfo<v8::Value>& args);

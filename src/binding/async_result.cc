@@ -90,15 +90,15 @@ void AsyncResult::Info(const FunctionCallbackInfo<Value>& args) {
   Local<Array> fields = Array::New(isolate, static_cast<int>(r.fields.size()));
   for (size_t i = 0; i < r.fields.size(); ++i) {
     Local<Object> field = Object::New(isolate);
-    field->Set(context, utf8(isolate, "name"), utf8(isolate, r.fields[i].name.c_str())).Check();
-    field->Set(context, utf8(isolate, "type"), utf8(isolate, type_name(r.fields[i].ctype))).Check();
-    fields->Set(context, static_cast<uint32_t>(i), field).Check();
+    field->CreateDataProperty(context, utf8(isolate, "name"), utf8(isolate, r.fields[i].name.c_str())).Check();
+    field->CreateDataProperty(context, utf8(isolate, "type"), utf8(isolate, type_name(r.fields[i].ctype))).Check();
+    fields->CreateDataProperty(context, static_cast<uint32_t>(i), field).Check();
   }
   Local<Object> info = Object::New(isolate);
-  info->Set(context, utf8(isolate, "fields"), fields).Check();
-  info->Set(context, utf8(isolate, "changed"), v8::Number::New(isolate, static_cast<double>(r.changed))).Check();
-  info->Set(context, utf8(isolate, "rowId"), utf8(isolate, r.row_id.c_str())).Check();
-  info->Set(context, utf8(isolate, "rows"), v8::Number::New(isolate, static_cast<double>(r.row_count))).Check();
+  info->CreateDataProperty(context, utf8(isolate, "fields"), fields).Check();
+  info->CreateDataProperty(context, utf8(isolate, "changed"), v8::Number::New(isolate, static_cast<double>(r.changed))).Check();
+  info->CreateDataProperty(context, utf8(isolate, "rowId"), utf8(isolate, r.row_id.c_str())).Check();
+  info->CreateDataProperty(context, utf8(isolate, "rows"), v8::Number::New(isolate, static_cast<double>(r.row_count))).Check();
   args.GetReturnValue().Set(info);
 }
 
@@ -121,7 +121,7 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
     for (size_t c = 0; c < width; ++c) {
       Local<Value> v;
       if (!cell_value(isolate, r, r.cells[first + c], bigint, &v)) return;
-      values->Set(context, at++, v).Check();
+      values->CreateDataProperty(context, at++, v).Check();
     }
     made++;
     self->next_row_++;

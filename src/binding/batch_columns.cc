@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "binding/bind_values.h"
@@ -289,6 +290,20 @@ int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<Co
     if (rc < 0) return rc;
   }
   return 0;
+}
+
+enum { FAILURE_TEXT_BUF = 1024 };
+
+std::string failure_in_rows(ConnRecord** handle, int32_t rc, uint32_t first) {
+  char text[FAILURE_TEXT_BUF] = {0};
+  failure_text(reinterpret_cast<void**>(handle), rc, text, sizeof text);
+  const char* mark = strstr(text, "]row ");
+  if (!mark) return text;
+  char* end = nullptr;
+  unsigned long row = strtoul(mark + 5, &end, 10);
+  static const char kTail[] = " of the batch: ";
+  if (end == mark + 5 || strncmp(end, kTail, sizeof kTail - 1) != 0) return text;
+  return std::string(text, static_cast<size_t>(mark + 5 - text)) + std::to_string(row + first) + end;
 }
 
 }  // namespace zvdbms

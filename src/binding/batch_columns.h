@@ -65,4 +65,8 @@ void fill_batch_blocks(v8::Isolate* isolate, v8::Local<v8::Array> values, uint32
 // Binds one command's blocks (rows values each) on the connection: by position, or by name.
 int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows);
 
+// The failure text of a command whose rows start at row first of the script's array, with the
+// server's "row k of the batch" counted over all the script's rows.
+std::string failure_in_rows(ConnRecord** handle, int32_t rc, uint32_t first);
+
 }  // namespace zvdbms

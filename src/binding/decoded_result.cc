@@ -202,6 +202,9 @@ bool decode_rows(void** p_res, bool local, DecodedResult* out, std::string* erro
     }
     out->row_count++;
   }
+  // A failure the server sent among the rows ends the result early without failing a row.
+  char text[TEXT_BUF] = {0};
+  if (ZVC_GetRowsError(p_res, text, sizeof text) == 1) return *error = text, false;
   return true;
 }
 

@@ -40,6 +40,10 @@ void ExchangeThread::loop_body() {
       todo_.pop_front();
     }
     job->run(&link_);
+    // A link the job opened gets the hook at once; setting it again on the same link is free.
+    if (link_) ZVC_SetNoticeHook(link_, keep_notice, this);
+    job->notices.swap(notices_);
+    notices_.clear();
     {
       std::lock_guard<std::mutex> lock(mutex_);
       done_.push_back(job);
@@ -80,6 +84,10 @@ void ExchangeThread::on_done(uv_async_t* handle) {
   if (!finished) return;
   self->thread_.join();
   uv_close(reinterpret_cast<uv_handle_t*>(&self->async_), on_closed);
+}
+
+void ExchangeThread::keep_notice(void* context, const char* line) {
+  static_cast<ExchangeThread*>(context)->notices_.push_back(line);
 }
 
 void ExchangeThread::on_closed(uv_handle_t* handle) { delete static_cast<ExchangeThread*>(handle->data); }

@@ -9,7 +9,9 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <vector>
 
 struct ConnRecord;
 
@@ -23,6 +25,8 @@ class ExchangeJob {
   virtual ~ExchangeJob() = default;
   virtual void run(ConnRecord** link) = 0;
   virtual void settle(v8::Isolate* isolate) = 0;
+  // The lines the client library gave out on the link while the job ran, to settle with it.
+  std::vector<std::string> notices;
 };
 
 class ExchangeThread {
@@ -42,6 +46,8 @@ class ExchangeThread {
   void loop_body();
   static void on_done(uv_async_t* handle);
   static void on_closed(uv_handle_t* handle);
+  // The link's notice hook: a line is kept for the job that runs, never printed.
+  static void keep_notice(void* context, const char* line);
 
   v8::Global<v8::Context> context_;  // entered while finished jobs settle
   uv_async_t async_;
@@ -54,6 +60,7 @@ class ExchangeThread {
   bool finished_ = false;  // guarded by mutex_: the thread has closed the link and ended
   int pending_ = 0;        // script thread only
   ConnRecord* link_ = nullptr;  // exchange thread only
+  std::vector<std::string> notices_;  // exchange thread only: lines of the job that runs
 };
 
 }  // namespace zvdbms

@@ -27,10 +27,6 @@ using v8::Value;
 
 namespace {
 
-enum {
-  BATCH_TEXT_BUF = 1024,
-};
-
 // Entry checks, before anything is opened or sent; false with a TypeError thrown.
 bool check_arguments(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
@@ -60,19 +56,6 @@ void run_command(ConnRecord** handle, const BatchShape* shape, const std::string
   if (c->rc >= 0) c->rc = ZVC_ExecuteBatchCount(handle, sql->c_str(), rows, &c->changed);
   // A bind that failed leaves arrays on the connection; the next statement must not carry them.
   if (c->rc < 0) ZVC_ClearParams(reinterpret_cast<void**>(handle));
-}
-
-// The failure text, with the server's "row k of the batch" counted over all the script's rows.
-std::string failure_in_rows(ConnRecord** handle, int32_t rc, uint32_t first) {
-  char text[BATCH_TEXT_BUF] = {0};
-  failure_text(reinterpret_cast<void**>(handle), rc, text, sizeof text);
-  const char* mark = strstr(text, "]row ");
-  if (!mark) return text;
-  char* end = nullptr;
-  unsigned long row = strtoul(mark + 5, &end, 10);
-  static const char kTail[] = " of the batch: ";
-  if (end == mark + 5 || strncmp(end, kTail, sizeof kTail - 1) != 0) return text;
-  return std::string(text, static_cast<size_t>(mark + 5 - text)) + std::to_string(row + first) + end;
 }
 
 void report(Isolate* isolate, Local<Function> callback, const std::string* error, double count) {

@@ -135,3 +135,65 @@ test('a getter or conversion of the arguments that throws reaches the caller, an
   for (const [call, where] of cases) assert.throws(call, { message: `thrown by ${where}` });
   assert.deepEqual(run(fx.conn, 'select count(*) as n from hg_args').rows, [{ n: 0 }]);
 });
+
+// The same through the Promise API: each change is made after connect, and statements with
+// values by position and by name, and a batch, run and read while it is in force.
+const promiseReader = `
+  const zp = require(${JSON.stringify(require.resolve('../../promise'))});
+  const v8 = require('v8');
+  const thrower = () => { throw new Error('hijacked'); };
+  const define = Object.defineProperty;
+  const changes = {
+    none: [],
+    'Array.prototype[0]': [[Array.prototype, '0']],
+    'Object.prototype.a, name, type': [[Object.prototype, 'a'], [Object.prototype, 'name'], [Object.prototype, 'type']],
+    'JSON.stringify': [[JSON, 'stringify', () => '"x"']],
+    'Array.prototype.map, join, [Symbol.iterator]': [[Array.prototype, 'map', () => []],
+      [Array.prototype, 'join', () => 'oops'], [Array.prototype, Symbol.iterator, function* () {}]],
+    'Array.from, Array.isArray, Object.keys': [[Array, 'from', () => []], [Array, 'isArray', () => false],
+      [Object, 'keys', () => []]],
+    'Function, Object.defineProperty, Number': [[globalThis, 'Function', thrower],
+      [Object, 'defineProperty', thrower], [globalThis, 'Number', () => 7]],
+  };
+  (async () => {
+    const conn = await zp.connect(process.argv[1]);
+    await conn.query('create temp table ph (i integer, s varchar(20))');
+    const pairs = changes[process.argv[2]];
+    const was = [];
+    for (let i = 0; i < pairs.length; i++) {
+      const [owner, key, value] = [pairs[i][0], pairs[i][1], pairs[i][2]];
+      was[i] = Object.getOwnPropertyDescriptor(owner, key);
+      if (value === undefined) define(owner, key, { get: thrower, set: thrower, configurable: true });
+      else owner[key] = value;
+    }
+    const out = { __proto__: null };
+    out.batch = await conn.executeMany('insert into ph values (?, ?)', [[1, 'one'], [2, null]]);
+    out.named = await conn.query('insert into ph values (:i, :s)', { i: 3, s: 'three' });
+    out.a = await conn.query('select i as a, s as "__proto__", i as "0" from ph where i >= ? order by i', [2]);
+    out.n = await conn.query('select n from (with recursive r(n) as (select 1 union all select n + 1 from r where n < 9000) select n from r)');
+    for (let i = 0; i < pairs.length; i++) {
+      if (was[i]) define(pairs[i][0], pairs[i][1], was[i]);
+      else delete pairs[i][0][pairs[i][1]];
+    }
+    await conn.close();
+    process.stdout.write(v8.serialize(out).toString('base64'));
+  })();
+`;
+
+test('the Promise API binds and reads the same whatever the script changed', () => {
+  const readWith = (change) => {
+    const child = spawnSync(process.execPath, ['-e', promiseReader, fx.server.connString(), change],
+      { encoding: 'utf8', timeout: 60000 });
+    assert.equal(child.status, 0, `${change}: ${child.stderr}`);
+    return v8.deserialize(Buffer.from(child.stdout, 'base64'));
+  };
+  const expected = readWith('none');
+  assert.deepEqual([expected.batch, expected.named.rowId, expected.a.rows], [2, 3,
+    [{ a: 2, ['__proto__']: null, 0: 2 }, { a: 3, ['__proto__']: 'three', 0: 3 }]]);
+  assert.equal(expected.n.rows.length, 9000);
+  for (const change of ['Array.prototype[0]', 'Object.prototype.a, name, type', 'JSON.stringify',
+    'Array.prototype.map, join, [Symbol.iterator]', 'Array.from, Array.isArray, Object.keys',
+    'Function, Object.defineProperty, Number']) {
+    assert.deepEqual(readWith(change), expected, change);
+  }
+});

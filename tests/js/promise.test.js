@@ -65,6 +65,26 @@ test('prepare gives a statement to run many times; executeMany loads rows in one
   await conn.close();
 });
 
+test('a select that fails part-way rejects with the server\'s code; executeMany numbers a failing row over the whole array', async () => {
+  const conn = await connect();
+  for (const [table, count, bad] of [['pf10', 10, 6], ['pf25k', 25000, 22000]]) {
+    await conn.query(`create table ${table} (i integer, v varchar(8))`);
+    await conn.query(`insert into ${table} with recursive n(i) as (select 1 union all select i + 1 from n
+      where i < ${count}) select i, case when i = ${bad} then 'bad{' else '[' || i || ']' end from n`);
+    const sql = `select i, json(v) as j from ${table}`;
+    await assert.rejects(conn.query(sql), (err) => err instanceof zp.ZanvoError &&
+      err.code === 'E10001' && err.message === 'malformed JSON' && err.sql === sql, table);
+  }
+  // Past the first command of 65,535 rows, whose rows stay.
+  await conn.query('create table pmany (k integer primary key)');
+  const rows = Array.from({ length: 70000 }, (_, i) => [i + 1]);
+  rows[66000] = [1];
+  await rejectsWith(conn.executeMany('insert into pmany values (?)', rows), 'E10001',
+    'row 66001 of the batch: UNIQUE constraint failed: pmany.k');
+  assert.deepEqual((await conn.query('select count(*) as n from pmany')).rows, [{ n: 65535 }]);
+  await conn.close();
+});
+
 test('transactions commit on return and roll back on a throw, which reaches the caller unchanged', async () => {
   const conn = await connect();
   await conn.query('create table x (n integer)');
@@ -138,6 +158,11 @@ test('a failed connect says which failure it was', async () => {
   await rejectsWith(zp.connect(at(closedPort)), 'EP002');
   await rejectsWith(zp.connect(at(silent.address().port, ';CONNECT_TIMEOUT=200')), 'EP003');
   await rejectsWith(connect({ password: 'wrong' }), 'EP004');
+  // Refused by the client before anything is sent: the refusal's own code.
+  await rejectsWith(zp.connect(fx.server.connString(`;PWD=${'x'.repeat(64)}`)), 'EC016',
+    'Connection string refused: the value of PWD may have 63 bytes at most');
+  await rejectsWith(zp.connect(fx.server.connString(";PWD=a'b")), 'EC0194',
+    "Error in build-database-connect quote (') not allowed in password");
   silent.close();
 });
 
@@ -182,6 +207,34 @@ test('the loop runs while statements wait on the server: 32 stalled connections 
 
 // Run with the collector at hand: three connections dropped without close, and the sockets
 // of this process counted before they were opened, while they are held and after collection.
+// Two connections run statements whose replies make the client give out lines: one listens
+// for them, one does not. What the listener got goes out on descriptor 3.
+const noisy = `
+  const zp = require(${JSON.stringify(require.resolve('../../promise'))});
+  (async () => {
+    const got = [];
+    const [heard, unheard] = await Promise.all([zp.connect(process.argv[1]), zp.connect(process.argv[1])]);
+    heard.on('notice', (n) => got.push(n));
+    for (const conn of [heard, unheard]) {
+      await conn.query('create temp table nk (k integer primary key)');
+      await conn.executeMany('insert into nk values (?)', [[1], [2], [1]]).catch((e) => got.push(e.code));
+      await conn.query("select json('bad{') as j").catch((e) => got.push(e.code));
+      await conn.close();
+    }
+    require('fs').writeSync(3, JSON.stringify(got));
+  })();
+`;
+
+test("the client's lines reach 'notice' listeners as { code, message }, and nothing is printed", () => {
+  const { spawnSync } = require('child_process');
+  const child = spawnSync(process.execPath, ['-e', noisy, fx.server.connString()],
+    { encoding: 'utf8', timeout: 20000, stdio: ['ignore', 'pipe', 'pipe', 'pipe'] });
+  assert.deepEqual([child.status, child.stdout, child.stderr], [0, '', '']);
+  assert.deepEqual(JSON.parse(child.output[3]), [
+    { code: 'EC031', message: 'Error in recv result :[E10001]row 3 of the batch: UNIQUE constraint failed: nk.k' },
+    'E10001', { code: 'EC031', message: 'Error in recv result :[E10001]malformed JSON' }, 'E10001', 'E10001', 'E10001']);
+});
+
 const dropped = `
   const fs = require('fs');
   const zp = require(${JSON.stringify(require.resolve('../../promise'))});
