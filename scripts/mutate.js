@@ -126,14 +126,14 @@ async function prepareCopy(dir, makeJobs, log) {
 
 // ---- tests -------------------------------------------------------------------------------
 
-// A test spec: 'client:GTEST_FILTER', 'server:GTEST_FILTER' or 'js:file.test.js,other.test.js'.
-function parseTest(spec) {
-  const at = spec.indexOf(':');
-  return { kind: spec.slice(0, at), what: spec.slice(at + 1) };
+// A test target: 'client:GTEST_FILTER', 'server:GTEST_FILTER' or 'js:file.test.js,other.test.js'.
+function parseTest(target) {
+  const at = target.indexOf(':');
+  return { kind: target.slice(0, at), what: target.slice(at + 1) };
 }
 
-function command(spec) {
-  const { kind, what } = parseTest(spec);
+function command(target) {
+  const { kind, what } = parseTest(target);
   if (kind === 'js') {
     const files = what.split(',').map((f) => path.join('tests', 'js', f));
     return { cmd: 'node', args: ['--test', '--test-reporter=tap', ...files], env: { TZ: 'America/New_York' } };
@@ -142,8 +142,8 @@ function command(spec) {
 }
 
 // The name of the first test that failed in a run's output.
-function culprit(spec, text, timedOut) {
-  const { kind } = parseTest(spec);
+function culprit(target, text, timedOut) {
+  const { kind } = parseTest(target);
   let name = null;
   if (kind === 'js') {
     const m = text.match(/^\s*not ok \d+ - (.*)$/m);
@@ -158,10 +158,10 @@ function culprit(spec, text, timedOut) {
 }
 
 async function runTests(dir, tests, timeout, log) {
-  for (const spec of tests) {
-    const { cmd, args, env } = command(spec);
+  for (const target of tests) {
+    const { cmd, args, env } = command(target);
     const r = await run(cmd, args, { cwd: dir, env, timeout, log });
-    if (!r.ok) return culprit(spec, r.text, r.timedOut);
+    if (!r.ok) return culprit(target, r.text, r.timedOut);
   }
   return null;
 }
@@ -229,12 +229,12 @@ async function main() {
       const checked = new Map();
       for (let m = queue.shift(); m; m = queue.shift()) {
         const bad = [];
-        for (const spec of m.tests) {
-          if (!checked.has(spec)) {
-            await buildFor(dir, [parseTest(spec).kind], makeJobs, path.join(logDir, `prepare${w}.log`));
-            checked.set(spec, await runTests(dir, [spec], opts.timeout, path.join(logDir, `prepare${w}.log`)));
+        for (const target of m.tests) {
+          if (!checked.has(target)) {
+            await buildFor(dir, [parseTest(target).kind], makeJobs, path.join(logDir, `prepare${w}.log`));
+            checked.set(target, await runTests(dir, [target], opts.timeout, path.join(logDir, `prepare${w}.log`)));
           }
-          if (checked.get(spec)) bad.push(checked.get(spec));
+          if (checked.get(target)) bad.push(checked.get(target));
         }
         const r = bad.length
           ? { status: 'invalid', by: `fails unchanged: ${bad.join('; ')}` }
