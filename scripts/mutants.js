@@ -368,9 +368,9 @@ module.exports = [
     fault: 'querymany runs a SELECT instead of refusing it', tests: [J('querymany.test.js')],
   },
   {
-    name: 'binding-batch-row-offset', file: 'src/binding/execute_batch_method.cc',
+    name: 'binding-batch-row-offset', file: 'src/binding/batch_columns.cc',
     from: 'std::to_string(row + first)', to: 'std::to_string(row)',
-    fault: 'a failing row of a later command is named by its place in that command', tests: [J('execute_batch.test.js', 'load.test.js')],
+    fault: 'a failing row of a later command is named by its place in that command', tests: [J('execute_batch.test.js', 'load.test.js', 'promise.test.js')],
   },
   {
     name: 'binding-batch-changed-sum', file: 'src/binding/execute_batch_method.cc',
