@@ -126,7 +126,7 @@ bool read_cell(Decoder* d, int32_t column, Reader reader, int32_t ctype, Cell* c
       int32_t b = 0;
       rc = read_fixed(d, column, CT_INT32, &b);
       cell->kind = CELL_BOOL;
-      cell->i = b != 0;
+      cell->i = b == 'T';  // the stored byte is the letter T or F
       break;
     }
     case READ_INT:
