@@ -11,11 +11,7 @@ const protoOf = Object.getPrototypeOf;
 const ObjectProto = Object.prototype;
 const isView = ArrayBuffer.isView;
 const isFinite = Number.isFinite;
-const isSafeInteger = Number.isSafeInteger;
-const NumberOf = Number;
-const StringOf = String;
 const apply = Reflect.apply;
-const toISOString = Date.prototype.toISOString;
 const getTime = Date.prototype.getTime;
 const getTimezoneOffset = Date.prototype.getTimezoneOffset;
 const DateOf = Date;
@@ -120,30 +116,14 @@ function statementValues(values, local) {
 }
 
 
-// Rows of executeMany: the kinds the array batch binds. A Date becomes the datetime text of
-// its milliseconds (already those of the connection's zone) and a BigInt a number while safe,
-// else its decimal text, which an integer column stores as that integer.
+// Rows of executeMany, each checked and copied as the values of one statement: the batch binds
+// every value as query binds it.
 function batchRows(rows, local) {
   if (!isArray(rows) || rows.length === 0) throw typeError('executeMany: rows must be a non-empty array');
   return eachOf(rows, (row) => {
     if (!isArray(row) && !isPlainObject(row)) throw typeError('executeMany: each row must be an array or a plain object');
-    const copy = statementValues(row, local);
-    const keys = keysOf(copy);
-    for (let i = 0; i < keys.length; i++) {
-      const key = keys[i];
-      const v = copy[key];
-      if (v instanceof DateOf) copy[key] = isoText(apply(toISOString, v, []));
-      else if (typeof v === 'bigint') copy[key] = isSafeInteger(NumberOf(v)) ? NumberOf(v) : StringOf(v);
-    }
-    return copy;
+    return statementValues(row, local);
   });
-}
-
-// "2026-01-02T03:04:05.678Z" as the datetime text "2026-01-02 03:04:05.678", by index.
-function isoText(iso) {
-  let text = '';
-  for (let i = 0; i < iso.length - 1; i++) text += iso[i] === 'T' ? ' ' : iso[i];
-  return text;
 }
 
 function callback(fn, method) {

@@ -332,18 +332,18 @@ module.exports = [
   },
   // ---- binding ----
   {
-    name: 'binding-int32-clamp', file: 'src/binding/bind_values.cc',
-    from: 'raw(static_cast<int32_t>(n > INT32_MAX ? INT32_MAX : n))', to: 'raw(static_cast<int32_t>(n))',
+    name: 'binding-int32-clamp', file: 'src/binding/param_values.cc',
+    from: 'put_raw(static_cast<int32_t>(n > INT32_MAX ? INT32_MAX : n), out);', to: 'put_raw(static_cast<int32_t>(n), out);',
     fault: 'an unsigned value above the int32 range wraps negative', tests: [J('parameters.test.js', 'query.test.js')],
   },
   {
-    name: 'binding-bool-bound-as-true', file: 'src/binding/bind_values.cc',
-    from: 'std::string(1, value->IsTrue() ? 1 : 0)', to: 'std::string(1, 1)',
+    name: 'binding-bool-bound-as-true', file: 'src/binding/param_values.cc',
+    from: 'out->push_back(v->IsTrue() ? 1 : 0);', to: 'out->push_back(1);',
     fault: 'false is bound as true', tests: [J('parameters.test.js', 'query.test.js')],
   },
   {
-    name: 'binding-named-before-index', file: 'src/binding/bind_values.cc',
-    from: '  if (!found->IsUndefined()) return found;\n', to: '',
+    name: 'binding-named-before-index', file: 'src/binding/param_values.cc',
+    from: '    if (!found->IsUndefined()) return found;\n', to: '',
     fault: 'a named value is looked up by index only', tests: [J('parameters.test.js', 'query_object.test.js', 'querymany.test.js')],
   },
   {

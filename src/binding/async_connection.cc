@@ -211,7 +211,7 @@ void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
   if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
   auto params = std::make_shared<ParamList>();
-  if (!collect_params(isolate, sql.c_str(), args[1], params.get())) return;
+  if (!read_params(isolate, sql.c_str(), args[1], Face::kExact, params.get())) return;
   auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
   job->work = [sql, params, local](ConnRecord** link, CallJob* job) {
@@ -250,7 +250,7 @@ void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
   std::string name = text_of(isolate, args[0]);
   std::string sql = text_of(isolate, args[1]);
   auto params = std::make_shared<ParamList>();
-  if (!collect_params(isolate, sql.c_str(), args[2], params.get())) return;
+  if (!read_params(isolate, sql.c_str(), args[2], Face::kExact, params.get())) return;
   auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
   job->work = [name, sql, params, local](ConnRecord** link, CallJob* job) {
@@ -295,18 +295,18 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
-  auto shape = std::make_shared<BatchShape>(batch_shape(sql.c_str()));
+  auto shape = std::make_shared<ParamShape>(param_shape(sql.c_str()));
   if (shape->indexes.empty()) return throw_type_error(isolate, "The statement has no placeholders for the rows' values");
   if (!args[1]->IsArray()) return throw_type_error(isolate, "The rows are not an array");
   Local<v8::Array> rows = args[1].As<v8::Array>();
   std::vector<uint8_t> kinds;
   BatchValues values;
-  if (!scan_batch_rows(isolate, rows, *shape, kBatchRowsMax, &kinds, &values)) return;
+  if (!scan_batch_rows(isolate, rows, *shape, Face::kExact, kBatchRowsMax, &kinds, &values)) return;
   auto commands = std::make_shared<std::vector<BatchCommand>>();
   for (uint32_t first = 0; first < values.rows; first += kBatchRowsMax) {
     uint32_t count = values.rows - first < kBatchRowsMax ? values.rows - first : kBatchRowsMax;
     commands->push_back({first, static_cast<int32_t>(count), {}});
-    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], count, kinds, &commands->back().blocks);
+    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], count, Face::kExact, kinds, &commands->back().blocks);
   }
   auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   job->work = [sql, shape, commands](ConnRecord** link, CallJob* job) {

@@ -1,5 +1,5 @@
 // Script rows turned into the column blocks that the client's array binds take: one column per
-// placeholder, each with one type chosen over all the rows.
+// slot, each with the one kind (param_values.h) that takes all its rows' values.
 #pragma once
 #include <node.h>
 
@@ -7,34 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "binding/param_values.h"
+
 struct ConnRecord;
 
 namespace zvdbms {
 
 // The rows one command word can announce: a longer load goes out in several commands.
 const uint32_t kBatchRowsMax = 65535;
-
-// Where each bound slot finds its value in a row: by index for "?" placeholders; for :name
-// placeholders under the name, else at the index of its first placeholder.
-struct BatchShape {
-  bool positional;
-  std::vector<std::string> names;  // one per slot when named; repeated names share one slot
-  std::vector<uint32_t> indexes;
-};
-
-// The placeholders of sql as slots; no slots when the text has none.
-BatchShape batch_shape(const char* sql);
-
-// What a column's values go out as, over all the rows.
-enum ColumnKind : uint8_t {
-  COL_NULL,    // every value null or undefined
-  COL_INT32,   // every value an int32
-  COL_INT64,   // whole numbers, some beyond int32 (up to 2^53)
-  COL_DOUBLE,  // numbers, some not whole
-  COL_BOOL,    // booleans
-  COL_TEXT,    // strings and Dates, or values of several kinds, each in its text form
-  COL_BINARY,  // Buffers and other typed views, their bytes as they are
-};
 
 // Every value of the load, read once by scan_batch_rows: rows first .. first+per_command-1 of
 // command k are commands[k], rows after rows, slot values after slot values. Binding reads
@@ -44,11 +24,12 @@ struct BatchValues {
   uint32_t rows = 0;
 };
 
-// Reads every row (an array or an object) and every value once, and gives each slot its kind.
+// Reads every row (an array or an object) and every value once, settled as face binds it, and
+// gives each slot its column kind.
 // False, with a TypeError thrown that names the row (counted from 1) and the placeholder, on a
 // row or a value that cannot be bound, or with the exception of a getter that threw.
-bool scan_batch_rows(v8::Isolate* isolate, v8::Local<v8::Array> rows, const BatchShape& shape, uint32_t per_command,
-                     std::vector<uint8_t>* kinds, BatchValues* values);
+bool scan_batch_rows(v8::Isolate* isolate, v8::Local<v8::Array> rows, const ParamShape& shape, Face face,
+                     uint32_t per_command, std::vector<uint8_t>* kinds, BatchValues* values);
 
 // One slot's values for the rows of one command, as ZVC_BindParamArrayBy* takes them.
 struct ColumnBlock {
@@ -59,11 +40,11 @@ struct ColumnBlock {
 
 // Fills one block per slot from the values of one command (count rows) that scan_batch_rows
 // read; the blocks' storage is reused.
-void fill_batch_blocks(v8::Isolate* isolate, v8::Local<v8::Array> values, uint32_t count,
+void fill_batch_blocks(v8::Isolate* isolate, v8::Local<v8::Array> values, uint32_t count, Face face,
                        const std::vector<uint8_t>& kinds, std::vector<ColumnBlock>* blocks);
 
 // Binds one command's blocks (rows values each) on the connection: by position, or by name.
-int32_t bind_blocks(ConnRecord** handle, const BatchShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows);
+int32_t bind_blocks(ConnRecord** handle, const ParamShape& shape, std::vector<ColumnBlock>& blocks, int32_t rows);
 
 // The failure text of a command whose rows start at row first of the script's array, with the
 // server's "row k of the batch" counted over all the script's rows.

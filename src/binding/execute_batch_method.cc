@@ -49,7 +49,7 @@ struct Command {
 };
 
 // Binds a command's blocks and runs it; off the script thread, so it touches no script value.
-void run_command(ConnRecord** handle, const BatchShape* shape, const std::string* sql, Command* c) {
+void run_command(ConnRecord** handle, const ParamShape* shape, const std::string* sql, Command* c) {
   int32_t rows = static_cast<int32_t>(c->rows);
   c->changed = 0;
   c->rc = bind_blocks(handle, *shape, c->blocks, rows);
@@ -72,7 +72,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   if (!check_arguments(args)) return;
   v8::String::Utf8Value text(isolate, args[0]);
   const std::string sql(*text, static_cast<size_t>(text.length()));
-  BatchShape shape = batch_shape(sql.c_str());
+  ParamShape shape = param_shape(sql.c_str());
   if (shape.indexes.empty()) {
     throw_type_error(isolate, "The statement has no placeholders for the rows' values");
     return;
@@ -81,7 +81,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   Local<Function> callback = args[2].As<Function>();
   std::vector<uint8_t> kinds;
   BatchValues values;
-  if (!scan_batch_rows(isolate, rows, shape, kBatchRowsMax, &kinds, &values)) return;
+  if (!scan_batch_rows(isolate, rows, shape, Face::kClassic, kBatchRowsMax, &kinds, &values)) return;
   if (!conn->open_for_statement(isolate)) return;
 
   // While one command is bound, sent and answered on a thread of its own, the script thread
@@ -105,7 +105,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
     Command& next = commands[k];
     next.first = first;
     next.rows = total - first < kBatchRowsMax ? total - first : kBatchRowsMax;
-    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], next.rows, kinds, &next.blocks);
+    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], next.rows, Face::kClassic, kinds, &next.blocks);
     if (in_flight) settle();
     if (failed) break;
     in_flight = &next;

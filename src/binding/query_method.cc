@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "binding/bind_values.h"
+#include "binding/param_values.h"
 #include "binding/row_blocks.h"
 #include "binding/row_values.h"
 #include "binding/scalar_exec.h"
@@ -186,7 +186,9 @@ void ZVConnection::Query(const FunctionCallbackInfo<Value>& args) {
   char* sql = nullptr;
   Local<Value> values;
   if (!read_arguments(args, conn, &sql, &values)) return;
-  if (!bind_values(isolate, &conn->p_conn, sql, values)) return free(sql);
+  ParamList params;
+  if (!read_params(isolate, sql, values, Face::kClassic, &params)) return free(sql);
+  bind_params(&conn->p_conn, params);
 
   QueryRun run{isolate, isolate->GetCurrentContext(), &conn->p_conn, Object::New(isolate), Array::New(isolate),
                Array::New(isolate), Array::New(isolate), Array::New(isolate), std::string()};

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "binding/bind_values.h"
 #include "binding/held_results.h"
+#include "binding/param_values.h"
 #include "binding/zv_connection.h"
 #include "zvc.h"
 
@@ -75,14 +75,14 @@ static void execute_row(ManyRun* run, int32_t sql_class) {
 // Runs sql once for each row, under one default prepare. The run ends early when the link
 // failed at the prepare, or at the first row of a statement that brings rows, which leaves the
 // prepare standing.
-static void run_rows(ManyRun* run, const char* sql, const std::vector<BoundRow>& rows) {
+static void run_rows(ManyRun* run, const char* sql, const std::vector<ParamList>& rows) {
   int32_t ret = ZVC_Prepare(run->handle, sql, nullptr);
   if (ret == ZV_NET_ERROR) return fail_call(run, ret);
   if (ret < 0) fail_call(run, ret);
   run->prepared = ret >= 0;
-  for (const BoundRow& row : rows) {
+  for (const ParamList& row : rows) {
     v8::HandleScope row_scope(run->isolate);
-    bind_row(run->handle, sql, row);
+    bind_params(run->handle, row);
     int32_t sql_class = ZVC_ClassifySql(sql);
     if (sql_class == SQL_QUERY) return fail(run, kNoSelect);
     if (sql_class == SQL_INSERT || sql_class == SQL_UPDATE || sql_class == SQL_DELETE || sql_class == SQL_OTHER)
@@ -94,7 +94,7 @@ static void run_rows(ManyRun* run, const char* sql, const std::vector<BoundRow>&
 // Every row's values, read before anything is sent: a row that is neither an array nor an
 // object (a hole of a sparse array among them) is refused, and getters that run statements of
 // their own on the connection run them before this one's prepare. False with an exception.
-static bool read_rows(Isolate* isolate, const char* sql, Local<Array> rows, std::vector<BoundRow>* out) {
+static bool read_rows(Isolate* isolate, const char* sql, Local<Array> rows, std::vector<ParamList>* out) {
   Local<v8::Context> context = isolate->GetCurrentContext();
   // The length is read once: rows that a getter adds are not run, rows it removes are holes.
   const uint32_t count = rows->Length();
@@ -104,7 +104,7 @@ static bool read_rows(Isolate* isolate, const char* sql, Local<Array> rows, std:
     Local<Value> row;
     if (!rows->Get(context, i).ToLocal(&row)) return false;
     if (!row->IsObject()) return throw_not_a_row(isolate, i), false;
-    if (!read_values(isolate, sql, row, &(*out)[i])) return false;
+    if (!read_params(isolate, sql, row, Face::kClassic, &(*out)[i])) return false;
   }
   return true;
 }
@@ -139,7 +139,7 @@ static bool read_statement(Isolate* isolate, const FunctionCallbackInfo<Value>& 
 // on success *sql holds the statement text (owned), *rows the values of each row and *callback
 // the callback or undefined.
 static bool read_arguments(const FunctionCallbackInfo<Value>& args, ZVConnection* conn, char** sql,
-                           std::vector<BoundRow>* rows, Local<Value>* callback) {
+                           std::vector<ParamList>* rows, Local<Value>* callback) {
   Isolate* isolate = args.GetIsolate();
   Local<Value> first = args[0];
   if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;
@@ -165,7 +165,7 @@ void QueryMany(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
   ZVConnection* conn = connection_of(args);
   char* sql = nullptr;
-  std::vector<BoundRow> rows;
+  std::vector<ParamList> rows;
   Local<Value> callback;
   if (!read_arguments(args, conn, &sql, &rows, &callback)) return;
   close_kept_results();
