@@ -30,6 +30,8 @@ void ExchangeThread::retire() {
 }
 
 void ExchangeThread::loop_body() {
+  // Lines printed while a link is opened, before it has the hook below, are kept as well.
+  ZVC_SetThreadNoticeHook(keep_notice, this);
   for (;;) {
     ExchangeJob* job = nullptr;
     {

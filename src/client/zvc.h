@@ -159,8 +159,12 @@ int32_t ZVC_Reconnect(ConnRecord** handle);
 // standard output. SILENT=on in the connection string drops every line. 0, or -3 for a bad handle.
 typedef void (*NoticeHook)(void* context, const char* line);
 int32_t ZVC_SetNoticeHook(ConnRecord* conn, NoticeHook hook, void* context);
+// The hook for the lines of connections without a hook of their own on the calling thread: those
+// that an open call prints while it reads the connection string, before its caller can set one.
+// A null hook restores standard output.
+void ZVC_SetThreadNoticeHook(NoticeHook hook, void* context);
 // Hands line to the notice hook of the connection that handle (a connection, a result or a
-// smart cursor) belongs to, as the library's own lines are; standard output when it has none.
+// smart cursor) belongs to, as the library's own lines are; nothing when it belongs to none.
 void ZVC_Notice(void** handle, const char* line);
 // Opens a connection to one of the servers of the string's "IPS=" item (all on its one PORT),
 // trying each live server at most once and striking out, in the caller's working list *state,

@@ -271,7 +271,7 @@ TEST(ParamArray, RefusalsByPositionInTheirOrder) {
 }
 
 // On a set handle only a position past 4000 is refused by range, with the one-number text; the
-// slots are still those the first bind gave (128 when it gave none).
+// slots are still those the first bind gave (128 when it gave none). Nothing is printed.
 TEST(ParamArray, RefusalsOnASetHandle) {
   ParamSet* set = nullptr;
   ASSERT_EQ(0, ZVC_NewParamSet(&set));
@@ -285,6 +285,11 @@ TEST(ParamArray, RefusalsOnASetHandle) {
   EXPECT_EQ(0, ZVC_BindParamArrayByPos(h, 200, 5000, 1, CT_INT32, 1, &ints[0], 4, lengths.data()));
   EXPECT_EQ("200 5000 1", std::to_string(set->count) + " " + std::to_string(set->capacity) + " " +
                              std::to_string(set->array_size));
+  // A set of no connection prints nothing: the code and its error text tell.
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(-58, ZVC_BindParamArrayByPos(h, 1, 5000, 1, 16, 1, &ints[0], 4, lengths.data()));
+  EXPECT_EQ("", testing::internal::GetCapturedStdout());
+  EXPECT_EQ("[EC058]Error bindparam unsurpported datatype 16 invalid", error_text_of(h));
   EXPECT_EQ(0, ZVC_FreeHandle(h));
 }
 

@@ -208,7 +208,8 @@ test('the loop runs while statements wait on the server: 32 stalled connections 
 // Run with the collector at hand: three connections dropped without close, and the sockets
 // of this process counted before they were opened, while they are held and after collection.
 // Two connections run statements whose replies make the client give out lines: one listens
-// for them, one does not. What the listener got goes out on descriptor 3.
+// for them, one does not; a third opens with an "IPS=" list of 101 servers, which the client
+// tells while the link opens. What the listener got goes out on descriptor 3.
 const noisy = `
   const zp = require(${JSON.stringify(require.resolve('../../promise'))});
   (async () => {
@@ -221,6 +222,8 @@ const noisy = `
       await conn.query("select json('bad{') as j").catch((e) => got.push(e.code));
       await conn.close();
     }
+    const ips = 'IPS=' + Array(101).fill(/^IP=([^;]*)/.exec(process.argv[1])[1]).join(',');
+    await (await zp.connect(process.argv[1].replace(/^IP=[^;]*/, ips))).close();
     require('fs').writeSync(3, JSON.stringify(got));
   })();
 `;

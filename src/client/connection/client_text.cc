@@ -10,6 +10,12 @@
 
 void* client_alloc(size_t size) { return calloc(1, size ? size : 1); }
 
+namespace {
+// The hook of the calling thread, for the lines of a connection that has none of its own yet.
+thread_local NoticeHook thread_hook = nullptr;
+thread_local void* thread_context = nullptr;
+}  // namespace
+
 void client_print(const ConnRecord* conn, const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
@@ -22,8 +28,11 @@ void client_print(const ConnRecord* conn, const char* fmt, ...) {
 }
 
 void notice_line(const ConnRecord* conn, const char* line) {
-  if (conn && conn->silent) return;
-  if (conn && conn->notice) return conn->notice(conn->notice_context, line);
+  // A line with no connection (a parameter set not attached to one) is dropped: the call that
+  // makes it reports its failure by its code and the set's error text.
+  if (!conn || conn->silent) return;
+  if (conn->notice) return conn->notice(conn->notice_context, line);
+  if (thread_hook) return thread_hook(thread_context, line);
   // Flushed at once, so that the lines keep their place among the host's own output.
   fputs(line, stdout);
   fflush(stdout);
@@ -34,6 +43,11 @@ int32_t ZVC_SetNoticeHook(ConnRecord* conn, NoticeHook hook, void* context) {
   conn->notice = hook;
   conn->notice_context = context;
   return ZV_OK;
+}
+
+void ZVC_SetThreadNoticeHook(NoticeHook hook, void* context) {
+  thread_hook = hook;
+  thread_context = context;
 }
 
 int client_sprintf(char* dst, size_t cap, const char* fmt, ...) {

@@ -7,8 +7,8 @@ struct ConnRecord;
 
 // Zero-filled heap block; null when memory runs out.
 void* client_alloc(size_t size);
-// A formatted line to the notice hook of conn (standard output when it set none, nothing when it
-// is silent). With no connection to hand, the line goes to standard output.
+// A formatted line to the notice hook of conn (the calling thread's hook, else standard output,
+// when it set none; nothing when it is silent). With no connection to hand, nothing.
 void client_print(const ConnRecord* conn, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 // The same for a line already made.
 void notice_line(const ConnRecord* conn, const char* line);
