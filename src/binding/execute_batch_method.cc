@@ -81,7 +81,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
   Local<Function> callback = args[2].As<Function>();
   std::vector<uint8_t> kinds;
   BatchValues values;
-  if (!scan_batch_rows(isolate, rows, shape, Face::kClassic, kBatchRowsMax, &kinds, &values)) return;
+  if (!scan_batch_rows(isolate, rows, shape, Face::kBatch, kBatchRowsMax, &kinds, &values)) return;
   if (!conn->open_for_statement(isolate)) return;
 
   // While one command is bound, sent and answered on a thread of its own, the script thread
@@ -105,7 +105,7 @@ void ExecuteBatch(const FunctionCallbackInfo<Value>& args) {
     Command& next = commands[k];
     next.first = first;
     next.rows = total - first < kBatchRowsMax ? total - first : kBatchRowsMax;
-    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], next.rows, Face::kClassic, kinds, &next.blocks);
+    fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], next.rows, Face::kBatch, kinds, &next.blocks);
     if (in_flight) settle();
     if (failed) break;
     in_flight = &next;

@@ -29,7 +29,7 @@ void put_raw(T n, std::string* out) {
   out->append(reinterpret_cast<const char*>(&n), sizeof n);
 }
 
-// The UTF-8 bytes of text, up to its first NUL under the classic face, written straight into out.
+// The UTF-8 bytes of text, up to its first NUL in the synchronous API, written straight into out.
 size_t put_utf8(Isolate* isolate, Local<String> text, Face face, std::string* out) {
   const size_t at = out->size();
   const size_t capacity = static_cast<size_t>(text->Length()) * 3;
@@ -37,7 +37,7 @@ size_t put_utf8(Isolate* isolate, Local<String> text, Face face, std::string* ou
   int written = text->WriteUtf8(isolate, &(*out)[at], static_cast<int>(capacity), nullptr,
                                 String::NO_NULL_TERMINATION | String::REPLACE_INVALID_UTF8);
   size_t n = static_cast<size_t>(written);
-  if (face == Face::kClassic) n = strnlen(out->data() + at, n);
+  if (face != Face::kExact) n = strnlen(out->data() + at, n);
   out->resize(at + n);
   return n;
 }
@@ -88,7 +88,7 @@ size_t put_as_text(Isolate* isolate, Local<Value> v, Face face, std::string* out
   if (v->IsBoolean()) return put_text(v->IsTrue() ? "1" : "0", out);
   if (v->IsDate()) {
     double ms = v.As<v8::Date>()->ValueOf();
-    return put_text(face == Face::kClassic ? local_time_text(ms) : epoch_text(static_cast<int64_t>(ms)), out);
+    return put_text(face == Face::kExact ? epoch_text(static_cast<int64_t>(ms)) : local_time_text(ms), out);
   }
   // Numbers and BigInts convert without script code.
   Local<String> text = v->ToString(isolate->GetCurrentContext()).FromMaybe(String::Empty(isolate));
@@ -130,7 +130,7 @@ MaybeLocal<Value> slot_value(Local<Context> context, Local<Value> values, const 
                              const std::vector<Local<String>>& keys, size_t s) {
   if (!values->IsObject()) return v8::Undefined(context->GetIsolate());
   Local<v8::Object> source = values.As<v8::Object>();
-  if (!values->IsArray() && !shape.names[s].empty()) {
+  if (!shape.names[s].empty()) {
     Local<Value> found;
     if (!source->Get(context, keys[s]).ToLocal(&found)) return {};
     if (!found->IsUndefined()) return found;
@@ -140,10 +140,11 @@ MaybeLocal<Value> slot_value(Local<Context> context, Local<Value> values, const 
 
 unsigned kind_of(Local<Value> v, Face face) {
   const bool exact = face == Face::kExact;
-  if (v->IsInt32() || (!exact && v->IsUint32())) return V_INT32;
+  const bool whole_numbers = face != Face::kClassic;
+  if (v->IsInt32() || (!whole_numbers && v->IsUint32())) return V_INT32;
   if (v->IsNumber()) {
     double d = v.As<v8::Number>()->Value();
-    return exact && std::trunc(d) == d && std::fabs(d) <= kSafeMax ? V_INT64 : V_DOUBLE;
+    return whole_numbers && std::trunc(d) == d && std::fabs(d) <= kSafeMax ? V_INT64 : V_DOUBLE;
   }
   if (v->IsString()) return V_TEXT;
   if (v->IsBoolean()) return V_BOOL;

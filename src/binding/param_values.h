@@ -12,17 +12,19 @@ struct ConnRecord;
 
 namespace zvdbms {
 
-// The synchronous API binds as the classic client does: a 32-bit integer (an unsigned one too)
-// as an int32, at most 2147483647; any other number as a double; a text up to its first NUL; a
-// Date as its local wall clock; a typed array as the text of its string conversion; a value of
-// no kind is left unbound. The Promise API binds exactly: a safe integer beyond 32 bits and a
-// BigInt as an int64, a text whole, a Date as its milliseconds, a typed array as its bytes; a
-// value of no kind is a TypeError.
-enum class Face : uint8_t { kClassic, kExact };
+// The synchronous API's query and querymany bind as the classic client does (kClassic): a
+// 32-bit integer (an unsigned one too) as an int32, at most 2147483647; any other number as a
+// double; a text up to its first NUL; a Date as its local wall clock; a typed array as the text
+// of its string conversion; a value of no kind is left unbound. Its executeBatch (kBatch) binds
+// as they do except that whole numbers up to 2^53 go as int64s and a typed array as its bytes,
+// as it always has: nothing it loads is clamped. The Promise API binds exactly (kExact): a safe
+// integer beyond 32 bits and a BigInt as an int64, a text whole, a Date as its milliseconds, a
+// typed array as its bytes; a value of no kind is a TypeError.
+enum class Face : uint8_t { kClassic, kBatch, kExact };
 
 // The slots of a statement: one per placeholder for a text with "?" (a text with names too
 // binds by position), else one per name, a repeated name being one slot. A slot's value is
-// found in an array at its index, in another object under its name and then at its index.
+// found under its name (an array's too) and then at its index.
 struct ParamShape {
   bool positional = true;
   std::vector<std::string> names;  // one per slot; empty for a slot without a name
@@ -41,7 +43,7 @@ enum ValueKind : unsigned {
   V_BAD = 0,  // no parameter form
   V_NULL = 1,
   V_INT32 = 2,
-  V_INT64 = 4,  // a whole number beyond int32 that is exact as an int64 (the Promise API's)
+  V_INT64 = 4,  // a whole number beyond int32 that is exact as an int64 (not in query)
   V_BIGINT = 8,
   V_DOUBLE = 16,
   V_BOOL = 32,
