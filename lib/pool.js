@@ -134,7 +134,11 @@ class Lease {
     const calls = watched(link.conn, LEASE_METHODS, check, note);
     this.query = calls.query;
     this.executeMany = calls.executeMany;
-    this.begin = () => calls.begin().then(() => { link.inTransaction = true; });
+    // Marked as it starts, so that a release before it has finished still rolls it back.
+    this.begin = () => {
+      if (!this.#released) link.inTransaction = true;
+      return calls.begin();
+    };
     this.commit = () => calls.commit().then(() => { link.inTransaction = false; });
     this.rollback = () => calls.rollback().then(() => { link.inTransaction = false; });
     this.prepare = (sql) => calls.prepare(sql).then((st) => ({ sql: st.sql, ...watched(st, STATEMENT_METHODS, check, note) }));
