@@ -8,7 +8,6 @@ const { connect } = require('./connection');
 const { ZanvoError, codes } = require('./errors');
 
 const DEFAULTS = { max: 10, min: 0, idleTimeoutMillis: 10000, acquireTimeoutMillis: 30000 };
-const LEASE_METHODS = ['query', 'prepare', 'executeMany', 'begin', 'commit', 'rollback'];
 const TX_METHODS = ['query', 'prepare', 'executeMany'];
 const STATEMENT_METHODS = ['run', 'all', 'close'];
 
@@ -120,42 +119,56 @@ class WatchedRows {
   }
 }
 
-// One borrowed link: the connection's methods until release(). A call after release rejects.
+// One borrowed link: the connection's calls until release(); a call after it rejects.
 class Lease {
   #pool;
   #link;
   #released = false;
+  #note;
 
   constructor(pool, link) {
     this.#pool = pool;
     this.#link = link;
-    const check = () => (this.#released ? new ZanvoError(codes.CLOSED, 'lease is released') : null);
-    const note = (err) => pool._saw(link, err);
-    const calls = watched(link.conn, LEASE_METHODS, check, note);
-    this.query = calls.query;
-    this.executeMany = calls.executeMany;
-    // Marked as it starts, so that a release before it has finished still rolls it back.
-    this.begin = () => {
-      if (!this.#released) link.inTransaction = true;
-      return calls.begin();
+    this.#note = (err) => {
+      pool._saw(link, err);
+      throw err;
     };
-    this.commit = () => calls.commit().then(() => { link.inTransaction = false; });
-    this.rollback = () => calls.rollback().then(() => { link.inTransaction = false; });
-    this.prepare = (sql) => calls.prepare(sql).then((st) => ({ sql: st.sql, ...watched(st, STATEMENT_METHODS, check, note) }));
-    this.transaction = (fn) => {
-      const stopped = check();
-      if (stopped) return Promise.reject(stopped);
-      return link.conn.transaction((tx) => fn(watched(tx, TX_METHODS, check, note))).catch((err) => {
-        note(err);
-        throw err;
-      });
-    };
-    // The rows' failures are seen as the link's; bad arguments throw as the connection's do.
-    this.stream = (sql, values, opts) => {
-      const stopped = check();
-      const rows = stopped ? Promise.reject(stopped) : Promise.resolve(link.conn.stream(sql, values, opts));
-      return new WatchedRows(rows, (err) => { if (err !== undefined) note(err); });
-    };
+  }
+
+  #stopped() {
+    return this.#released ? new ZanvoError(codes.CLOSED, 'lease is released') : null;
+  }
+
+  // call(conn) on the link while the lease is held; its failures are seen as the link's.
+  #watch(call) {
+    const stopped = this.#stopped();
+    return stopped ? Promise.reject(stopped) : call(this.#link.conn).catch(this.#note);
+  }
+
+  query(sql, values) { return this.#watch((conn) => conn.query(sql, values)); }
+  executeMany(sql, rows) { return this.#watch((conn) => conn.executeMany(sql, rows)); }
+
+  prepare(sql) {
+    const stopped = () => this.#stopped();
+    const note = (err) => this.#pool._saw(this.#link, err);
+    return this.#watch((conn) => conn.prepare(sql)).then((st) => ({ sql: st.sql, ...watched(st, STATEMENT_METHODS, stopped, note) }));
+  }
+
+  // Marked as it starts, so that a release before it has finished still rolls it back.
+  begin() {
+    if (!this.#released) this.#link.inTransaction = true;
+    return this.#watch((conn) => conn.begin());
+  }
+
+  commit() { return this.#watch((conn) => conn.commit()).then(() => { this.#link.inTransaction = false; }); }
+  rollback() { return this.#watch((conn) => conn.rollback()).then(() => { this.#link.inTransaction = false; }); }
+  transaction(fn) { return this.#watch((conn) => this.#pool._transaction(this.#link, fn)); }
+
+  // The rows' failures are seen as the link's; bad arguments throw as the connection's do.
+  stream(sql, values, opts) {
+    const stopped = this.#stopped();
+    const rows = stopped ? Promise.reject(stopped) : Promise.resolve(this.#link.conn.stream(sql, values, opts));
+    return new WatchedRows(rows, (err) => { if (err !== undefined) this.#pool._saw(this.#link, err); });
   }
 
   // Gives the link back to the pool; a second release does nothing.
@@ -176,10 +189,11 @@ class Pool {
   #opening = 0;
   #busy = 0;
   #waiters = [];
+  #sweeper = null;      // the timer that closes links idle too long
   #ended = false;
   #ending = null;
   #drained = null;
-  #closing = [];
+  #closing = new Set();
   // A lease that was collected without release() gives its link back.
   #collected = new FinalizationRegistry((link) => this._giveBack(link, null));
 
@@ -197,32 +211,17 @@ class Pool {
   // Resolves to a lease on an idle link, on a new one while the pool has fewer than max, or
   // on the first link given back; rejects once acquireTimeoutMillis have passed.
   acquire() {
-    if (this.#ended) return Promise.reject(new ZanvoError(codes.POOL_ENDED, 'pool is ended'));
-    if (this.#idle.length > 0 && this.#waiters.length === 0) return Promise.resolve(this.#lend(this.#idle.pop()));
-    return new Promise((resolve, reject) => {
-      const waiter = { resolve, reject, timer: null };
-      waiter.timer = setTimeout(() => {
-        this.#waiters.splice(this.#waiters.indexOf(waiter), 1);
-        reject(new ZanvoError(codes.ACQUIRE_TIMEOUT, 'pool acquire timed out'));
-      }, this.#settings.acquireTimeoutMillis);
-      this.#waiters.push(waiter);
-      this.#dispatch();
+    return this.#take().then((link) => {
+      const lease = new Lease(this, link);
+      this.#collected.register(lease, link, lease);
+      return lease;
     });
   }
 
-  async #withLease(fn) {
-    const lease = await this.acquire();
-    try {
-      return await fn(lease);
-    } finally {
-      lease.release();
-    }
-  }
-
-  query(sql, values) { return this.#withLease((lease) => lease.query(sql, values)); }
-  executeMany(sql, rows) { return this.#withLease((lease) => lease.executeMany(sql, rows)); }
+  query(sql, values) { return this.#using((conn) => conn.query(sql, values)); }
+  executeMany(sql, rows) { return this.#using((conn) => conn.executeMany(sql, rows)); }
   // One link for the whole callback: committed when it returns, rolled back when it throws.
-  transaction(fn) { return this.#withLease((lease) => lease.transaction(fn)); }
+  transaction(fn) { return this.#using((conn, link) => this._transaction(link, fn)); }
 
   // Rows of one statement on a link held from now until the iteration ends, in any way.
   stream(sql, values, opts) {
@@ -243,6 +242,40 @@ class Pool {
       this.#dispatch();
     }
     return this.#ending;
+  }
+
+  // A link: an idle one at once, else the first one given back or opened for this caller.
+  #take() {
+    if (this.#ended) return Promise.reject(new ZanvoError(codes.POOL_ENDED, 'pool is ended'));
+    if (this.#idle.length > 0 && this.#waiters.length === 0) return Promise.resolve(this.#lend(this.#idle.pop()));
+    return new Promise((resolve, reject) => {
+      const waiter = { resolve, reject, timer: null };
+      waiter.timer = setTimeout(() => {
+        this.#waiters.splice(this.#waiters.indexOf(waiter), 1);
+        reject(new ZanvoError(codes.ACQUIRE_TIMEOUT, 'pool acquire timed out'));
+      }, this.#settings.acquireTimeoutMillis);
+      this.#waiters.push(waiter);
+      this.#dispatch();
+    });
+  }
+
+  // call(conn, link) on a link taken for it alone, given back when it settles.
+  async #using(call) {
+    const link = await this.#take();
+    try {
+      return await call(link.conn, link);
+    } catch (err) {
+      this._saw(link, err);
+      throw err;
+    } finally {
+      this._giveBack(link, null);
+    }
+  }
+
+  // The callback gets the transaction's calls, whose failures are seen as the link's.
+  _transaction(link, fn) {
+    const note = (err) => this._saw(link, err);
+    return link.conn.transaction((tx) => fn(watched(tx, TX_METHODS, () => null, note)));
   }
 
   // A failure seen on a link: one that lost its link marks it, to be closed when given back.
@@ -269,33 +302,34 @@ class Pool {
   }
 
   #lend(link) {
-    clearTimeout(link.idleTimer);
     this.#busy++;
-    const lease = new Lease(this, link);
-    this.#collected.register(lease, link, lease);
-    return lease;
+    return link;
   }
 
   #toIdle(link) {
+    link.idleSince = Date.now();
     this.#idle.push(link);
-    if (this.#settings.idleTimeoutMillis > 0) {
-      link.idleTimer = setTimeout(() => this.#expire(link), this.#settings.idleTimeoutMillis);
-      link.idleTimer.unref();
-    }
     this.#dispatch();
+    if (this.#sweeper === null && this.#idle.length > 0 && this.#settings.idleTimeoutMillis > 0) this.#sweepIn(this.#settings.idleTimeoutMillis);
   }
 
-  #expire(link) {
-    const at = this.#idle.indexOf(link);
-    if (at < 0 || this.#links.size <= this.#settings.min) return;
-    this.#idle.splice(at, 1);
-    this.#close(link);
+  // One timer for all idle links: it closes those idle for idleTimeoutMillis, down to min,
+  // and comes back while idle links are left. The idle list is oldest first.
+  #sweepIn(ms) {
+    this.#sweeper = setTimeout(() => {
+      this.#sweeper = null;
+      const limit = Date.now() - this.#settings.idleTimeoutMillis;
+      while (this.#idle.length > 0 && this.#idle[0].idleSince <= limit && this.#links.size > this.#settings.min) this.#close(this.#idle.shift());
+      if (this.#idle.length > 0) this.#sweepIn(Math.max(this.#idle[0].idleSince - limit, 1));
+    }, ms);
+    this.#sweeper.unref();
   }
 
   #close(link) {
-    clearTimeout(link.idleTimer);
     this.#links.delete(link);
-    this.#closing.push(link.conn.close().catch(() => {}));
+    const closing = link.conn.close().catch(() => {});
+    this.#closing.add(closing);
+    closing.then(() => this.#closing.delete(closing));
   }
 
   // A lost link is closed and, while the pool keeps a minimum, replaced.
@@ -323,6 +357,7 @@ class Pool {
       if (this.#links.size === 0 && this.#drained !== null) {
         const drained = this.#drained;
         this.#drained = null;
+        clearTimeout(this.#sweeper);
         Promise.all(this.#closing).then(() => drained());
       }
     }
@@ -333,7 +368,7 @@ class Pool {
     this.#opening++;
     this.#connectNext().then((conn) => {
       this.#opening--;
-      const link = { conn, lost: false, inTransaction: false, idleTimer: null };
+      const link = { conn, lost: false, inTransaction: false, idleSince: 0 };
       this.#links.add(link);
       this.#toIdle(link);
     }, (err) => {

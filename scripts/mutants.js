@@ -430,7 +430,7 @@ module.exports = [
   },
   {
     name: 'pool-collected-lease-lost', file: 'lib/pool.js',
-    from: '    this.#collected.register(lease, link, lease);\n', to: '',
+    from: '      this.#collected.register(lease, link, lease);\n', to: '',
     fault: 'a lease dropped without release() keeps its link for good', tests: [J('pool.test.js')],
   },
   // ---- server ----
