@@ -410,7 +410,7 @@ module.exports = [
   },
   {
     name: 'pool-hand-transaction-kept', file: 'lib/pool.js',
-    from: '      if (!this.#released) link.inTransaction = true;\n', to: '',
+    from: '    if (!this.#released) this.#link.inTransaction = true;\n', to: '',
     fault: 'a lease released inside begin() lends its open transaction to the next borrower', tests: [J('pool.test.js')],
   },
   {
