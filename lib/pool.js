@@ -2,12 +2,18 @@
 // A pool of Promise-API connections behind one object. Callers borrow a link (a lease), or let
 // query, executeMany, stream and transaction borrow one for the length of the call. A link
 // whose call lost it is closed and a new one opened in its place; it is never lent again.
+// Leases, streams and transactions have their link to themselves; single calls (query,
+// executeMany) may share a busy one when the pool can open no more.
 const { Readable } = require('stream');
 const checks = require('./checks');
 const { connect } = require('./connection');
 const { ZanvoError, codes } = require('./errors');
 
 const DEFAULTS = { max: 10, min: 0, idleTimeoutMillis: 10000, acquireTimeoutMillis: 30000 };
+// Single calls a link may hold at once once every link is open and none is idle: the one it
+// runs and those queued behind it on its thread, which goes from one to the next without
+// waiting for the script thread to hand it the next.
+const DEPTH = 4;
 const TX_METHODS = ['query', 'prepare', 'executeMany'];
 const STATEMENT_METHODS = ['run', 'all', 'close'];
 
@@ -187,7 +193,6 @@ class Pool {
   #links = new Set();   // every open link, lent or idle
   #idle = [];           // the idle links, the one given back last at the end
   #opening = 0;
-  #busy = 0;
   #waiters = [];
   #sweeper = null;      // the timer that closes links idle too long
   #ended = false;
@@ -205,13 +210,14 @@ class Pool {
   }
 
   stats() {
-    return { total: this.#links.size + this.#opening, idle: this.#idle.length, busy: this.#busy, waiting: this.#waiters.length };
+    const idle = this.#idle.length;
+    return { total: this.#links.size + this.#opening, idle, busy: this.#links.size - idle, waiting: this.#waiters.length };
   }
 
   // Resolves to a lease on an idle link, on a new one while the pool has fewer than max, or
   // on the first link given back; rejects once acquireTimeoutMillis have passed.
   acquire() {
-    return this.#take().then((link) => {
+    return this.#take(false).then((link) => {
       const lease = new Lease(this, link);
       this.#collected.register(lease, link, lease);
       return lease;
@@ -221,7 +227,7 @@ class Pool {
   query(sql, values) { return this.#using((conn) => conn.query(sql, values)); }
   executeMany(sql, rows) { return this.#using((conn) => conn.executeMany(sql, rows)); }
   // One link for the whole callback: committed when it returns, rolled back when it throws.
-  transaction(fn) { return this.#using((conn, link) => this._transaction(link, fn)); }
+  transaction(fn) { return this.#using((conn, link) => this._transaction(link, fn), false); }
 
   // Rows of one statement on a link held from now until the iteration ends, in any way.
   stream(sql, values, opts) {
@@ -244,12 +250,16 @@ class Pool {
     return this.#ending;
   }
 
-  // A link: an idle one at once, else the first one given back or opened for this caller.
-  #take() {
+  // A link: an idle one at once, else the first one given back or opened for this caller; a
+  // shared one for a single call when every link is open and busy.
+  #take(shared) {
     if (this.#ended) return Promise.reject(new ZanvoError(codes.POOL_ENDED, 'pool is ended'));
-    if (this.#idle.length > 0 && this.#waiters.length === 0) return Promise.resolve(this.#lend(this.#idle.pop()));
+    if (this.#waiters.length === 0) {
+      const link = this.#free(shared);
+      if (link !== null) return Promise.resolve(this.#lend(link, shared));
+    }
     return new Promise((resolve, reject) => {
-      const waiter = { resolve, reject, timer: null };
+      const waiter = { resolve, reject, timer: null, shared };
       waiter.timer = setTimeout(() => {
         this.#waiters.splice(this.#waiters.indexOf(waiter), 1);
         reject(new ZanvoError(codes.ACQUIRE_TIMEOUT, 'pool acquire timed out'));
@@ -259,9 +269,9 @@ class Pool {
     });
   }
 
-  // call(conn, link) on a link taken for it alone, given back when it settles.
-  async #using(call) {
-    const link = await this.#take();
+  // call(conn, link) on a link taken for it, given back when it settles.
+  async #using(call, shared = true) {
+    const link = await this.#take(shared);
     try {
       return await call(link.conn, link);
     } catch (err) {
@@ -296,14 +306,28 @@ class Pool {
   }
 
   #back(link) {
-    this.#busy--;
-    if (link.lost) this.#drop(link);
+    link.leased = false;
+    if (--link.uses > 0) this.#dispatch();
+    else if (link.lost) this.#drop(link);
     else this.#toIdle(link);
   }
 
-  #lend(link) {
-    this.#busy++;
+  #lend(link, shared) {
+    link.uses++;
+    link.leased = !shared;
     return link;
+  }
+
+  // An idle link; for a shared call with every link open, else the least busy link that
+  // single calls hold, below DEPTH; else null.
+  #free(shared) {
+    if (this.#idle.length > 0) return this.#idle.pop();
+    if (!shared || this.#links.size + this.#opening < this.#settings.max) return null;
+    let best = null;
+    for (const link of this.#links) {
+      if (!link.leased && !link.lost && link.uses < DEPTH && (best === null || link.uses < best.uses)) best = link;
+    }
+    return best;
   }
 
   #toIdle(link) {
@@ -343,13 +367,15 @@ class Pool {
     while (!this.#ended && this.#links.size + this.#opening < this.#settings.min) this.#open();
   }
 
-  // Idle links to the oldest waiters; new links for the waiters no link is opening for; at
+  // Links to the waiters in order; new links for the waiters no link is opening for; at
   // the end, the idle links closed once no one waits.
   #dispatch() {
-    while (this.#waiters.length > 0 && this.#idle.length > 0) {
+    while (this.#waiters.length > 0) {
+      const link = this.#free(this.#waiters[0].shared);
+      if (link === null) break;
       const waiter = this.#waiters.shift();
       clearTimeout(waiter.timer);
-      waiter.resolve(this.#lend(this.#idle.pop()));
+      waiter.resolve(this.#lend(link, waiter.shared));
     }
     while (this.#waiters.length > this.#opening && this.#links.size + this.#opening < this.#settings.max) this.#open();
     if (this.#ended && this.#waiters.length === 0 && this.#opening === 0) {
@@ -368,7 +394,7 @@ class Pool {
     this.#opening++;
     this.#connectNext().then((conn) => {
       this.#opening--;
-      const link = { conn, lost: false, inTransaction: false, idleSince: 0 };
+      const link = { conn, lost: false, inTransaction: false, idleSince: 0, uses: 0, leased: false };
       this.#links.add(link);
       this.#toIdle(link);
     }, (err) => {

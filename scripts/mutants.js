@@ -414,6 +414,11 @@ module.exports = [
     fault: 'a lease released inside begin() lends its open transaction to the next borrower', tests: [J('pool.test.js')],
   },
   {
+    name: 'pool-lease-shared', file: 'lib/pool.js',
+    from: 'if (!link.leased && !link.lost && link.uses < DEPTH', to: 'if (!link.lost && link.uses < DEPTH',
+    fault: "a single call is queued on a link that a lease holds, inside the lease's transaction", tests: [J('pool.test.js')],
+  },
+  {
     name: 'pool-ips-first-server', file: 'lib/pool.js',
     from: 'const start = this.#turn++;', to: 'const start = 0;',
     fault: 'every new link of an "IPS=" pool starts at the first server of the list', tests: [J('pool.test.js')],
