@@ -26,6 +26,7 @@ const EXCHANGES = QUICK ? 1000 : 3000;
 const INSERTS = QUICK ? 500 : 2000;
 const CONCURRENT = 64;
 const BATCHES = QUICK ? 20 : 60;  // of CONCURRENT queries in each round
+const CONCURRENT_ROUNDS = QUICK ? 9 : 15;
 const PG_SCRIPT = path.join(__dirname, '..', 'scripts', 'start-postgres.sh');
 
 // Row x: i = x, b = x * 1000003, d = x / 7, v = "name x", day = 2020-01-01 + x % 3000 days,
@@ -216,25 +217,31 @@ async function measure(drivers) {
   return out;
 }
 
-// Queries per second of each way of running 64 at once, after one round that opens the pools.
+// Queries per second and client CPU µs per query of each way of running 64 at once, after one
+// round that opens the pools.
 async function measureConcurrent(ways) {
-  const rates = new Map(ways.map((w) => [w.name, { select: [], insert: [] }]));
-  for (let round = 0; round <= ROUNDS; ++round) {
+  const rates = new Map(ways.map((w) => [w.name, { select: [], insert: [], selectCpu: [], insertCpu: [] }]));
+  for (let round = 0; round <= CONCURRENT_ROUNDS; ++round) {
     for (const work of ['select', 'insert']) {
       for (const w of ways) {
         const t = await timed(w[work]);
-        if (round > 0) rates.get(w.name)[work].push(t.count / (t.wallNs / 1e9));
+        if (round === 0) continue;
+        rates.get(w.name)[work].push(t.count / (t.wallNs / 1e9));
+        rates.get(w.name)[`${work}Cpu`].push(t.cpuNs / t.count / 1000);
       }
     }
   }
-  return new Map([...rates].map(([name, r]) => [name, { select: median(r.select), insert: median(r.insert) }]));
+  return new Map([...rates].map(([name, r]) => [name, { select: median(r.select), insert: median(r.insert),
+    selectCpu: median(r.selectCpu), insertCpu: median(r.insertCpu) }]));
 }
 
 function printConcurrent(rates) {
   console.log('');
-  console.log(`| ${CONCURRENT} at once | one-row select: queries/s | single-row insert: queries/s |`);
-  console.log('|---|---:|---:|');
-  for (const [name, r] of rates) console.log(`| ${name} | ${int(r.select)} | ${int(r.insert)} |`);
+  console.log(`${CONCURRENT} at once, medians of ${CONCURRENT_ROUNDS} interleaved rounds of ${BATCHES * CONCURRENT}:`);
+  console.log('');
+  console.log('| Way | one-row select: queries/s | CPU µs | single-row insert: queries/s | CPU µs |');
+  console.log('|---|---:|---:|---:|---:|');
+  for (const [name, r] of rates) console.log(`| ${name} | ${int(r.select)} | ${us(r.selectCpu)} | ${int(r.insert)} | ${us(r.insertCpu)} |`);
   console.log('');
   const pool = rates.get('zanvodb, createPool({ max: 8 })');
   for (const [name, r] of rates) {
