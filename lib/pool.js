@@ -338,13 +338,13 @@ class Pool {
   }
 
   // One timer for all idle links: it closes those idle for idleTimeoutMillis, down to min,
-  // and comes back while idle links are left. The idle list is oldest first.
+  // and comes back while idle links above min are left. The idle list is oldest first.
   #sweepIn(ms) {
     this.#sweeper = setTimeout(() => {
       this.#sweeper = null;
       const limit = Date.now() - this.#settings.idleTimeoutMillis;
       while (this.#idle.length > 0 && this.#idle[0].idleSince <= limit && this.#links.size > this.#settings.min) this.#close(this.#idle.shift());
-      if (this.#idle.length > 0) this.#sweepIn(Math.max(this.#idle[0].idleSince - limit, 1));
+      if (this.#idle.length > 0 && this.#links.size > this.#settings.min) this.#sweepIn(Math.max(this.#idle[0].idleSince - limit, 1));
     }, ms);
     this.#sweeper.unref();
   }
