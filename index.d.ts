@@ -134,10 +134,58 @@ export namespace promise {
     readonly LOGIN_REFUSED: 'EP004';
     readonly UNSAFE_INTEGER: 'EP005';
     readonly CIPHER: 'EP006';
+    readonly ACQUIRE_TIMEOUT: 'EP007';
+    readonly POOL_ENDED: 'EP008';
     readonly LINK_LOST: 'EJ1024';
   };
 
   export function connect(options: PromiseOptions | string): Promise<Connection>;
+
+  export interface PoolSettings {
+    /** Links at most (default 10). */
+    max?: number;
+    /** Links kept open even when idle (default 0). */
+    min?: number;
+    /** An idle link above min closes after this long; 0 keeps it (default 10000). */
+    idleTimeoutMillis?: number;
+    /** An acquire waiting longer rejects with EP007 (default 30000). */
+    acquireTimeoutMillis?: number;
+  }
+
+  /** Rows of one statement, read as they arrive; leaving the loop early frees the link. */
+  export interface PoolRows<R = Row> extends AsyncIterable<R> {
+    readonly fields: Promise<Field[]>;
+    /** An object-mode Readable of the rows, with back-pressure. */
+    toReadable(): import('stream').Readable;
+  }
+
+  /** A link borrowed from a pool: the connection's calls until release(). */
+  export interface Lease extends Transaction {
+    begin(): Promise<void>;
+    commit(): Promise<void>;
+    rollback(): Promise<void>;
+    transaction<T>(fn: (tx: Transaction) => Promise<T> | T): Promise<T>;
+    stream<R = Row>(sql: string, values?: Values, options?: { blockRows?: number }): PoolRows<R>;
+    /** Gives the link back; a second release does nothing. */
+    release(): void;
+  }
+
+  export interface PoolStats { total: number; idle: number; busy: number; waiting: number }
+
+  export interface Pool {
+    query<R = Row>(sql: string, values?: Values): Promise<Result<R>>;
+    executeMany(sql: string, rows: Values[]): Promise<number>;
+    stream<R = Row>(sql: string, values?: Values, options?: { blockRows?: number }): PoolRows<R>;
+    /** One link for the whole callback: committed when it returns, rolled back when it throws. */
+    transaction<T>(fn: (tx: Transaction) => Promise<T> | T): Promise<T>;
+    acquire(): Promise<Lease>;
+    /** No acquire after this; resolves once every lease is back and every link closed. */
+    end(): Promise<void>;
+    stats(): PoolStats;
+  }
+
+  export function createPool(options: PromiseOptions & PoolSettings): Pool;
+  export function createPool(connectionString: string, settings?: PoolSettings): Pool;
 
   export type ZanvoError = SharedZanvoError;
   export const ZanvoError: typeof SharedZanvoError;

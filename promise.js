@@ -3,5 +3,6 @@
 // the script thread.
 const { connect, Connection, Statement } = require('./lib/connection');
 const { ZanvoError, codes } = require('./lib/errors');
+const { createPool } = require('./lib/pool');
 
-module.exports = { connect, Connection, Statement, ZanvoError, codes };
+module.exports = { connect, createPool, Connection, Statement, ZanvoError, codes };

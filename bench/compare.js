@@ -5,7 +5,9 @@
 // say "absent"). Every driver holds the same generated rows of 8 columns. Figures: a select of
 // all rows (client CPU ns per row, wall rows per second), a trivial exchange (a DELETE that
 // touches no row, one round trip for each driver: wall and client CPU microseconds) and a
-// single-row insert with 8 bound values (the same two).
+// single-row insert with 8 bound values (the same two). Then 64 concurrent one-row selects and
+// 64 concurrent single-row inserts, queries per second: through zanvodb's createPool({ max: 8 }),
+// beside the synchronous API's loop on one connection and node-postgres's Pool({ max: 8 }).
 // Rounds are interleaved, so that drift in the machine hits every driver alike; medians.
 //   node bench/compare.js            100,000 rows, 7 rounds, a Markdown table
 //   node bench/compare.js --quick    20,000 rows, 3 rounds, and the ratios to the others
@@ -13,6 +15,7 @@ const path = require('path');
 const os = require('os');
 const { execFileSync } = require('child_process');
 const zanvodb = require(path.join(__dirname, '..'));
+const { createPool } = require(path.join(__dirname, '..', 'promise'));
 const launcher = require(path.join(__dirname, '..', 'server', 'launcher.js'));
 const Database = require('better-sqlite3');
 
@@ -21,6 +24,9 @@ const ROWS = QUICK ? 20000 : 100000;
 const ROUNDS = QUICK ? 3 : 7;
 const EXCHANGES = QUICK ? 1000 : 3000;
 const INSERTS = QUICK ? 500 : 2000;
+const CONCURRENT = 64;
+const BATCHES = QUICK ? 20 : 60;  // of CONCURRENT queries in each round
+const CONCURRENT_ROUNDS = QUICK ? 9 : 15;
 const PG_SCRIPT = path.join(__dirname, '..', 'scripts', 'start-postgres.sh');
 
 // Row x: i = x, b = x * 1000003, d = x / 7, v = "name x", day = 2020-01-01 + x % 3000 days,
@@ -45,6 +51,16 @@ const INSERT_TABLE = 'create table ins (i integer, b bigint, d double precision,
 // Values of the insert figure, the same for every driver.
 const insertValues = (k) => [k, k * 7, k / 7, `name ${k}`, new Date(Date.UTC(2020, 0, 1 + (k % 3000))),
   new Date(Date.UTC(2020, 0, 1, 0, k % 1440)), ((k % 100000) / 100).toFixed(2), k % 2 === 1];
+
+// The concurrent figures' row key: the select reads row (k % 1000) + 1 of bench by its key.
+const rowKey = (k) => (k % 1000) + 1;
+
+// BATCHES batches of CONCURRENT calls of one(k), each batch awaited whole.
+async function batches(one) {
+  let k = 0;
+  for (let b = 0; b < BATCHES; ++b) await Promise.all(Array.from({ length: CONCURRENT }, () => one(++k)));
+  return BATCHES * CONCURRENT;
+}
 
 // Client CPU and wall time of fn, which may be async.
 async function timed(fn) {
@@ -76,14 +92,25 @@ async function zanvoDriver() {
   zanvoQuery(conn, INSERT_TABLE);
   zanvoQuery(conn, IDLE_TABLE);
   const insert = 'insert into ins values (?, ?, ?, ?, ?, ?, ?, ?)';
+  const oneRow = 'select i, v from bench where rowid = ?';
+  const pool = createPool(server.connString(), { max: 8 });
   let k = 0;
   return {
     name: 'zanvodb',
+    ways: [{
+      name: 'zanvodb, synchronous loop on one connection',
+      select: () => { for (let n = 0; n < BATCHES * CONCURRENT; ++n) zanvoQuery(conn, oneRow, [rowKey(n)]); return BATCHES * CONCURRENT; },
+      insert: () => { for (let n = 0; n < BATCHES * CONCURRENT; ++n) zanvoQuery(conn, insert, insertValues(++k)); return BATCHES * CONCURRENT; },
+    }, {
+      name: 'zanvodb, createPool({ max: 8 })',
+      select: () => batches((n) => pool.query(oneRow, [rowKey(n)])),
+      insert: () => batches(() => pool.query(insert, insertValues(++k))),
+    }],
     sample: () => zanvoQuery(conn, `${SELECT} where i = 12345`)[0],
     select: () => zanvoQuery(conn, SELECT).length,
     exchange: () => { for (let n = 0; n < EXCHANGES; ++n) zanvoQuery(conn, TRIVIAL); return EXCHANGES; },
     insert: () => { for (let n = 0; n < INSERTS; ++n) zanvoQuery(conn, insert, insertValues(++k)); return INSERTS; },
-    close: async () => { conn.end(); await server.stop(); },
+    close: async () => { conn.end(); await pool.end(); await server.stop(); },
   };
 }
 
@@ -127,19 +154,26 @@ async function pgDriver() {
     await client.query(PG_FILL);
     await client.query(INSERT_TABLE);
     await client.query(IDLE_TABLE);
+    await client.query('create index bench_i on bench (i)');
   } catch (err) {
     execFileSync('bash', [PG_SCRIPT, 'stop', folder]);
     return null;
   }
   const insert = 'insert into ins values ($1, $2, $3, $4, $5, $6, $7, $8)';
+  const pool = new pg.Pool({ host: '127.0.0.1', port: Number(port), user: 'postgres', database: 'postgres', max: 8 });
   let k = 0;
   return {
     name: 'node-postgres',
+    ways: [{
+      name: 'node-postgres, Pool({ max: 8 })',
+      select: () => batches((n) => pool.query('select i, v from bench where i = $1', [rowKey(n)])),
+      insert: () => batches(() => pool.query(insert, insertValues(++k))),
+    }],
     sample: async () => (await client.query(`${SELECT} where i = 12345`)).rows[0],
     select: async () => (await client.query(SELECT)).rows.length,
     exchange: async () => { for (let n = 0; n < EXCHANGES; ++n) await client.query(TRIVIAL); return EXCHANGES; },
     insert: async () => { for (let n = 0; n < INSERTS; ++n) await client.query(insert, insertValues(++k)); return INSERTS; },
-    close: async () => { await client.end(); execFileSync('bash', [PG_SCRIPT, 'stop', folder]); },
+    close: async () => { await client.end(); await pool.end(); execFileSync('bash', [PG_SCRIPT, 'stop', folder]); },
   };
 }
 
@@ -181,6 +215,39 @@ async function measure(drivers) {
                     exchange: per(f.exchange, 1000), insert: per(f.insert, 1000) });
   }
   return out;
+}
+
+// Queries per second and client CPU µs per query of each way of running 64 at once, after one
+// round that opens the pools.
+async function measureConcurrent(ways) {
+  const rates = new Map(ways.map((w) => [w.name, { select: [], insert: [], selectCpu: [], insertCpu: [] }]));
+  for (let round = 0; round <= CONCURRENT_ROUNDS; ++round) {
+    for (const work of ['select', 'insert']) {
+      for (const w of ways) {
+        const t = await timed(w[work]);
+        if (round === 0) continue;
+        rates.get(w.name)[work].push(t.count / (t.wallNs / 1e9));
+        rates.get(w.name)[`${work}Cpu`].push(t.cpuNs / t.count / 1000);
+      }
+    }
+  }
+  return new Map([...rates].map(([name, r]) => [name, { select: median(r.select), insert: median(r.insert),
+    selectCpu: median(r.selectCpu), insertCpu: median(r.insertCpu) }]));
+}
+
+function printConcurrent(rates) {
+  console.log('');
+  console.log(`${CONCURRENT} at once, medians of ${CONCURRENT_ROUNDS} interleaved rounds of ${BATCHES * CONCURRENT}:`);
+  console.log('');
+  console.log('| Way | one-row select: queries/s | CPU µs | single-row insert: queries/s | CPU µs |');
+  console.log('|---|---:|---:|---:|---:|');
+  for (const [name, r] of rates) console.log(`| ${name} | ${int(r.select)} | ${us(r.selectCpu)} | ${int(r.insert)} | ${us(r.insertCpu)} |`);
+  console.log('');
+  const pool = rates.get('zanvodb, createPool({ max: 8 })');
+  for (const [name, r] of rates) {
+    if (r === pool) continue;
+    console.log(`createPool / ${name}: select ${(pool.select / r.select).toFixed(2)}, insert ${(pool.insert / r.insert).toFixed(2)}`);
+  }
 }
 
 const int = (x) => Math.round(x).toLocaleString('en-US');
@@ -229,6 +296,7 @@ async function main() {
       console.log('');
       printRatios(results);
     }
+    printConcurrent(await measureConcurrent(drivers.flatMap((d) => d.ways || [])));
   } finally {
     for (const d of drivers) await d.close();
   }

@@ -11,6 +11,8 @@ const codes = Object.freeze({
   LOGIN_REFUSED: 'EP004',  // connect: the server refused the login
   UNSAFE_INTEGER: 'EP005', // a 64-bit value that no number holds exactly
   CIPHER: 'EP006',         // connect: the enciphered link's key could not be made
+  ACQUIRE_TIMEOUT: 'EP007', // pool: no link became free within acquireTimeoutMillis
+  POOL_ENDED: 'EP008',     // pool: a call after end()
   LINK_LOST: 'EJ1024',     // the link dropped; the client's own code for it
 });
 

@@ -402,6 +402,42 @@ module.exports = [
     from: 'size_t len = strcspn(p + 1, " ;),\\n\\r\\t");', to: 'size_t len = strcspn(p + 1, " ;)\\n\\r\\t");',
     fault: 'a comma does not end a placeholder name', tests: [C('Placeholders*'), J('parameters.test.js', 'query_object.test.js')],
   },
+  // ---- pool ----
+  {
+    name: 'pool-lost-link-lent', file: 'lib/pool.js',
+    from: 'err.code === codes.LINK_LOST) link.lost = true;', to: 'err.code === codes.CLOSED) link.lost = true;',
+    fault: 'a link whose call lost it is lent again', tests: [J('pool.test.js')],
+  },
+  {
+    name: 'pool-hand-transaction-kept', file: 'lib/pool.js',
+    from: '    if (!this.#released) this.#link.inTransaction = true;\n', to: '',
+    fault: 'a lease released inside begin() lends its open transaction to the next borrower', tests: [J('pool.test.js')],
+  },
+  {
+    name: 'pool-lease-shared', file: 'lib/pool.js',
+    from: 'if (!link.leased && !link.lost && link.uses < DEPTH', to: 'if (!link.lost && link.uses < DEPTH',
+    fault: "a single call is queued on a link that a lease holds, inside the lease's transaction", tests: [J('pool.test.js')],
+  },
+  {
+    name: 'pool-ips-first-server', file: 'lib/pool.js',
+    from: 'const start = this.#turn++;', to: 'const start = 0;',
+    fault: 'every new link of an "IPS=" pool starts at the first server of the list', tests: [J('pool.test.js')],
+  },
+  {
+    name: 'pool-timed-out-waiter-kept', file: 'lib/pool.js',
+    from: '        this.#waiters.splice(this.#waiters.indexOf(waiter), 1);\n', to: '',
+    fault: 'a waiter that timed out stays in the queue and is lent a link no one releases', tests: [J('pool.test.js')],
+  },
+  {
+    name: 'pool-end-early', file: 'lib/pool.js',
+    from: 'if (this.#links.size === 0 && this.#drained !== null) {', to: 'if (this.#drained !== null) {',
+    fault: 'end() resolves while leases are out', tests: [J('pool.test.js')],
+  },
+  {
+    name: 'pool-collected-lease-lost', file: 'lib/pool.js',
+    from: '      this.#collected.register(lease, link, lease);\n', to: '',
+    fault: 'a lease dropped without release() keeps its link for good', tests: [J('pool.test.js')],
+  },
   // ---- server ----
   {
     name: 'server-int32-limit', file: 'server/src/value_encoder.cc',

@@ -1,6 +1,6 @@
 // A typed use of both faces; `tsc --strict --noEmit -p tests/types` checks it in npm test.
 import * as zanvodb from 'zanvodb';
-import { connect, ZanvoError } from 'zanvodb/promise';
+import { connect, createPool, ZanvoError } from 'zanvodb/promise';
 
 interface Item { id: number; name: string }
 
@@ -30,6 +30,21 @@ async function promiseFace(): Promise<number> {
   return loaded;
 }
 
+async function pools(): Promise<number> {
+  const pool = createPool({ host: '127.0.0.1', port: 5138, max: 8, acquireTimeoutMillis: 1000 });
+  const { rows } = await pool.query<Item>('select id, name from items');
+  for await (const row of pool.stream<Item>('select id, name from items', [], { blockRows: 100 })) console.log(row.name);
+  const lease = await pool.acquire();
+  await lease.begin();
+  await lease.executeMany('insert into items values (?, ?)', [[4, 'four']]);
+  await lease.commit();
+  lease.release();
+  const again = createPool('IPS=127.0.0.1,127.0.0.2;PORT=5138;USER=SYSDBA;PWD=SYSDBA', { max: 4 });
+  const busy: number = again.stats().busy;
+  await Promise.all([pool.end(), again.end()]);
+  return rows.length + busy;
+}
+
 function syncFace(): void {
   const conn = zanvodb.createConnection('IP=127.0.0.1;Port=5138;Database=SYSTEM;USER=SYSDBA;PWD=SYSDBA');
   conn.connect((err) => { if (err) throw zanvodb.ZanvoError.from(err); });
@@ -38,4 +53,5 @@ function syncFace(): void {
 }
 
 void promiseFace;
+void pools;
 void syncFace;
