@@ -48,6 +48,9 @@ class CallJob : public ExchangeJob {
 
   // Records the failure of a client call on the link. A failed link is closed at once: every
   // later call then fails with the same words, and the socket does not linger.
+  // Settles rows, a part of the select's, on the script thread ahead of this job.
+  void hand_over(std::unique_ptr<DecodedResult> rows);
+
   void fail(ConnRecord** link, int32_t rc) {
     char buffer[TEXT_BUF] = {0};
     failure_text(reinterpret_cast<void**>(link), rc, buffer, sizeof buffer);
@@ -95,7 +98,33 @@ class CallJob : public ExchangeJob {
   v8::Global<Function> on_notice_;
 };
 
-// A statement's outcome: rows decoded, or the count or row id it brought.
+// A part of a select's rows, given to the call's callback as (null, AsyncResult, true). The
+// call's job settles after every part it handed over, so its callback outlives the part.
+class PartJob : public ExchangeJob {
+ public:
+  PartJob(const v8::Global<Function>* callback, std::unique_ptr<DecodedResult> rows)
+      : callback_(callback), rows_(std::move(rows)) {
+    part = true;
+  }
+  void run(ConnRecord**) override {}
+  void settle(Isolate* isolate) override {
+    Local<Object> made;
+    if (!AsyncResult::NewInstance(isolate, std::move(rows_)).ToLocal(&made)) return;
+    Local<Value> argv[] = {v8::Null(isolate), made, v8::True(isolate)};
+    callback_->Get(isolate)->Call(isolate->GetCurrentContext(), v8::Null(isolate), 3, argv).FromMaybe(Local<Value>());
+  }
+
+ private:
+  const v8::Global<Function>* callback_;
+  std::unique_ptr<DecodedResult> rows_;
+};
+
+void CallJob::hand_over(std::unique_ptr<DecodedResult> rows) {
+  thread->hand_over(new PartJob(&callback_, std::move(rows)));
+}
+
+// A statement's outcome: rows decoded, or the count or row id it brought. A select's rows go
+// over part by part as they are decoded, the last part with the call's outcome.
 void take_outcome(ConnRecord** link, CallJob* job, int32_t rc, void* res, const char* sql, bool local) {
   if (rc < 0) {
     job->fail(link, rc);
@@ -105,7 +134,12 @@ void take_outcome(ConnRecord** link, CallJob* job, int32_t rc, void* res, const 
   auto out = std::make_unique<DecodedResult>();
   int32_t fields = 0;
   if (res != nullptr) ZVC_GetColumnCount(&res, &fields);
-  if (fields > 0 && !decode_rows(&res, local, out.get(), &job->error)) {
+  DecodeStatus status = DECODE_DONE;
+  while (fields > 0 && (status = decode_rows(&res, local, PART_ROWS, out.get(), &job->error)) == DECODE_MORE) {
+    job->hand_over(std::move(out));
+    out = std::make_unique<DecodedResult>();
+  }
+  if (status == DECODE_FAILED) {
     if (job->error.empty()) job->error = kLinkClosed;
     ZVC_CloseResult(&res);
     return;
