@@ -8,6 +8,7 @@ const { EventEmitter } = require('events');
 const { performance } = require('perf_hooks');
 const checks = require('./checks');
 const { ZanvoError, codes } = require('./errors');
+const { RowStream } = require('./row_stream');
 const { AsyncLink } = require('../build/Release/zanvodbjs.node');
 
 const SLICE_MS = 4;  // the longest one turn of the event loop spends making row objects
@@ -238,6 +239,18 @@ class Statement {
     return (await this.run(values)).rows;
   }
 
+  // The statement's rows as a stream, through its cursor: one iteration of a statement at a
+  // time (the server refuses a second cursor of the same name).
+  iterate(values, options) {
+    const checked = checks.statementValues(values, this.#conn._local);
+    const blockRows = checks.blockRows(options, 'iterate');
+    const name = this.#name;
+    return new RowStream(this.#conn, this.#sql, `${name}_CUR`, blockRows, () => this.#conn._call(() => {
+      if (this.#closed) throw new ZanvoError(codes.CLOSED, 'statement is closed', this.#sql);
+      return (link, done) => link.executeCursor(name, this.#sql, checked, blockRows, done);
+    }, this.#sql, true));
+  }
+
   close() {
     if (this.#closed) return Promise.resolve();
     this.#closed = true;
@@ -263,6 +276,7 @@ class Connection extends EventEmitter {
   #bigint;
   #closed = false;
   #parked = null;  // while a transaction runs: the outside calls waiting for its end
+  #cursors = 0;    // streams opened: each names its cursor after its number
 
   constructor(link, settings) {
     super();
@@ -348,6 +362,16 @@ class Connection extends EventEmitter {
       const checked = checks.batchRows(rows, this._local);
       return (link, done) => link.batch(sql, checked, done);
     }, sql, false, inTransaction);
+  }
+
+  // Rows through a server cursor, a block at a time; see RowStream.
+  stream(sql, values, options) {
+    checks.sqlText(sql, 'stream');
+    const checked = checks.statementValues(values, this._local);
+    const blockRows = checks.blockRows(options, 'stream');
+    const cursor = `ZS${++this.#cursors}_STREAM`;
+    return new RowStream(this, sql, cursor, blockRows,
+      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, true));
   }
 
   query(sql, values) { return this._query(sql, values, false); }
