@@ -158,7 +158,7 @@ class ResultRows {
     if (this.#last && !this.#failed) this.#settle.resolve(this.#whole());
   }
 
-  // One slice of a part's rows; true while the part has more.
+  // One slice of a part's rows; false once the part is made.
   #slice(handle) {
     if (this.#partInfo === null) {
       this.#partInfo = handle.info();
@@ -167,18 +167,18 @@ class ResultRows {
         this.#make = makerOf(this.#fields);
       }
     }
-    const block = [];
-    const more = handle.take(SLICE_MS - spentThisTurn, this.#bigint, block);
+    const block = handle.take(SLICE_MS - spentThisTurn, this.#bigint);
+    if (block === undefined) {
+      this.#lastInfo = this.#partInfo;
+      this.#partInfo = null;
+      return false;
+    }
     const rows = this.#rows;
     const make = this.#make;
     const width = this.#fields.length;
     let made = rows.length;
     for (let k = 0; k < block.length; k += width) rows[made++] = make(block, k);
-    if (!more) {
-      this.#lastInfo = this.#partInfo;
-      this.#partInfo = null;
-    }
-    return more;
+    return true;
   }
 
   #whole() {
