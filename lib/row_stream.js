@@ -87,7 +87,7 @@ class RowStream {
       this.#cursorOpen = false;
       this.#ahead = null;
     } else {
-      this.#ahead = this.#counted(this.#fetch());
+      this.#ahead = this.#fetch();
     }
   }
 
@@ -107,7 +107,7 @@ class RowStream {
     }
     const cursor = this.#cursor;
     const blockRows = this.#blockRows;
-    return this.#conn._call(() => (link, done) => link.fetch(cursor, blockRows, done), this.#sql, true, true);
+    return this.#counted(this.#conn._call(() => (link, done) => link.fetch(cursor, blockRows, done), this.#sql, true, true));
   }
 
   // Best effort: a link that dropped took the cursor with it.

@@ -16,7 +16,7 @@ async function filled(conn, table, rows) {
     where i < ${rows}) select i, 'v' || i from n`);
 }
 
-test('a stream reads every row: 1,000,000 through for await, a statement through a Readable', async () => {
+test('a stream reads every row: 1,000,000 through for await, a statement through a Readable; a query gets every part', async () => {
   const conn = await connect();
   await filled(conn, 'big', 1000000);
   const rows = conn.stream('select i, v from big where i > ?', [0]);
@@ -28,6 +28,9 @@ test('a stream reads every row: 1,000,000 through for await, a statement through
   }
   assert.deepEqual(await rows.fields, [{ name: 'i', type: 'INTEGER' }, { name: 'v', type: 'CHAR' }]);
   assert.deepEqual((await conn.query('select count(*) as n, sum(i) as s from big')).rows, [{ n: count, s: sum }]);
+  // A query's rows come over in parts of 20,000: all of them reach its array, in order.
+  const { rows: some } = await conn.query('select i from big where i <= 45000');
+  assert.deepEqual([some.length, some[0], some[20000], some[44999]], [45000, { i: 1 }, { i: 20001 }, { i: 45000 }]);
   const st = await conn.prepare('select i, v from big where i <= ? order by i');
   const read = [];
   for await (const row of st.iterate([25], { blockRows: 10 }).toReadable()) read.push(row);
