@@ -100,7 +100,7 @@ export namespace promise {
   export interface Notice { code: string; message: string }
 
   export interface StreamOptions {
-    /** Rows each FETCH of the cursor asks for, 1 to 20000 (default 20000). */
+    /** Rows each FETCH of the cursor asks for, 1 to 20000 (default 10000). */
     blockRows?: number;
   }
 

@@ -7,6 +7,15 @@ const { Readable } = require('stream');
 const { ZanvoError, codes } = require('./errors');
 
 const readableFrom = Readable.from.bind(Readable);
+const { performance } = require('perf_hooks');
+
+const now = performance.now.bind(performance);
+const setImmediateAtLoad = setImmediate;
+// Rows handed out in one turn of the event loop: a block in hand is read in microtasks alone,
+// so the loop gets a turn every SLICE_MS, checked every CHECK_EVERY rows.
+const SLICE_MS = 4;
+const CHECK_EVERY = 512;
+const nextTurn = () => new Promise((resolve) => setImmediateAtLoad(resolve));
 const promiseWithCatch = (promise) => {
   promise.then(undefined, () => {});
   return promise;
@@ -23,6 +32,8 @@ class RowStream {
   #done = false;
   #cursorOpen = true;
   #settleFields;
+  #handedOut = 0;
+  #sliceStart = 0;
 
   // open posts the job that opens the cursor and fetches its first block; it is posted now,
   // in its turn among the connection's calls.
@@ -41,6 +52,10 @@ class RowStream {
   [Symbol.asyncIterator]() { return this; }
 
   async next() {
+    if (++this.#handedOut % CHECK_EVERY === 0 && now() - this.#sliceStart >= SLICE_MS) {
+      await nextTurn();
+      this.#sliceStart = now();
+    }
     for (;;) {
       const rows = this.#rows;
       if (rows !== null && this.#at < rows.length) return { value: rows[this.#at++], done: false };
@@ -80,6 +95,7 @@ class RowStream {
       throw err;
     }
     this.#settleFields.resolve(block.fields);
+    this.#sliceStart = now();
     this.#rows = block.rows;
     this.#at = 0;
     if (block.rows.length < this.#blockRows) {
