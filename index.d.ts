@@ -99,10 +99,32 @@ export namespace promise {
 
   export interface Notice { code: string; message: string }
 
+  export interface StreamOptions {
+    /** Rows each FETCH of the cursor asks for, 1 to 20000 (default 10000). */
+    blockRows?: number;
+  }
+
+  /**
+   * A select's rows through a server cursor, a block at a time, one block fetched ahead.
+   * Leaving early (break, return, a throw, the Readable's destroy()) closes the cursor. On a
+   * connection closed under it, the rows already fetched come and then the stream rejects
+   * with EP001.
+   */
+  export interface RowStream<R = Row> extends AsyncIterableIterator<R> {
+    readonly fields: Promise<Field[]>;
+    /** Blocks read from the server so far: the one being read and one ahead at most. */
+    readonly blocksRead: number;
+    /** An object-mode Readable of the rows, with back-pressure. */
+    toReadable(): import('stream').Readable;
+    return(value?: unknown): Promise<IteratorResult<R>>;
+  }
+
   export interface Statement {
     readonly sql: string;
     run<R = Row>(values?: Values): Promise<Result<R>>;
     all<R = Row>(values?: Values): Promise<R[]>;
+    /** The statement's rows as a stream; one iteration of a statement at a time. */
+    iterate<R = Row>(values?: Values, options?: StreamOptions): RowStream<R>;
     close(): Promise<void>;
   }
 
@@ -115,6 +137,7 @@ export namespace promise {
   export interface Connection {
     readonly closed: boolean;
     query<R = Row>(sql: string, values?: Values): Promise<Result<R>>;
+    stream<R = Row>(sql: string, values?: Values, options?: StreamOptions): RowStream<R>;
     prepare(sql: string): Promise<Statement>;
     /** Loads rows through the array batch; resolves to the rows the server counts as changed. */
     executeMany(sql: string, rows: Values[]): Promise<number>;

@@ -8,6 +8,8 @@
 // single-row insert with 8 bound values (the same two). Then 64 concurrent one-row selects and
 // 64 concurrent single-row inserts, queries per second: through zanvodb's createPool({ max: 8 }),
 // beside the synchronous API's loop on one connection and node-postgres's Pool({ max: 8 }).
+// Then 10,000,000 rows walked with for await over a stream beside the query object's walk
+// (bench/stream_walk.js; 1,000,000 with --quick).
 // Rounds are interleaved, so that drift in the machine hits every driver alike; medians.
 //   node bench/compare.js            100,000 rows, 7 rounds, a Markdown table
 //   node bench/compare.js --quick    20,000 rows, 3 rounds, and the ratios to the others
@@ -18,6 +20,7 @@ const zanvodb = require(path.join(__dirname, '..'));
 const { createPool } = require(path.join(__dirname, '..', 'promise'));
 const launcher = require(path.join(__dirname, '..', 'server', 'launcher.js'));
 const Database = require('better-sqlite3');
+const { walks } = require('./stream_walk');
 
 const QUICK = process.argv.includes('--quick');
 const ROWS = QUICK ? 20000 : 100000;
@@ -300,6 +303,8 @@ async function main() {
   } finally {
     for (const d of drivers) await d.close();
   }
+  console.log('');
+  await walks(QUICK ? 1000000 : 10000000);
 }
 
 main().catch((err) => {

@@ -131,4 +131,20 @@ function callback(fn, method) {
   return fn;
 }
 
-module.exports = { connectArgs, sqlText, statementValues, batchRows, callback };
+// A stream's options: { blockRows }, the rows each FETCH asks for. Two blocks are held at
+// most: 10,000 rows of 8 columns keep the reading process well under 64 MiB above its start.
+const BLOCK_ROWS_DEFAULT = 10000;
+const BLOCK_ROWS_MAX = 20000;
+
+function blockRows(options, method) {
+  if (options === undefined) return BLOCK_ROWS_DEFAULT;
+  if (!isPlainObject(options)) throw typeError(`${method}: the options are not an object`);
+  const rows = options.blockRows;
+  if (rows === undefined) return BLOCK_ROWS_DEFAULT;
+  if (!isSafeInteger(rows) || rows < 1 || rows > BLOCK_ROWS_MAX) {
+    throw typeError(`${method}: blockRows is not an integer from 1 to ${BLOCK_ROWS_MAX}`);
+  }
+  return rows;
+}
+
+module.exports = { connectArgs, sqlText, statementValues, batchRows, callback, blockRows };

@@ -8,6 +8,7 @@ const { EventEmitter } = require('events');
 const { performance } = require('perf_hooks');
 const checks = require('./checks');
 const { ZanvoError, codes } = require('./errors');
+const { RowStream } = require('./row_stream');
 const { AsyncLink } = require('../build/Release/zanvodbjs.node');
 
 const SLICE_MS = 4;  // the longest one turn of the event loop spends making row objects
@@ -32,14 +33,9 @@ const isSafeInteger = Number.isSafeInteger;
 // result is not copied by every young-generation collection. A repeated name keeps its later
 // column; "__proto__" is an own property. Where code cannot be made from strings, each row
 // is defined property by property.
-function maker(names) {
-  let fields = '';
-  for (let c = 0; c < names.length; c++) {
-    const key = names[c] === '__proto__' ? '["__proto__"]' : quote(names[c]);
-    fields += `${c === 0 ? '' : ', '}${key}: v[k + ${c}]`;
-  }
+function maker(names, literal) {
   try {
-    return makeFunction('v', 'k', `return { ${fields} };`);
+    return makeFunction('v', 'k', `return { ${literal} };`);
   } catch {
     return (v, k) => {
       const row = {};
@@ -51,12 +47,35 @@ function maker(names) {
   }
 }
 
+// Makers by the literal they make: selects of one shape make rows with the function made for
+// the first of them. Cleared when it holds many shapes.
+const MAKERS_KEPT = 256;
+let makers = { __proto__: null };
+let makersHeld = 0;
+
+function makerOf(fields) {
+  const names = arrayFrom({ __proto__: null, length: fields.length }, (_, c) => fields[c].name);
+  let literal = '';
+  for (let c = 0; c < names.length; c++) {
+    const key = names[c] === '__proto__' ? '["__proto__"]' : quote(names[c]);
+    literal += `${c === 0 ? '' : ', '}${key}: v[k + ${c}]`;
+  }
+  let make = makers[literal];
+  if (make === undefined) {
+    if (makersHeld++ >= MAKERS_KEPT) {
+      makers = { __proto__: null };
+      makersHeld = 1;
+    }
+    make = maker(names, literal);
+    makers[literal] = make;
+  }
+  return make;
+}
+
 // The connection whose transaction callback is running, in the callback's own async context:
 // a call on that connection from inside the callback is part of the transaction instead of
 // waiting for its end, which would never come.
 const transactionOf = new AsyncLocalStorage();
-
-const yieldTurn = () => new Promise((resolve) => setImmediateAtLoad(resolve));
 
 // The milliseconds spent making rows in this turn of the event loop, over all results: many
 // results finished at once share one slice, and the rest wait for the next turn.
@@ -73,34 +92,102 @@ function spend(ms) {
   });
 }
 
-// Row objects from a decoded result, a slice per turn of the event loop.
-async function resultOf(handle, sql, bigint) {
-  const info = handle.info();
-  const width = info.fields.length;
-  // Without a prototype while it is filled, so that no index setter on Array.prototype or
-  // Object.prototype sees a row; it gets the array prototype taken at load once it is whole.
-  const rows = [];
-  setPrototypeOf(rows, null);
-  const names = arrayFrom({ __proto__: null, length: width }, (_, c) => info.fields[c].name);
-  const make = maker(names);
-  let made = 0;
-  try {
-    for (;;) {
-      while (spentThisTurn >= SLICE_MS) await yieldTurn();
-      const start = now();
-      const block = [];
-      const more = handle.take(SLICE_MS - spentThisTurn, bigint, block);
-      for (let k = 0; k < block.length; k += width) rows[made++] = make(block, k);
-      spend(now() - start);
-      if (!more) break;
-    }
-    setPrototypeOf(rows, ArrayProto);
-  } catch (err) {
-    if (err instanceof RangeError) throw new ZanvoError(codes.UNSAFE_INTEGER, err.message, sql);
-    throw err;
+// A select's rows, made into row objects part by part as the connection's thread hands the
+// parts over, a slice per turn of the event loop: the rows of one part are made while the next
+// is read. It settles with the whole result once the last part is made; a small result is made
+// at once, in the turn its only part arrived.
+class ResultRows {
+  #sql;
+  #bigint;
+  #settle;
+  // Parts handed over and not yet made, first to last; without a prototype, as the rows.
+  #parts = { __proto__: null };
+  #first = 0;
+  #end = 0;
+  #last = false;
+  #running = false;
+  #failed = false;
+  #make = null;
+  #fields = null;
+  #partInfo = null;  // the counts and fields of the part being made
+  #lastInfo = null;  // of the last part made: the result's counts
+  #rows = [];
+
+  constructor(sql, bigint, resolve, reject) {
+    this.#sql = sql;
+    this.#bigint = bigint;
+    this.#settle = { resolve, reject };
+    // Without a prototype while it is filled, so that no index setter on Array.prototype or
+    // Object.prototype sees a row; it gets the array prototype taken at load once it is whole.
+    setPrototypeOf(this.#rows, null);
   }
-  const rowCount = info.changed >= 0 ? info.changed : rows.length;
-  return { rows, fields: info.fields, rowCount, rowId: rowIdOf(info.rowId, bigint) };
+
+  add(handle, last) {
+    this.#parts[this.#end++] = handle;
+    this.#last = last;
+    if (!this.#running) this.#run();
+  }
+
+  // The rows made so far go nowhere: the query rejects instead.
+  fail(err) {
+    this.#failed = true;
+    this.#settle.reject(err);
+  }
+
+  // Makes rows until the parts in hand are made or this turn's slice is spent; the next turn
+  // goes on.
+  #run() {
+    this.#running = true;
+    try {
+      while (this.#first < this.#end) {
+        if (this.#failed) return;
+        if (spentThisTurn >= SLICE_MS) {
+          setImmediateAtLoad(() => this.#run());
+          return;
+        }
+        const start = now();
+        const more = this.#slice(this.#parts[this.#first]);
+        spend(now() - start);
+        if (!more) delete this.#parts[this.#first++];
+      }
+    } catch (err) {
+      this.fail(err instanceof RangeError ? new ZanvoError(codes.UNSAFE_INTEGER, err.message, this.#sql) : err);
+      return;
+    }
+    this.#running = false;
+    if (this.#last && !this.#failed) this.#settle.resolve(this.#whole());
+  }
+
+  // One slice of a part's rows; false once the part is made.
+  #slice(handle) {
+    if (this.#partInfo === null) {
+      this.#partInfo = handle.info();
+      if (this.#make === null) {
+        this.#fields = this.#partInfo.fields;
+        this.#make = makerOf(this.#fields);
+      }
+    }
+    const block = handle.take(SLICE_MS - spentThisTurn, this.#bigint);
+    if (block === undefined) {
+      this.#lastInfo = this.#partInfo;
+      this.#partInfo = null;
+      return false;
+    }
+    const rows = this.#rows;
+    const make = this.#make;
+    const width = this.#fields.length;
+    let made = rows.length;
+    for (let k = 0; k < block.length; k += width) rows[made++] = make(block, k);
+    return true;
+  }
+
+  #whole() {
+    const rows = this.#rows;
+    setPrototypeOf(rows, ArrayProto);
+    const info = this.#lastInfo;
+    const rowCount = info.changed >= 0 ? info.changed : rows.length;
+    return { rows, fields: this.#fields, rowCount, rowId: rowIdOf(info.rowId, this.#bigint) };
+  }
 }
 
 function rowIdOf(text, bigint) {
@@ -152,6 +239,18 @@ class Statement {
     return (await this.run(values)).rows;
   }
 
+  // The statement's rows as a stream, through its cursor: one iteration of a statement at a
+  // time (the server refuses a second cursor of the same name).
+  iterate(values, options) {
+    const checked = checks.statementValues(values, this.#conn._local);
+    const blockRows = checks.blockRows(options, 'iterate');
+    const name = this.#name;
+    return new RowStream(this.#conn, this.#sql, `${name}_CUR`, blockRows, () => this.#conn._call(() => {
+      if (this.#closed) throw new ZanvoError(codes.CLOSED, 'statement is closed', this.#sql);
+      return (link, done) => link.executeCursor(name, this.#sql, checked, blockRows, done);
+    }, this.#sql, true));
+  }
+
   close() {
     if (this.#closed) return Promise.resolve();
     this.#closed = true;
@@ -177,6 +276,7 @@ class Connection extends EventEmitter {
   #bigint;
   #closed = false;
   #parked = null;  // while a transaction runs: the outside calls waiting for its end
+  #cursors = 0;    // streams opened: each names its cursor after its number
 
   constructor(link, settings) {
     super();
@@ -188,14 +288,18 @@ class Connection extends EventEmitter {
   get closed() { return this.#closed; }
 
   // Posts one native job. prepare() checks the arguments and gives the function that posts;
-  // a result handle is made into a Result. Outside calls wait while a transaction runs.
+  // result handles, a select's parts and then its last, are made into a Result. Outside calls
+  // wait while a transaction runs.
   _call(prepare, sql, makesResult, inTransaction = false) {
     return new Promise((resolve, reject) => {
+      let rows = null;  // a select's rows while its parts arrive
       const done = (err, value, number) => {
         if (err !== null) {
-          reject(ZanvoError.from(err, sql));
+          if (rows !== null) rows.fail(ZanvoError.from(err, sql));
+          else reject(ZanvoError.from(err, sql));
         } else if (makesResult) {
-          resultOf(value, sql, this.#bigint).then(resolve, reject);
+          if (rows === null) rows = new ResultRows(sql, this.#bigint, resolve, reject);
+          rows.add(value, number !== true);
         } else {
           resolve(value === undefined ? number : value);
         }
@@ -258,6 +362,16 @@ class Connection extends EventEmitter {
       const checked = checks.batchRows(rows, this._local);
       return (link, done) => link.batch(sql, checked, done);
     }, sql, false, inTransaction);
+  }
+
+  // Rows through a server cursor, a block at a time; see RowStream.
+  stream(sql, values, options) {
+    checks.sqlText(sql, 'stream');
+    const checked = checks.statementValues(values, this._local);
+    const blockRows = checks.blockRows(options, 'stream');
+    const cursor = `ZS${++this.#cursors}_STREAM`;
+    return new RowStream(this, sql, cursor, blockRows,
+      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, true));
   }
 
   query(sql, values) { return this._query(sql, values, false); }

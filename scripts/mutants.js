@@ -505,4 +505,21 @@ module.exports = [
     to: 'if (sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) != SQLITE_OK) {',
     fault: 'the rows before a failing row of a batch stay', tests: [S('ServerBatchTest.*'), J('execute_batch.test.js')],
   },
+  // ---- Promise API: rows in parts, streams ----
+  {
+    name: 'promise-parts-dropped', file: 'lib/connection.js',
+    from: '    this.#parts[this.#end++] = handle;', to: '    if (last) this.#parts[this.#end++] = handle;',
+    fault: "only the last part of a query's rows reaches its array", tests: [J('promise_stream.test.js')],
+  },
+  {
+    name: 'stream-cursor-left-open', file: 'lib/row_stream.js',
+    from: '    if (!this.#cursorOpen || this.#conn.closed) return;', to: '    return;',
+    fault: 'a stream left early keeps its cursor on the server', tests: [J('promise_stream.test.js')],
+  },
+  {
+    name: 'stream-two-ahead', file: 'lib/row_stream.js',
+    from: '      this.#ahead = this.#fetch();',
+    to: '      this.#ahead = this.#fetch();\n      if (this.blocksRead === 1) this.#fetch();',
+    fault: 'a stream fetches a second block ahead of the one in hand', tests: [J('promise_stream.test.js')],
+  },
 ];

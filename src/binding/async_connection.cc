@@ -48,6 +48,9 @@ class CallJob : public ExchangeJob {
 
   // Records the failure of a client call on the link. A failed link is closed at once: every
   // later call then fails with the same words, and the socket does not linger.
+  // Settles rows, a part of the select's, on the script thread ahead of this job.
+  void hand_over(std::unique_ptr<DecodedResult> rows);
+
   void fail(ConnRecord** link, int32_t rc) {
     char buffer[TEXT_BUF] = {0};
     failure_text(reinterpret_cast<void**>(link), rc, buffer, sizeof buffer);
@@ -95,7 +98,33 @@ class CallJob : public ExchangeJob {
   v8::Global<Function> on_notice_;
 };
 
-// A statement's outcome: rows decoded, or the count or row id it brought.
+// A part of a select's rows, given to the call's callback as (null, AsyncResult, true). The
+// call's job settles after every part it handed over, so its callback outlives the part.
+class PartJob : public ExchangeJob {
+ public:
+  PartJob(const v8::Global<Function>* callback, std::unique_ptr<DecodedResult> rows)
+      : callback_(callback), rows_(std::move(rows)) {
+    part = true;
+  }
+  void run(ConnRecord**) override {}
+  void settle(Isolate* isolate) override {
+    Local<Object> made;
+    if (!AsyncResult::NewInstance(isolate, std::move(rows_)).ToLocal(&made)) return;
+    Local<Value> argv[] = {v8::Null(isolate), made, v8::True(isolate)};
+    callback_->Get(isolate)->Call(isolate->GetCurrentContext(), v8::Null(isolate), 3, argv).FromMaybe(Local<Value>());
+  }
+
+ private:
+  const v8::Global<Function>* callback_;
+  std::unique_ptr<DecodedResult> rows_;
+};
+
+void CallJob::hand_over(std::unique_ptr<DecodedResult> rows) {
+  thread->hand_over(new PartJob(&callback_, std::move(rows)));
+}
+
+// A statement's outcome: rows decoded, or the count or row id it brought. A select's rows go
+// over part by part as they are decoded, the last part with the call's outcome.
 void take_outcome(ConnRecord** link, CallJob* job, int32_t rc, void* res, const char* sql, bool local) {
   if (rc < 0) {
     job->fail(link, rc);
@@ -105,7 +134,12 @@ void take_outcome(ConnRecord** link, CallJob* job, int32_t rc, void* res, const 
   auto out = std::make_unique<DecodedResult>();
   int32_t fields = 0;
   if (res != nullptr) ZVC_GetColumnCount(&res, &fields);
-  if (fields > 0 && !decode_rows(&res, local, out.get(), &job->error)) {
+  DecodeStatus status = DECODE_DONE;
+  while (fields > 0 && (status = decode_rows(&res, local, PART_ROWS, out.get(), &job->error)) == DECODE_MORE) {
+    job->hand_over(std::move(out));
+    out = std::make_unique<DecodedResult>();
+  }
+  if (status == DECODE_FAILED) {
     if (job->error.empty()) job->error = kLinkClosed;
     ZVC_CloseResult(&res);
     return;
@@ -129,6 +163,28 @@ bool bind_or_fail(ConnRecord** link, CallJob* job, const ParamList& params) {
   return false;
 }
 
+// The next block of a cursor, whole, as the job's result. A short block is the cursor's last:
+// it is closed at once, so that a stream read to its end leaves nothing on the server.
+void fetch_block(ConnRecord** link, CallJob* job, const std::string& cursor, int32_t block_rows, bool local) {
+  void* res = nullptr;
+  int32_t fields = 0, rows = 0;
+  int32_t rc = ZVC_FetchCount(link, cursor.c_str(), &res, &fields, &rows, &block_rows);
+  if (rc < 0) return job->fail(link, rc);
+  auto out = std::make_unique<DecodedResult>();
+  if (decode_rows(&res, local, UINT64_MAX, out.get(), &job->error) == DECODE_FAILED) {
+    if (job->error.empty()) job->error = kLinkClosed;
+    ZVC_CloseResult(&res);
+    ZVC_CloseCursor(link, cursor.c_str());
+    return;
+  }
+  ZVC_CloseResult(&res);
+  if (out->row_count < static_cast<uint64_t>(block_rows)) {
+    rc = ZVC_CloseCursor(link, cursor.c_str());
+    if (rc < 0) return job->fail(link, rc);
+  }
+  job->result = std::move(out);
+}
+
 // The callback of a method: its last argument. lib/ always gives one.
 Local<Function> callback_of(const FunctionCallbackInfo<Value>& args) {
   return args[args.Length() - 1].As<Function>();
@@ -149,8 +205,10 @@ AsyncLink::~AsyncLink() {
 void AsyncLink::Init(Isolate* isolate, Local<Object> exports) {
   static const MethodEntry methods[] = {{"open", Open},         {"query", Query}, {"prepare", Prepare},
                                         {"execute", Execute},   {"unprepare", Unprepare},
-                                        {"batch", Batch},       {"close", Close}};
-  Local<Function> cls = build_class(isolate, "AsyncLink", New, 1, methods, 7);
+                                        {"batch", Batch},       {"openCursor", OpenCursor},
+                                        {"executeCursor", ExecuteCursor}, {"fetch", Fetch},
+                                        {"closeCursor", CloseCursor}, {"close", Close}};
+  Local<Function> cls = build_class(isolate, "AsyncLink", New, 1, methods, 11);
   // Not enumerable: the synchronous face's keys stay createConnection alone.
   exports->DefineOwnProperty(isolate->GetCurrentContext(), utf8(isolate, "AsyncLink"), cls, v8::DontEnum).Check();
   AsyncResult::Init(isolate);
@@ -324,6 +382,84 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
       changed += count;
     }
     job->numbers = {changed};
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::OpenCursor(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string sql = text_of(isolate, args[0]);
+  auto params = std::make_shared<ParamList>();
+  if (!collect_params(isolate, sql.c_str(), args[1], params.get())) return;
+  std::string cursor = text_of(isolate, args[2]);
+  int32_t block_rows = args[3].As<v8::Int32>()->Value();
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
+  bool local = self->local_;
+  job->work = [sql, params, cursor, block_rows, local](ConnRecord** link, CallJob* job) {
+    if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
+    void* res = nullptr;
+    int32_t fields = 0;
+    int32_t rc = ZVC_DeclareCursor(link, sql.c_str(), cursor.c_str(), &res, &fields);
+    ZVC_CloseResult(&res);
+    if (rc < 0) return job->fail(link, rc);
+    fetch_block(link, job, cursor, block_rows, local);
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::ExecuteCursor(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string name = text_of(isolate, args[0]);
+  std::string sql = text_of(isolate, args[1]);
+  auto params = std::make_shared<ParamList>();
+  if (!collect_params(isolate, sql.c_str(), args[2], params.get())) return;
+  int32_t block_rows = args[3].As<v8::Int32>()->Value();
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
+  bool local = self->local_;
+  job->work = [name, params, block_rows, local](ConnRecord** link, CallJob* job) {
+    if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
+    void* res = nullptr;
+    char cursor[ZV_CURSOR_BUF_SIZE] = {0};
+    int32_t rc = ZVC_Execute2(link, name.c_str(), cursor, &res);
+    ZVC_CloseResult(&res);
+    if (rc < 0) {
+      job->fail(link, rc);
+      // A refused OPEN leaves the declared cursor standing.
+      if (*link && cursor[0] != '\0') ZVC_CloseCursor(link, cursor);
+      return;
+    }
+    fetch_block(link, job, cursor, block_rows, local);
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::Fetch(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string cursor = text_of(isolate, args[0]);
+  int32_t block_rows = args[1].As<v8::Int32>()->Value();
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
+  bool local = self->local_;
+  job->work = [cursor, block_rows, local](ConnRecord** link, CallJob* job) {
+    fetch_block(link, job, cursor, block_rows, local);
+  };
+  self->thread_->post(job);
+}
+
+void AsyncLink::CloseCursor(const FunctionCallbackInfo<Value>& args) {
+  Isolate* isolate = args.GetIsolate();
+  AsyncLink* self = for_job(args);
+  if (self == nullptr) return;
+  std::string cursor = text_of(isolate, args[0]);
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
+  job->work = [cursor](ConnRecord** link, CallJob* job) {
+    int32_t rc = ZVC_CloseCursor(link, cursor.c_str());
+    if (rc < 0) job->fail(link, rc);
   };
   self->thread_->post(job);
 }

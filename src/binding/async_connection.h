@@ -45,6 +45,18 @@ class AsyncLink : public node::ObjectWrap {
   static void Unprepare(const v8::FunctionCallbackInfo<v8::Value>& args);
   // batch(sql, rows, callback): (null, changed) or (text, changed)
   static void Batch(const v8::FunctionCallbackInfo<v8::Value>& args);
+  // Streams read a server cursor a block at a time, each block a job of its own.
+  // openCursor(sql, values, cursor, blockRows, callback): declares and opens the cursor over
+  // sql and fetches its first block: (null, AsyncResult)
+  static void OpenCursor(const v8::FunctionCallbackInfo<v8::Value>& args);
+  // executeCursor(name, sql, values, blockRows, callback): the same over the prepared
+  // statement name, whose cursor is name + "_CUR"
+  static void ExecuteCursor(const v8::FunctionCallbackInfo<v8::Value>& args);
+  // fetch(cursor, blockRows, callback): the next block, (null, AsyncResult). A block short of
+  // blockRows is the last: the cursor is closed with it.
+  static void Fetch(const v8::FunctionCallbackInfo<v8::Value>& args);
+  // closeCursor(cursor, callback): (null)
+  static void CloseCursor(const v8::FunctionCallbackInfo<v8::Value>& args);
   // close(callback): (null) after every call queued before it; the thread then ends
   static void Close(const v8::FunctionCallbackInfo<v8::Value>& args);
 };

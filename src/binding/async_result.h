@@ -25,9 +25,10 @@ class AsyncResult : public node::ObjectWrap {
   static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
   // info() -> { fields: [{name, type}], changed, rowId, rows }
   static void Info(const v8::FunctionCallbackInfo<v8::Value>& args);
-  // take(budgetMs, bigint, values) appends to values the values of the next rows, one after
-  // the other, for about budgetMs; true while rows remain. The decoded memory goes with the
-  // last row. An int64 outside the safe integers without bigint throws a RangeError.
+  // take(budgetMs, bigint) gives an array of the values of the next rows, one after the
+  // other, made for about budgetMs; undefined once every row has been taken. The decoded
+  // memory goes with the last row. An int64 outside the safe integers without bigint throws
+  // a RangeError.
   static void Take(const v8::FunctionCallbackInfo<v8::Value>& args);
 };
 

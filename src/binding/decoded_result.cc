@@ -178,25 +178,27 @@ bool read_fields(Decoder* d, int32_t count) {
 
 }  // namespace
 
-bool decode_rows(void** p_res, bool local, DecodedResult* out, std::string* error) {
+DecodeStatus decode_rows(void** p_res, bool local, uint64_t max_rows, DecodedResult* out, std::string* error) {
   Decoder d{p_res, local, out, error, std::vector<char>(FIRST_BUF)};
   int32_t count = 0;
   ZVC_GetColumnCount(p_res, &count);
-  if (!read_fields(&d, count)) return false;
+  if (!read_fields(&d, count)) return DECODE_FAILED;
   std::vector<Reader> readers;
   for (const DecodedField& f : out->fields) readers.push_back(reader_of(f.ctype));
-  for (int32_t rc = ZVC_NextRow(p_res); rc != ZV_NO_MORE; rc = ZVC_NextRow(p_res)) {
+  while (out->row_count < max_rows) {
+    int32_t rc = ZVC_NextRow(p_res);
+    if (rc == ZV_NO_MORE) break;
     if (rc < 0) {
       char text[TEXT_BUF] = {0};
       failure_text(p_res, rc, text, sizeof text);
       *error = text;
-      return false;
+      return DECODE_FAILED;
     }
     for (int32_t c = 0; c < count; ++c) {
       Cell cell{};
       if (!read_cell(&d, c + 1, readers[c], out->fields[c].ctype, &cell)) {
         if (error->empty()) *error = "a value could not be read";
-        return false;
+        return DECODE_FAILED;
       }
       out->cells.push_back(cell);
     }
@@ -204,8 +206,8 @@ bool decode_rows(void** p_res, bool local, DecodedResult* out, std::string* erro
   }
   // A failure the server sent among the rows ends the result early without failing a row.
   char text[TEXT_BUF] = {0};
-  if (ZVC_GetRowsError(p_res, text, sizeof text) == 1) return *error = text, false;
-  return true;
+  if (ZVC_GetRowsError(p_res, text, sizeof text) == 1) return *error = text, DECODE_FAILED;
+  return out->row_count == max_rows ? DECODE_MORE : DECODE_DONE;
 }
 
 const char* type_name(int32_t ctype) {

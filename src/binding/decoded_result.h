@@ -39,11 +39,18 @@ struct DecodedResult {
   std::string row_id;       // the row id an INSERT made; empty when none
 };
 
-// Decodes the result in *p_res from its current row on, to its end, fetching further blocks
-// of a server cursor as it goes. local: a zone-less datetime is the wall clock of the local
-// zone (else of UTC). False, with the failure text, when a row or a block could not be read:
-// an incomplete result is never passed on.
-bool decode_rows(void** p_res, bool local, DecodedResult* out, std::string* error);
+// Rows decoded in one part of a result: a block of the smart cursor, so that the script can
+// make the rows of one part while the next is read.
+enum { PART_ROWS = 20000 };
+
+enum DecodeStatus { DECODE_FAILED, DECODE_MORE, DECODE_DONE };
+
+// Decodes the result in *p_res from its current row on, at most max_rows rows, fetching
+// further blocks of a server cursor as it goes: DECODE_MORE when it stopped at max_rows,
+// DECODE_DONE at the result's end. local: a zone-less datetime is the wall clock of the local
+// zone (else of UTC). DECODE_FAILED, with the failure text, when a row or a block could not be
+// read: an incomplete result is never passed on.
+DecodeStatus decode_rows(void** p_res, bool local, uint64_t max_rows, DecodedResult* out, std::string* error);
 
 // The readable name of a field's type.
 const char* type_name(int32_t ctype);

@@ -29,6 +29,14 @@ void ExchangeThread::retire() {
   wake_.notify_one();
 }
 
+void ExchangeThread::hand_over(ExchangeJob* part) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    done_.push_back(part);
+  }
+  uv_async_send(&async_);
+}
+
 void ExchangeThread::loop_body() {
   // Lines printed while a link is opened, before it has the hook below, are kept as well.
   ZVC_SetThreadNoticeHook(keep_notice, this);
@@ -41,6 +49,7 @@ void ExchangeThread::loop_body() {
       job = todo_.front();
       todo_.pop_front();
     }
+    job->thread = this;
     job->run(&link_);
     // A link the job opened gets the hook at once; setting it again on the same link is free.
     if (link_) ZVC_SetNoticeHook(link_, keep_notice, this);
@@ -78,9 +87,10 @@ void ExchangeThread::on_done(uv_async_t* handle) {
     node::CallbackScope callback_scope(isolate, v8::Object::New(isolate), node::async_context{0, 0});
     for (ExchangeJob* job : done) {
       v8::HandleScope job_scope(isolate);
+      bool part = job->part;
       job->settle(isolate);
       delete job;
-      if (--self->pending_ == 0) uv_unref(reinterpret_cast<uv_handle_t*>(&self->async_));
+      if (!part && --self->pending_ == 0) uv_unref(reinterpret_cast<uv_handle_t*>(&self->async_));
     }
   }
   if (!finished) return;

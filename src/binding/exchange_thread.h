@@ -17,6 +17,8 @@ struct ConnRecord;
 
 namespace zvdbms {
 
+class ExchangeThread;
+
 // One unit of work: run() on the exchange thread with the link, settle() on the script thread
 // afterwards (inside one callback scope for every job finished at that point, so that promise
 // reactions run when they have all settled), then the job is deleted there.
@@ -27,6 +29,10 @@ class ExchangeJob {
   virtual void settle(v8::Isolate* isolate) = 0;
   // The lines the client library gave out on the link while the job ran, to settle with it.
   std::vector<std::string> notices;
+  // Set while run() runs: the thread, for handing parts of the outcome over early.
+  ExchangeThread* thread = nullptr;
+  // A part of a running job's outcome, settled ahead of it; the job stays pending.
+  bool part = false;
 };
 
 class ExchangeThread {
@@ -38,6 +44,9 @@ class ExchangeThread {
   // The last job: after every queued one the link is closed and the thread ends; the object
   // then deletes itself on the script thread. Nothing may be posted afterwards.
   void retire();
+  // Exchange thread only, from a running job: settles part (made with part set) on the script
+  // thread ahead of the job, in the order handed over.
+  void hand_over(ExchangeJob* part);
   // Jobs posted and not yet settled.
   int pending() const { return pending_; }
 

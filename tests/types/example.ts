@@ -1,6 +1,6 @@
 // A typed use of both faces; `tsc --strict --noEmit -p tests/types` checks it in npm test.
 import * as zanvodb from 'zanvodb';
-import { connect, createPool, ZanvoError } from 'zanvodb/promise';
+import { connect, createPool, ZanvoError, Field } from 'zanvodb/promise';
 
 interface Item { id: number; name: string }
 
@@ -14,6 +14,10 @@ async function promiseFace(): Promise<number> {
   const typeName: string = fields[0].type;
   const st = await conn.prepare('select name from items where id = ?');
   const names = await st.all<{ name: string }>([2n]);
+  for await (const item of conn.stream<Item>('select id, name from items where id > ?', [0], { blockRows: 100 })) void item.name;
+  const streamed = st.iterate<{ name: string }>([2]);
+  const streamedFields: Field[] = await streamed.fields;
+  streamed.toReadable().on('data', (row: { name: string }) => void row);
   await st.close();
   const loaded: number = await conn.executeMany('insert into items values (?, ?)', [[2, 'two'], { id: 3, name: 'three' }]);
   const kept: string = await conn.transaction(async (tx) => {
@@ -26,7 +30,7 @@ async function promiseFace(): Promise<number> {
     if (err instanceof ZanvoError) console.log(err.code, err.message, err.sql);
   }
   await conn.close();
-  void [id, first, typeName, names, kept];
+  void [id, first, typeName, names, kept, streamedFields];
   return loaded;
 }
 
