@@ -95,7 +95,7 @@ TEST(WireWrite, BigEndianAndFailures) {
 
 TEST(WireRead, TypedValuesAndPushback) {
   StreamPeer peer(std::string("\x00\x00\x01\x02\xff\xfe\x80\x00\x00\x00\x00\x00\x00\x01", 14) +
-                  std::string("\x3f\xc0\x00\x00\xc0\x02\x00\x00\x00\x00\x00\x00", 12) + "\x01\x02\x03XYZ");
+                  std::string("\x3f\xc0\x00\x00\xc0\x02\x00\x00\x00\x00\x00\x00", 12) + "\x01\x02\x03X");
   ConnRecord* conn = peer.conn;
   EXPECT_EQ(read(conn, recv_int32), 258);
   EXPECT_EQ(read(conn, recv_int16), -2);
@@ -104,12 +104,10 @@ TEST(WireRead, TypedValuesAndPushback) {
   EXPECT_EQ(read(conn, recv_double), -2.25);
   conn->pushback = 'A';
   EXPECT_EQ(read(conn, recv_int32), 0x41010203);
+  // Behind the handed-back byte the buffer held one byte more than the read took: it stays.
   char got[2];
-  EXPECT_TRUE(recv_bytes(conn, got, 2));
-  EXPECT_EQ(std::string(got, 2), "XY");  // one byte more is buffered: it stays for the next read
-  char z = 0;
-  EXPECT_EQ(1, recv_char(conn, &z));
-  EXPECT_EQ('Z', z);
+  EXPECT_EQ(1, recv_char(conn, got));
+  EXPECT_EQ('X', got[0]);
   conn->pushback = 'P';
   EXPECT_TRUE(recv_bytes(conn, got, 0));  // a zero-length read leaves the pushback in place
   EXPECT_EQ(conn->pushback, 'P');
