@@ -4,14 +4,17 @@
 // refills, run end to end in cipher_server_test.cc.)
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "cipher_peer.h"
 #include "connection/link_cipher.h"
 #include "connection/login.h"
 #include "connection/wire.h"
+#include "reply_script.h"
 #include "zvc.h"
 
 namespace {
@@ -133,6 +136,21 @@ TEST(CipherLogin, DialogueTexts) {
                too_long.conn->error_text);
   EXPECT_EQ(0, too_long.conn->socket);
   EXPECT_EQ("", too_long.sent());
+}
+
+// An enciphered link gives up at the first read that times out, where a plain link tries three
+// times: a reply later than RECV_TIMEOUT fails the statement.
+TEST(CipherLogin, AReadThatTimesOutIsNotTriedAgain) {
+  CipherPeer server;
+  server.login(default_blocks)
+      .expect(command_bytes("update t").size())
+      .then([](const std::string&) { std::this_thread::sleep_for(std::chrono::milliseconds(450)); })
+      .send("U" + be32(1) + "K");
+  CipherOpen open(server, ";RECV_TIMEOUT=300");
+  ASSERT_EQ(2, open.rc);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(ZV_NET_ERROR, ZVC_ExecNoQuery(&open.conn, "update t"));
+  testing::internal::GetCapturedStdout();
 }
 
 // A reconnection makes a new key and new keystreams.

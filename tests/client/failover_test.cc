@@ -51,6 +51,18 @@ TEST(Failover, SilentServerIsPassedOverAtTheDeadline) {
   close(silent);
 }
 
+// Position 1 starts a new list, as 0 does: the held list, here without the live server, is
+// dropped for the servers of the string.
+TEST(Failover, PositionOneStartsANewList) {
+  ScriptedPeer peer;
+  peer.expect(login_text.size()).send("K");
+  peer.start();
+  HeldServerList open;
+  open.hold("IPS=127.0.0.2,127.0.0.3");
+  EXPECT_EQ(open.run(three, peer.port(), 1), ZV_OK);
+  EXPECT_STREQ(open.conn->server_ip, "127.0.0.1");
+}
+
 TEST(Failover, AllDownAndRefusedCalls) {
   DeadPort dead;
   HeldServerList open;
