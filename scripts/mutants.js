@@ -15,9 +15,9 @@ const LOGIN = C('Login*:CipherLogin*:ConnError*:ConnString*:CipherServer*');
 const PARAMS = C('Params*:ParamArray*:BatchServer*:StmtServer*:Prepare*');
 const CURSOR = C('NamedCursor*:SmartCursor*:CursorServer*');
 const PREPARE = C('Prepare*:PrepareServer*');
-const CONVERT = C('ResultConvert*:ResultText*:ResultStore*:Calendar*:ResultReception*');
+const CONVERT = C('ResultConvert*:ResultText*:Calendar*:ResultReception*');
 const LOB = C('Lob*');
-const CIPHER = C('LinkCipher*:LinkImage*:LinkKey*:Turing*:BigNumber*:CipherLogin*:CipherServer*');
+const CIPHER = C('Turing*:BigNumber*:CipherLogin*:CipherServer*');
 const FAILOVER = C('Failover*:FailoverServers*');
 
 module.exports = [
@@ -102,7 +102,7 @@ module.exports = [
   // ---- client library: login ----
   {
     name: 'login-301-no-K-check', file: 'src/client/connection/login.cc',
-    from: "if (recv_bytes(conn, rest, 5) && rest[4] == 'K') return true;", to: 'if (recv_bytes(conn, rest, 5)) return true;',
+    from: "if (recv_bytes(conn, rest, 5) && rest[4] == 'K') return LOGIN_OK;", to: 'if (recv_bytes(conn, rest, 5)) return LOGIN_OK;',
     fault: 'a 301 login answer not ending in K is accepted', tests: [LOGIN],
   },
   {
@@ -124,8 +124,8 @@ module.exports = [
   },
   {
     name: 'login-timeout-not-restored', file: 'src/client/connection/login.cc',
-    from: '  plat_socket_set_recv_timeout(fd, conn->ltimeout);\n  return ok;', to: '  return ok;',
-    fault: 'the link keeps the connect time-out after login', tests: [LOGIN, C('ConnAttr*')],
+    from: 'result = LOGIN_NO_ANSWER;\n  conn->link_deadline = 0;', to: 'result = LOGIN_NO_ANSWER;',
+    fault: 'the link keeps the login deadline after login', tests: [LOGIN, C('ConnAttr*')],
   },
   // ---- client library: parameters ----
   {
@@ -294,9 +294,9 @@ module.exports = [
     fault: 'an enciphered link tries a failed read again', tests: [CIPHER, WIRE],
   },
   {
-    name: 'cipher-both-directions', file: 'src/client/connection/link_cipher.cc',
-    from: 'if (conn->recv_cipher && conn->send_cipher) return true;', to: 'if (conn->recv_cipher || conn->send_cipher) return true;',
-    fault: 'a link with only one direction keyed counts as enciphered', tests: [CIPHER],
+    name: 'cipher-send-key-words', file: 'src/client/connection/link_cipher.cc',
+    from: 'conn->send_cipher = keyed_context(key, len);', to: 'conn->send_cipher = keyed_context(key, len / 4);',
+    fault: 'the send direction is keyed with the key length in words, not bytes', tests: [CIPHER],
   },
   {
     name: 'cipher-login-block-round', file: 'src/client/connection/login.cc',
@@ -317,7 +317,7 @@ module.exports = [
   },
   {
     name: 'failover-login-refusal-walks', file: 'src/client/connection/open_ips.cc',
-    from: '  while (!connect_current(conn, list)) {', to: '  while (!connect_current(conn, list) || (list->remaining > 1 && !login_dialogue(conn))) {',
+    from: '    if (linked && login != LOGIN_NO_ANSWER) break;', to: '    if (linked && login == LOGIN_OK) break;',
     fault: 'a server that refuses the login is skipped like an unreachable one', tests: [FAILOVER, J('failover.test.js')],
   },
   {

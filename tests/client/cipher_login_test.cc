@@ -1,16 +1,20 @@
 // Enciphered links against a scripted server that deciphers the login image with its private
-// exponent and then talks through the keystream: the bytes of the dialogue, every read and write
-// path, the refill of one direction, and the failures.
+// exponent and then talks through the keystream: the bytes of the dialogue, a new key at each
+// reconnection, and the failures. (The link's reads and writes through the keystream, past its
+// refills, run end to end in cipher_server_test.cc.)
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "cipher_peer.h"
 #include "connection/link_cipher.h"
 #include "connection/login.h"
 #include "connection/wire.h"
+#include "reply_script.h"
 #include "zvc.h"
 
 namespace {
@@ -36,10 +40,6 @@ std::string stuffed(const std::string& text, size_t blocks) {
 
 const std::string default_text = login_text("SYSTEM", "U", "P", "");
 const size_t default_blocks = 6;  // 151 characters: 161 with 07 07 five times, 162 with the NUL
-
-std::string batch_of(const TuringContext* ctx) {
-  return std::string(reinterpret_cast<const char*>(ctx->batch), TURING_BATCH);
-}
 
 // An enciphered open against a CipherPeer whose script the caller has written.
 struct CipherOpen {
@@ -88,76 +88,6 @@ TEST(CipherLogin, ImageByteForByte) {
   }
 }
 
-// The 3400th byte the client sends brings the send side's next batch, and leaves the receive side
-// where it was.
-TEST(CipherLogin, RefillAtTheSendSideOnly) {
-  std::string data(3400, '\0'), reply(500, '\0');
-  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<char>(i * 7);
-  for (size_t i = 0; i < reply.size(); ++i) reply[i] = static_cast<char>(i * 13);
-  CipherPeer server;
-  server.login(default_blocks).expect(3400).send(reply);
-  CipherOpen open(server);
-  ASSERT_EQ(2, open.rc);
-  std::string first = batch_of(open.conn->send_cipher);
-  EXPECT_EQ(first, batch_of(open.conn->recv_cipher));
-  send_bytes(open.conn, data.data(), 3399);
-  EXPECT_EQ(3399, open.conn->send_cipher->counter);
-  EXPECT_EQ(first, batch_of(open.conn->send_cipher));
-  send_bytes(open.conn, data.data() + 3399, 1);
-  EXPECT_EQ(0, open.conn->send_cipher->counter);
-  EXPECT_EQ(link_keystream(server.key, 3740).substr(3400), batch_of(open.conn->send_cipher));
-  EXPECT_EQ(6, open.conn->recv_cipher->counter);
-  EXPECT_EQ(first, batch_of(open.conn->recv_cipher));
-  EXPECT_EQ(0, send_flush(open.conn));
-  std::string got(500, '\0');
-  ASSERT_TRUE(recv_bytes(open.conn, &got[0], 500));
-  EXPECT_EQ(reply, got);
-  EXPECT_EQ(506, open.conn->recv_cipher->counter);
-  EXPECT_EQ(first, batch_of(open.conn->recv_cipher));
-  EXPECT_EQ("~ssl~" + server.image + data, server.peer.received());
-}
-
-// Small writes, a buffer that overflows, bulk blocks with bytes pending, and typed reads from the
-// buffer and past it: all in keystream order.
-TEST(CipherLogin, EveryReadAndWritePath) {
-  const std::string small(100, 's'), bulk(2049, 'b'), large(100000, 'L'), raw(9000, 'r'), text(20000, 't');
-  std::string sent = be16(-2) + be32(258) + be64(-5);
-  for (int i = 0; i < 90; ++i) sent += small;  // past 8192: the buffer is written and starts again
-  sent += bulk + small + large;
-  std::string reply = wire_str(text) + be32(258) + be64(1LL << 40) + raw + "K";
-  CipherPeer server;
-  server.login(default_blocks).expect(sent.size()).send(reply).close();
-  CipherOpen open(server);
-  ASSERT_EQ(2, open.rc);
-  send_int16(open.conn, -2);
-  send_int32(open.conn, 258);
-  send_int64(open.conn, -5);
-  for (int i = 0; i < 90; ++i) send_bytes(open.conn, small.data(), 100);
-  EXPECT_EQ(2049, send_bytes(open.conn, bulk.data(), 2049));
-  send_bytes(open.conn, small.data(), 100);
-  EXPECT_EQ(100000, send_bytes(open.conn, large.data(), 100000));
-  EXPECT_EQ(0, send_flush(open.conn));
-  char* got_text = nullptr;
-  ASSERT_EQ(0, recv_string(open.conn, &got_text));
-  EXPECT_EQ(text, got_text);
-  free(got_text);
-  int32_t n32 = 0;
-  int64_t n64 = 0;
-  EXPECT_TRUE(recv_int32(open.conn, &n32));
-  EXPECT_EQ(258, n32);
-  EXPECT_TRUE(recv_int64(open.conn, &n64));
-  EXPECT_EQ(1LL << 40, n64);
-  std::string got_raw(raw.size(), '\0');
-  EXPECT_TRUE(recv_bytes(open.conn, &got_raw[0], static_cast<int32_t>(raw.size())));
-  EXPECT_EQ(raw, got_raw);
-  char ch = 0;
-  EXPECT_EQ(1, recv_char(open.conn, &ch));
-  EXPECT_EQ('K', ch);
-  EXPECT_EQ("~ssl~" + server.image + sent, server.peer.received());
-  // The stream then ends: an enciphered link fails at once, without three tries.
-  EXPECT_EQ(0, recv_char(open.conn, &ch));
-}
-
 // A server that goes quiet or refuses at any point of the exchange: -9 with the open's text, the
 // link closed, no keystream left.
 TEST(CipherLogin, FailedExchanges) {
@@ -192,8 +122,7 @@ TEST(CipherLogin, FailedExchanges) {
   }
 }
 
-// The dialogue's own texts: a text too long for the image goes nowhere, and a refusal frees the
-// keystream and reports that no K came.
+// A login text too long for the image goes nowhere.
 TEST(CipherLogin, DialogueTexts) {
   StreamPeer too_long("");
   too_long.conn->use_ssl = 1;
@@ -207,17 +136,21 @@ TEST(CipherLogin, DialogueTexts) {
                too_long.conn->error_text);
   EXPECT_EQ(0, too_long.conn->socket);
   EXPECT_EQ("", too_long.sent());
+}
 
-  CipherPeer refusing;
-  refusing.login(default_blocks, "E" + wire_str("no")).close();
-  CipherOpen open(refusing);
-  ASSERT_EQ(ZV_LOGIN_FAILED, open.rc);
-  CipherPeer again;
-  again.login(default_blocks, "E" + wire_str("no")).close();
-  again.peer.start();
-  open.conn->port = again.peer.port();
-  EXPECT_EQ(ZV_LOGIN_FAILED, ZVC_Reconnect(&open.conn));
-  EXPECT_EQ(nullptr, open.conn->send_cipher);
+// An enciphered link gives up at the first read that times out, where a plain link tries three
+// times: a reply later than RECV_TIMEOUT fails the statement.
+TEST(CipherLogin, AReadThatTimesOutIsNotTriedAgain) {
+  CipherPeer server;
+  server.login(default_blocks)
+      .expect(command_bytes("update t").size())
+      .then([](const std::string&) { std::this_thread::sleep_for(std::chrono::milliseconds(450)); })
+      .send("U" + be32(1) + "K");
+  CipherOpen open(server, ";RECV_TIMEOUT=300");
+  ASSERT_EQ(2, open.rc);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(ZV_NET_ERROR, ZVC_ExecNoQuery(&open.conn, "update t"));
+  testing::internal::GetCapturedStdout();
 }
 
 // A reconnection makes a new key and new keystreams.

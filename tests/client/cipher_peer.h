@@ -41,15 +41,6 @@ struct KeystreamSide {
   }
 };
 
-// The first n bytes of a direction's keystream for key.
-inline std::string link_keystream(const std::string& key, size_t n) {
-  KeystreamSide side;
-  side.start(key);
-  std::string stream(n, '\0');
-  side.apply(stream);
-  return stream;
-}
-
 // A 32-byte block raised to the power of e (or, with the private exponent, back).
 inline std::string block_power(const std::string& block, const std::vector<uint8_t>& exp) {
   uint32_t value[8], e[8], m[8];

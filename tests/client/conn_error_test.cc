@@ -1,4 +1,4 @@
-// Structured error records and the error query on each kind of handle.
+// The error query on each kind of handle.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,38 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include "connection/error_record.h"
 #include "results/lob.h"
 #include "zvc.h"
-
-// A coded text splits into its code and text; a long one is cut, with the whole of it kept as
-// the extended text; an uncoded one is a common error, kept whole only as extended text when long.
-TEST(ConnError, MakeErrorRecordForms) {
-  const std::string hint = " extern please call Option\n", long_text = "B" + std::string(299, 'b');
-  struct Case {
-    std::string message;
-    const char* code;
-    std::string text, ext;
-  };
-  const Case cases[] = {
-      {"[EC011]Error in build-connect Sock Failure", "EC011", "Error in build-connect Sock Failure", ""},
-      {"[EC", "EC", "", ""},
-      {"[EC0196]" + long_text, "EC0196", long_text.substr(0, 200) + hint, long_text},
-      {"socket went away", "EC0100", "common error\nsocket went away", ""},
-      {long_text, "EC0100", "common error\n", long_text},
-  };
-  for (const Case& c : cases) {
-    ErrorRecord* rec = make_error_record(c.message.c_str());
-    ASSERT_NE(rec, nullptr);
-    EXPECT_STREQ(rec->code, c.code);
-    EXPECT_EQ(rec->text, c.text) << c.message;
-    EXPECT_EQ(rec->text_len, static_cast<int32_t>(c.text.size())) << c.message;
-    EXPECT_EQ(rec->ext_len, static_cast<int32_t>(c.ext.size())) << c.message;
-    EXPECT_EQ(rec->ext_text ? std::string(rec->ext_text) : "", c.ext) << c.message;
-    free_error_record(rec);
-  }
-  EXPECT_EQ(make_error_record(nullptr), nullptr);
-}
 
 TEST(ConnError, GetErrorOnEachKindOfHandle) {
   // The code's 6 bytes and the text's own bytes are copied, nothing behind them: "#" marks what

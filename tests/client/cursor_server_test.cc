@@ -1,6 +1,6 @@
 // Cursors end to end against the reference server: queries of every size around the block read
 // whole, two open cursors on one link, server cursors off, named cursors and a prepared
-// statement's cursor, and what a cursor sees while another link writes its table.
+// statement's cursor.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -163,30 +163,4 @@ TEST_F(CursorServer, NamedAndPreparedCursors) {
                 "  \n",
             conn->error_text);
   ZVC_CloseResult(&rows);
-}
-
-// A cursor reads the table as it stood at its first FETCH: rows another link inserts or deletes
-// afterwards, committed at once, are neither seen nor missed. The other link is not held up;
-// the cursor's own link cannot write until the cursor is closed.
-TEST_F(CursorServer, CursorKeepsItsSnapshotWhileAnotherLinkWrites) {
-  void* handle = nullptr;
-  ASSERT_GE(ZVC_Execute(&conn, "select id, s from n order by id", &handle, nullptr, nullptr, nullptr), 0);
-  Read first = read(&handle, 10);
-  EXPECT_EQ(2, ZVC_ExecNoQuery(&described, "insert into n values (50001, 'new'); insert into n values (50002, 'new')"));
-  int32_t deleted = 0;
-  EXPECT_EQ(3, ZVC_ExecScalar(&described, "delete from n where id between 30001 and 30010", &deleted, 4, nullptr));
-  EXPECT_EQ(10, deleted);
-  // The cursor's link stands in its snapshot's read transaction, which can no longer write.
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(-1, ZVC_ExecNoQuery(&conn, "insert into n values (60000, 'late')"));
-  testing::internal::GetCapturedStdout();
-  EXPECT_STREQ("[E10001]database is locked", conn->error_text);
-  Read rest = read(&handle);
-  EXPECT_EQ(45000, first.rows + rest.rows);
-  EXPECT_EQ(sum_to(45000), first.sum + rest.sum);
-  EXPECT_EQ("r45000", rest.last);
-  EXPECT_EQ(0, ZVC_CloseResult(&handle));
-  char total[16] = {};
-  EXPECT_EQ(0, ZVC_ExecScalar(&conn, "select count(*) from n", total, sizeof total, nullptr));
-  EXPECT_STREQ("44992", total);
 }

@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,42 +22,6 @@ const std::string login_text = "login database = SYSTEM user='U' password='P' lo
 const char* const three = "IPS=127.0.0.2,127.0.0.1,127.0.0.3";
 
 }  // namespace
-
-TEST(Failover, StrikesInOrderOfFailure) {
-  ScriptedPeer peer;
-  peer.expect(login_text.size()).send("K");
-  peer.start();
-  HeldServerList open;
-  open.hold(three);
-  // 3 % 3 = 0 is .2, struck, .3 moves to 0; 6 % 2 = 0 is .3, struck, .1 moves to 0; 9 % 1 = 0.
-  EXPECT_EQ(open.run(three, peer.port(), 3), ZV_OK);
-  EXPECT_STREQ(open.conn->server_ip, "127.0.0.1");
-  EXPECT_EQ(open.struck(), (std::vector<std::string>{"127.0.0.2", "127.0.0.3"}));
-  EXPECT_EQ(peer.received(), login_text);
-}
-
-TEST(Failover, EveryRandomStartReachesTheLiveServer) {
-  ScriptedPeer peer;
-  peer.expect(login_text.size()).send("K");
-  peer.start();
-  HeldServerList open;
-  ASSERT_EQ(open.run(three, peer.port(), 0), ZV_OK);
-  EXPECT_STREQ(open.conn->server_ip, "127.0.0.1");
-  // From .2, struck, .3 moves to 0 and 3 % 2 = 1 is .1; from .3, struck, 3 % 2 = 1 is .1; from .1 at once.
-  const std::vector<std::vector<std::string>> outcomes = {{"127.0.0.2"}, {"127.0.0.3"}, {}};
-  EXPECT_NE(std::find(outcomes.begin(), outcomes.end(), open.struck()), outcomes.end());
-}
-
-TEST(Failover, LoginRefusalEndsTheSearch) {
-  ScriptedPeer peer;
-  peer.expect(login_text.size()).send("E" + wire_str("no")).close();
-  peer.start();
-  HeldServerList open;
-  open.hold(three);
-  EXPECT_EQ(open.run(three, peer.port(), 4), ZV_LOGIN_FAILED);
-  EXPECT_STREQ(open.conn->error_text, "[EC014]IPS LOGIN database Failure,IP is 127.0.0.1  \n");
-  EXPECT_EQ(open.list->remaining, 3);
-}
 
 // A server that takes the link but never answers the login costs one CONNECT_TIMEOUT, and is
 // then struck like one that cannot be reached; one the client refuses itself keeps its reason.
@@ -86,6 +49,18 @@ TEST(Failover, SilentServerIsPassedOverAtTheDeadline) {
   EXPECT_EQ(open.run("IPS=127.0.0.2", peer.port(), 0, "USER=U;PWD=it's"), ZV_LOGIN_FAILED);
   EXPECT_STREQ(open.conn->error_text, "[EC0194]Error in build-database-connect quote (') not allowed in password");
   close(silent);
+}
+
+// Position 1 starts a new list, as 0 does: the held list, here without the live server, is
+// dropped for the servers of the string.
+TEST(Failover, PositionOneStartsANewList) {
+  ScriptedPeer peer;
+  peer.expect(login_text.size()).send("K");
+  peer.start();
+  HeldServerList open;
+  open.hold("IPS=127.0.0.2,127.0.0.3");
+  EXPECT_EQ(open.run(three, peer.port(), 1), ZV_OK);
+  EXPECT_STREQ(open.conn->server_ip, "127.0.0.1");
 }
 
 TEST(Failover, AllDownAndRefusedCalls) {

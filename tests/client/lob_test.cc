@@ -67,8 +67,8 @@ TEST(Lob, ChunkChain) {
   EXPECT_EQ(0, lob->state);
 
   ZVC_PutLobData(&lob, "abcde", 5);
-  EXPECT_EQ(-1, ZVC_SetLobReadPos(&lob, 10));
-  EXPECT_EQ("[EC097]Error the ReadPos set larger than max_length :10 > :5", lob_error(&lob));
+  EXPECT_EQ(-1, ZVC_SetLobReadPos(&lob, 6));
+  EXPECT_EQ("[EC097]Error the ReadPos set larger than max_length :6 > :5", lob_error(&lob));
   EXPECT_EQ(-1, ZVC_SetLobReadPos(&lob, -1));
   EXPECT_EQ("[EC098]Error the ReadPos set error :-1", lob_error(&lob));
   EXPECT_EQ(3, ZVC_SetLobReadPos(&lob, 3));
@@ -104,6 +104,7 @@ TEST(Lob, ColumnValues) {
            wire_str(data.substr(0, 3)) + be32(1) + wire_str(data.substr(3)) + be32(0),
        1, 42, 0, data, command_bytes("get lob 'B0000000000AB' offset 0 limit 1048579 ")},
       {desc + "E" + wire_str("no such lob") + "K" + "Z", 1, 41, -1, "", get, "no such lob", "Z"},
+      {desc + "F" + wire_str("fatal") + "K" + "Z", 1, 41, -1, "", get, "fatal", "Z"},
       // A bare "K": the server knows no such object; the reply ended there, and the link is up.
       {desc + "K" + "Z", 1, 41, 0, "", get, "", "Z"},
       {pieces + wire_str("abc"), 1, 41, -4, "abc", get},  // the link lost: what arrived stays

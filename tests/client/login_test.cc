@@ -67,6 +67,7 @@ TEST(LoginText, PlainClausesByteForByte) {
     ASSERT_NE(opened.conn, nullptr);
     EXPECT_NE(opened.conn->socket, 0);
     EXPECT_EQ(opened.conn->error_text, nullptr);
+    EXPECT_EQ(opened.conn->link_deadline, 0);  // the login's deadline does not bound the statements
   }
 }
 

@@ -1,5 +1,5 @@
 // Stepping through results received from scripted replies: rows, column descriptions,
-// attributes, error texts, and handles of other kinds.
+// attributes, row ids, error texts, and handles of other kinds.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -76,8 +76,17 @@ TEST(NavResult, ChainsAndAttributes) {
   EXPECT_EQ(text, buffer);
   EXPECT_EQ(static_cast<int32_t>(text.size()), length);
   EXPECT_EQ(length, ZVC_GetErrorLength(&result));
+  char id[40] = "stale";
+  EXPECT_EQ(0, ZVC_GetRowId(&result, id, sizeof id));  // rows have none
+  EXPECT_STREQ("", id);
   EXPECT_EQ(0, ZVC_NextResult(&result));
-  EXPECT_STREQ("r1", static_cast<ResultRecord*>(result)->row_id);
+  EXPECT_EQ(0, ZVC_GetRowId(&result, id, sizeof id));
+  EXPECT_STREQ("r1", id);
+  // An id cut to the buffer keeps its terminator and says so.
+  EXPECT_EQ(-12, ZVC_GetRowId(&result, id, 2));
+  EXPECT_STREQ("r", id);
+  EXPECT_STREQ("[EC0109]Error the row id does not fit the buffer: it was cut\n",
+               static_cast<ResultRecord*>(result)->message);
   EXPECT_EQ(0, ZVC_NextResult(&result));
   EXPECT_EQ(4, attr(&result, 63));
   EXPECT_EQ(0, attr(&result, 66));
@@ -127,6 +136,12 @@ TEST(NavResult, HandlesOfAnotherKindOrNone) {
     EXPECT_EQ(-3, ZVC_GetColumnName(other, 1, name));
     EXPECT_EQ(-3, ZVC_GetColumnInfo(other, 1, name, name, name, &out, &out, &out));
     EXPECT_EQ(-3, ZVC_GetColumnIndex(other, "a"));
+    EXPECT_EQ(-3, ZVC_GetRowId(other, name, sizeof name));
+    ConnRecord** as_conn = reinterpret_cast<ConnRecord**>(other);
+    void* result = nullptr;
+    EXPECT_EQ(-3, ZVC_ExecNoQuery(as_conn, "select 1"));
+    EXPECT_EQ(-3, ZVC_ExecScalar(as_conn, "select 1", name, 8, nullptr));
+    EXPECT_EQ(-3, ZVC_Execute(as_conn, "select 1", &result, nullptr, nullptr, nullptr));
     EXPECT_EQ(0, ZVC_GetErrorLength(other));
   }
   EXPECT_EQ(-3, ZVC_NextResult(&none));

@@ -52,31 +52,6 @@ int32_t bind_name(void** h, const char* name, int32_t type, int32_t rows, std::s
 void** handle_of(ConnRecord** conn) { return reinterpret_cast<void**>(conn); }
 }  // namespace
 
-// Three rows of two parameters, by the server's version: one word for both, row 0 as records,
-// rows 1 and 2 in one block; a null goes with length 0. The set stays on the connection, emptied.
-TEST(ParamArray, ThreeRowsOfTwoParametersByVersion) {
-  for (const char* version : {"301", "201"}) {
-    StreamPeer peer(kDone);
-    strcpy(peer.conn->version, version);
-    bool utp = strcmp(version, "201") != 0;
-    std::string ints = native<int32_t>({7, -1, 9});
-    std::string texts = prefixed({"ab", "", "xyz"});
-    ASSERT_EQ(0, bind_pos(handle_of(&peer.conn), 1, CT_INT32, 3, ints, {4, 4, 4}));
-    ASSERT_EQ(0, bind_pos(handle_of(&peer.conn), 2, CT_TEXT, 3, texts, {2, 0, 3}));
-    EXPECT_EQ(0, ZVC_ExecuteBatch(&peer.conn, "insert into t values (?, ?)", 3));
-    EXPECT_EQ(command_bytes("insert into t values (?, ?)", 0x00030002) + param_record("", 1, TC_INTEGER, be32(7)) +
-                  param_record("", 1, TC_CHAR, "ab") +
-                  block(packed(utp, TC_INTEGER, be32(-1)) + packed(utp, TC_CHAR, "") +
-                        packed(utp, TC_INTEGER, be32(9)) + packed(utp, TC_CHAR, "xyz")),
-              peer.sent())
-        << version;
-    ParamSet* left = peer.conn->params;
-    ASSERT_NE(nullptr, left);
-    EXPECT_EQ("0 0 0", std::to_string(left->count) + " " + std::to_string(left->capacity) + " " +
-                           std::to_string(left->array_size));
-  }
-}
-
 // Every type an array can hold: its record in row 0, its packed form in row 1, a null in row 2.
 TEST(ParamArray, EveryTypeOnTheWire) {
   struct Column {
@@ -270,8 +245,8 @@ TEST(ParamArray, RefusalsByPositionInTheirOrder) {
   EXPECT_EQ(-3, ZVC_BindParamArrayByPos(nullptr, 1, 4, 1, CT_INT32, 3, &ints[0], 12, lengths.data()));
 }
 
-// On a set handle only a position past 4000 is refused by range, with the one-number text; the
-// slots are still those the first bind gave (128 when it gave none). Nothing is printed.
+// On a set handle a position past 4000 is refused by range, with the one-number text, and one
+// past the slots the first bind gave (128 when it gave none) with the other. Nothing is printed.
 TEST(ParamArray, RefusalsOnASetHandle) {
   ParamSet* set = nullptr;
   ASSERT_EQ(0, ZVC_NewParamSet(&set));
@@ -282,9 +257,6 @@ TEST(ParamArray, RefusalsOnASetHandle) {
   EXPECT_EQ("[EC051]Error invalid param NO 4001 out of range paramnum", error_text_of(h));
   EXPECT_EQ(-51, ZVC_BindParamArrayByPos(h, 200, -1, 1, CT_INT32, 1, &ints[0], 4, lengths.data()));
   EXPECT_EQ("[EC051]Error invalid param NO : 200 out of range paramnum : 128 ", error_text_of(h));
-  EXPECT_EQ(0, ZVC_BindParamArrayByPos(h, 200, 5000, 1, CT_INT32, 1, &ints[0], 4, lengths.data()));
-  EXPECT_EQ("200 5000 1", std::to_string(set->count) + " " + std::to_string(set->capacity) + " " +
-                             std::to_string(set->array_size));
   // A set of no connection prints nothing: the code and its error text tell.
   testing::internal::CaptureStdout();
   EXPECT_EQ(-58, ZVC_BindParamArrayByPos(h, 1, 5000, 1, 16, 1, &ints[0], 4, lengths.data()));
@@ -302,22 +274,13 @@ TEST(ParamArray, ValuesPastTheirBlockAreRefused) {
     std::vector<int32_t> lengths;
     const char* text;
   } cases[] = {
-      {CT_TEXT,
-       prefixed({"abcde"}).substr(0, 8),
-       {5},
-       "[EC051]Error bindparam array row 1 runs past its block of 8 bytes"},
-      {CT_TEXT, prefixed({"a"}) + "zz", {1, 1}, "[EC051]Error bindparam array row 2 runs past its block of 7 bytes"},
-      {CT_TEXT62,
-       native<int32_t>({-1}) + "abc",
-       {1},
-       "[EC051]Error bindparam array row 1 runs past its block of 7 bytes"},
-      {CT_BINARY, prefixed({"abc"}), {2}, "[EC051]Error bindparam array row 1 runs past its block of 7 bytes"},
-      {CT_BINARY, prefixed({"ab"}), {10}, "[EC051]Error bindparam array row 1 runs past its block of 6 bytes"},
-      {CT_DATE, "2026-01-012026", {10, 10}, "[EC051]Error bindparam array row 2 runs past its block of 14 bytes"},
-      {CT_NUMERIC,
-       std::string(82, '1'),
-       {41, 42},
-       "[EC051]Error bindparam array row 2 runs past its block of 82 bytes"},
+      {CT_TEXT, prefixed({"abcde"}).substr(0, 8), {5}, "row 1 runs past its block of 8 bytes"},
+      {CT_TEXT, prefixed({"a"}) + "zz", {1, 1}, "row 2 runs past its block of 7 bytes"},
+      {CT_TEXT62, native<int32_t>({-1}) + "abc", {1}, "row 1 runs past its block of 7 bytes"},
+      {CT_BINARY, prefixed({"abc"}), {2}, "row 1 runs past its block of 7 bytes"},
+      {CT_BINARY, prefixed({"ab"}), {10}, "row 1 runs past its block of 6 bytes"},
+      {CT_DATE, "2026-01-012026", {10, 10}, "row 2 runs past its block of 14 bytes"},
+      {CT_NUMERIC, std::string(82, '1'), {41, 42}, "row 2 runs past its block of 82 bytes"},
   };
   for (const auto& c : cases) {
     ParamSet* set = nullptr;
@@ -325,7 +288,7 @@ TEST(ParamArray, ValuesPastTheirBlockAreRefused) {
     void** h = reinterpret_cast<void**>(&set);
     std::string values = c.values;
     EXPECT_EQ(-51, bind_pos(h, 1, c.type, static_cast<int32_t>(c.lengths.size()), values, c.lengths)) << c.text;
-    EXPECT_EQ(c.text, error_text_of(h));
+    EXPECT_EQ(std::string("[EC051]Error bindparam array ") + c.text, error_text_of(h));
     EXPECT_EQ(1, set->count);
     EXPECT_EQ(nullptr, set->lengths[0]);
     EXPECT_EQ(0, ZVC_FreeHandle(h));
@@ -362,38 +325,6 @@ TEST(ParamArray, ByName) {
             peer.sent());
 }
 
-// A prepared set names its parameters: names match whatever their case and go out in the
-// server's order; a slot past the count the caller gave is still bound; an unknown name is -1.
-TEST(ParamArray, ByNameOnAPreparedSet) {
-  StreamPeer peer(kDone);
-  void** h = handle_of(&peer.conn);
-  ParamSet* set = new_param_set(ORIGIN_PREPARED);
-  set->count = 3;
-  set->names = static_cast<char**>(calloc(3, sizeof(char*)));
-  set->positions = static_cast<int32_t*>(calloc(3, sizeof(int32_t)));
-  set->types = static_cast<int32_t*>(calloc(3, sizeof(int32_t)));
-  set->sizes = static_cast<int32_t*>(calloc(3, sizeof(int32_t)));
-  for (int i = 0; i < 3; i++) set->names[i] = strdup(std::string(1, static_cast<char>('a' + i)).c_str());
-  peer.conn->params = set;
-  std::string a = native<int32_t>({1, 2}), b = native<int64_t>({3, 4}), c = prefixed({"c", "d"});
-  EXPECT_EQ(0, ZVC_BindParamArrayByName(h, "B", 2, 1, CT_INT64, 2, &b[0], 16, std::vector<int32_t>{8, 8}.data()));
-  EXPECT_EQ(0, ZVC_BindParamArrayByName(h, "a", 2, 1, CT_INT32, 2, &a[0], 8, std::vector<int32_t>{4, 4}.data()));
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(0, ZVC_BindParamArrayByName(h, "C", 2, 1, CT_TEXT, 2, &c[0], 10, std::vector<int32_t>{1, 1}.data()));
-  EXPECT_EQ("params bind num 3 beyanged given num 2 \n", testing::internal::GetCapturedStdout());
-  EXPECT_EQ(-1, ZVC_BindParamArrayByName(h, "zz", 2, 1, CT_TEXT, 2, &c[0], 10, std::vector<int32_t>{1, 1}.data()));
-  EXPECT_EQ("[EC053]Error invalid  param_name :zz out  of prepared ", error_text_of(h));
-  EXPECT_EQ(-51, ZVC_BindParamArrayByPos(h, 4, 2, 1, CT_INT32, 2, &a[0], 8, std::vector<int32_t>{4, 4}.data()));
-  EXPECT_EQ("[EC051]Error invalid param NO : 4 out of range paramnum : 3 ", error_text_of(h));
-  EXPECT_EQ(0, ZVC_ExecuteBatch(&peer.conn, "exec", 2));
-  EXPECT_EQ(command_bytes("exec", 0x00020003) + param_record("a", 1, TC_INTEGER, be32(1)) +
-                param_record("b", 1, TC_BIGINT, be64(3)) + param_record("c", 1, TC_CHAR, "c") +
-                block(packed(true, TC_INTEGER, be32(2)) + packed(true, TC_BIGINT, be64(4)) +
-                      packed(true, TC_CHAR, "d")),
-            peer.sent());
-  EXPECT_EQ(set, peer.conn->params);
-}
-
 // ZVC_ExecuteBatch refuses before it sends anything; a query through it runs but leaves a text;
 // one row needs no block; the emptied set sends nothing with the next statement.
 TEST(ParamArray, ExecuteBatchRefusalsAndEdges) {
@@ -428,23 +359,15 @@ TEST(ParamArray, ExecuteBatchRefusalsAndEdges) {
   EXPECT_EQ(command_bytes("plain"), peer.sent());
 }
 
-// Binding a position again replaces its values and releases the copy it held.
-TEST(ParamArray, APositionBoundAgain) {
-  StreamPeer peer(kDone);
-  void** h = handle_of(&peer.conn);
-  std::string first = prefixed({"old"}), second = prefixed({"new"});
-  ASSERT_EQ(0, bind_pos(h, 1, CT_TEXT, 1, first, {3}));
-  ASSERT_EQ(0, bind_pos(h, 1, CT_TEXT, 1, second, {3}));
-  EXPECT_EQ(0, ZVC_ExecuteBatch(&peer.conn, "insert", 1));
-  EXPECT_EQ(command_bytes("insert", 0x00010001) + param_record("", 1, TC_CHAR, "new"), peer.sent());
-}
-
 // ZVC_ExecuteBatchCount hands on the count of the reply's U or D record, and 0 after a failure.
 TEST(ParamArray, TheBatchCountComesFromTheReply) {
   const struct {
     std::string reply;
     int32_t rc, changed;
-  } cases[] = {{"U" + be32(3) + "K", 0, 3}, {"D" + be32(2) + "K", 0, 2}, {"E" + wire_str("[E10001]row 2") + "K", -1, 0}};
+  } cases[] = {{"U" + be32(3) + "K", 0, 3},
+               {"D" + be32(2) + "K", 0, 2},
+               {"I" + wire_str("1") + "I" + wire_str("2") + "K", 0, 0},
+               {"E" + wire_str("[E10001]row 2") + "K", -1, 0}};
   for (const auto& c : cases) {
     StreamPeer peer(c.reply);
     void** h = handle_of(&peer.conn);

@@ -20,6 +20,12 @@ std::string desc(const std::string& name, int32_t pos, int32_t type, int32_t siz
 }
 const std::string kTwoParams = "$" + be32(2) + desc("Id", 1, 5, 4) + desc("Name", 2, 30, 20);
 const std::string kField = result_head({field_desc("N", TC_INTEGER, 4)});
+// n well-formed descriptions behind "$".
+std::string described(int32_t n) {
+  std::string out = "$" + be32(n);
+  for (int32_t i = 1; i <= n; i++) out += desc("p", i, 5, 4);
+  return out;
+}
 std::string text_of(ConnRecord* conn) { return conn->error_text ? conn->error_text : ""; }
 void** h(ConnRecord** conn) { return reinterpret_cast<void**>(conn); }
 }  // namespace
@@ -38,6 +44,8 @@ TEST(Prepare, RepliesAndWhatTheyLeave) {
       {"$" + be32(0) + "K", 0, 1, -1, 0},
       {"E" + wire_str("no table") + "K", -1, 0, -1, -1, "no table"},
       {"W" + wire_str("odd") + "M" + wire_str("later") + "K", -1, 0, -1, -1, "later"},
+      {"E" + wire_str("no") + "$" + be32(0) + "K", -1, 0, -1, 0, "no"},  // a refusal stays one behind records
+      {described(4001) + "K", -4, 0, -1, -1},
       {"$" + be32(4001), -4, 0, -1, -1},
       {"$" + be32(1) + desc(std::string(256, 'n'), 1, 5, 4) + "K", -4, 0, -1, -1},
       {"$" + be32(2) + desc("a", 1, 5, 4), -4, 0, -1, -1},

@@ -9,7 +9,6 @@
 #include "connection/wire.h"
 #include "peer.h"
 #include "reply_script.h"
-#include "results/lob.h"
 #include "results/result_record.h"
 #include "statements/command.h"
 #include "zvc.h"
@@ -52,7 +51,7 @@ TEST(StmtReply, Readers) {
       {noquery, "I" + wire_str("R" + std::string(44, 'x')) + "U" + be32(3) + "K", -12, "",
        "[EC0108]Error row id of 45 bytes cut to its first 31\n|R" + std::string(30, 'x')},
       {noquery, "I" + wire_str("9") + kIntColumn + int_rows(3) + "I" + wire_str("10") + "K", 2, "", "|10"},
-      {noquery, kIntColumn + int_rows(1) + "E" + wire_str("bad json") + "K", -1, "", "bad json"},
+      {noquery, kIntColumn + "F" + wire_str("bad json") + "K", -1, "", "bad json"},  // rows dropped, none among them
       {noquery, "O" + be32(5) + be32(4) + be32(42) + "K", -56, "", kOutText},
       {noquery, "U" + be32(2) + "Q", 2},
       {noquery, "W" + wire_str("x"), -4, "Server Warning x \nNet Error recv_noQuery \n", "x"},
@@ -139,18 +138,4 @@ TEST(StmtExecute, ExchangesAndTheirOutputs) {
   EXPECT_EQ(nullptr, result);
   EXPECT_EQ("Server Message half \nNet Error recv_noQuery \n", testing::internal::GetCapturedStdout());
   EXPECT_EQ(1, semaphore_count(peer.conn));
-}
-
-TEST(StmtExecute, RefusesWhatIsNotAConnection) {
-  ConnRecord* none = nullptr;
-  LobHandle* lob = nullptr;
-  ASSERT_EQ(0, ZVC_CreateLob(&lob));
-  char value[8];
-  void* result = nullptr;
-  for (ConnRecord** handle : {&none, static_cast<ConnRecord**>(nullptr), reinterpret_cast<ConnRecord**>(&lob)}) {
-    EXPECT_EQ(-3, ZVC_ExecNoQuery(handle, "select 1"));
-    EXPECT_EQ(-3, ZVC_ExecScalar(handle, "select 1", value, sizeof value, nullptr));
-    EXPECT_EQ(-3, ZVC_Execute(handle, "select 1", &result, nullptr, nullptr, nullptr));
-  }
-  ZVC_FreeLob(&lob);
 }

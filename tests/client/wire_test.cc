@@ -1,11 +1,7 @@
-// Wire primitives and the platform layer under them, over local socket pairs.
+// Wire primitives over local socket pairs.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
-#include <fcntl.h>
 
 #include <string>
 #include <vector>
@@ -99,7 +95,7 @@ TEST(WireWrite, BigEndianAndFailures) {
 
 TEST(WireRead, TypedValuesAndPushback) {
   StreamPeer peer(std::string("\x00\x00\x01\x02\xff\xfe\x80\x00\x00\x00\x00\x00\x00\x01", 14) +
-                  std::string("\x3f\xc0\x00\x00\xc0\x02\x00\x00\x00\x00\x00\x00", 12) + "\x01\x02\x03XY");
+                  std::string("\x3f\xc0\x00\x00\xc0\x02\x00\x00\x00\x00\x00\x00", 12) + "\x01\x02\x03X");
   ConnRecord* conn = peer.conn;
   EXPECT_EQ(read(conn, recv_int32), 258);
   EXPECT_EQ(read(conn, recv_int16), -2);
@@ -108,9 +104,10 @@ TEST(WireRead, TypedValuesAndPushback) {
   EXPECT_EQ(read(conn, recv_double), -2.25);
   conn->pushback = 'A';
   EXPECT_EQ(read(conn, recv_int32), 0x41010203);
+  // Behind the handed-back byte the buffer held one byte more than the read took: it stays.
   char got[2];
-  EXPECT_TRUE(recv_bytes(conn, got, 2));
-  EXPECT_EQ(std::string(got, 2), "XY");
+  EXPECT_EQ(1, recv_char(conn, got));
+  EXPECT_EQ('X', got[0]);
   conn->pushback = 'P';
   EXPECT_TRUE(recv_bytes(conn, got, 0));  // a zero-length read leaves the pushback in place
   EXPECT_EQ(conn->pushback, 'P');
@@ -151,26 +148,4 @@ TEST(WireRead, StringsAndRefusedLengths) {
   EXPECT_STREQ(text, "ok");
   free(text);
   EXPECT_EQ(recv_string(peer.conn, &text), ZV_NET_ERROR);  // cut short
-}
-
-TEST(WirePlatform, SocketOptions) {
-  int saved_stdin = dup(0);
-  close(0);
-  int fd = plat_socket_open(1500);
-  EXPECT_GT(fd, 0);  // lands above a free descriptor 0
-  EXPECT_EQ(fcntl(0, F_GETFD), -1);
-  dup2(saved_stdin, 0);
-  close(saved_stdin);
-  plat_socket_set_abortive(fd);
-  int nodelay = 0, keepalive = 0;
-  timeval tv{};
-  linger lng{};
-  socklen_t len[4] = {sizeof nodelay, sizeof keepalive, sizeof tv, sizeof lng};
-  getsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &nodelay, &len[0]);
-  getsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &keepalive, &len[1]);
-  getsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, &len[2]);
-  getsockopt(fd, SOL_SOCKET, SO_LINGER, &lng, &len[3]);
-  EXPECT_TRUE(nodelay && keepalive && lng.l_onoff && lng.l_linger == 0);
-  EXPECT_EQ(tv.tv_sec * 1000000 + tv.tv_usec, 1500000);
-  plat_socket_close(fd);
 }
