@@ -40,7 +40,8 @@ int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, int32_
 // in error_text; -4 when the link failed.
 int32_t close_cursor(ConnRecord* conn, const char* name);
 // DECLARE text (carrying the connection's parameters), then "OPEN name ;" when the server took
-// it. What the DECLARE brought goes to *declared, also on failure (the caller frees it);
+// it. Unlike the smart cursor's, this OPEN waits for the DECLARE's reply: the caller names the
+// cursor, so an OPEN behind a refused DECLARE could open a cursor of that name left from before. What the DECLARE brought goes to *declared, also on failure (the caller frees it);
 // *declare_ok tells whether the failure, if any, was the OPEN's. The DECLARE's result, or the
 // OPEN's failure code.
 int32_t declare_and_open(ConnRecord* conn, const char* text, const char* name, ResultRecord** declared,
