@@ -4,15 +4,16 @@
 // against a private PostgreSQL on loopback (scripts/start-postgres.sh; without one its rows
 // say "absent"). Every driver holds the same generated rows of 8 columns. Figures: a select of
 // all rows (client CPU ns per row, wall rows per second), a trivial exchange (a DELETE that
-// touches no row, one round trip for each driver: wall and client CPU microseconds) and a
-// single-row insert with 8 bound values (the same two). Then 64 concurrent one-row selects and
-// 64 concurrent single-row inserts, queries per second: through zanvodb's createPool({ max: 8 }),
-// beside the synchronous API's loop on one connection and node-postgres's Pool({ max: 8 }).
-// Then 10,000,000 rows walked with for await over a stream beside the query object's walk
-// (bench/stream_walk.js; 1,000,000 with --quick).
+// touches no row, one round trip for each driver: wall and client CPU microseconds), `select 1`
+// through each driver's query call (the same two) and a single-row insert with 8 bound values
+// (the same two), and zanvodb's figures against their targets, all from the same run. Then 64
+// concurrent one-row selects and 64 concurrent single-row inserts, queries per second: through
+// zanvodb's createPool({ max: 8 }), beside the synchronous API's loop on one connection and
+// node-postgres's Pool({ max: 8 }). Then 10,000,000 rows walked with for await over a stream
+// beside the query object's walk (bench/stream_walk.js; 1,000,000 with --quick).
 // Rounds are interleaved, so that drift in the machine hits every driver alike; medians.
-//   node bench/compare.js            100,000 rows, 7 rounds, a Markdown table
-//   node bench/compare.js --quick    20,000 rows, 3 rounds, and the ratios to the others
+//   node bench/compare.js            7 rounds, a Markdown table
+//   node bench/compare.js --quick    3 rounds and fewer exchanges, then the ratios to the others
 const path = require('path');
 const os = require('os');
 const { execFileSync } = require('child_process');
@@ -23,7 +24,7 @@ const Database = require('better-sqlite3');
 const { walks } = require('./stream_walk');
 
 const QUICK = process.argv.includes('--quick');
-const ROWS = QUICK ? 20000 : 100000;
+const ROWS = 100000;
 const ROUNDS = QUICK ? 3 : 7;
 const EXCHANGES = QUICK ? 1000 : 3000;
 const INSERTS = QUICK ? 500 : 2000;
@@ -49,6 +50,7 @@ const PG_FILL = `insert into bench
   from generate_series(1, ${ROWS}) x`;
 const SELECT = 'select i, b, d, v, day, at, n, flag from bench';
 const TRIVIAL = 'delete from idle where a = -1';
+const ONE = 'select 1';
 const IDLE_TABLE = 'create table idle (a integer)';
 const INSERT_TABLE = 'create table ins (i integer, b bigint, d double precision, v varchar(32), day date, at timestamp, n numeric(12,2), flag boolean)';
 // Values of the insert figure, the same for every driver.
@@ -112,6 +114,7 @@ async function zanvoDriver() {
     sample: () => zanvoQuery(conn, `${SELECT} where i = 12345`)[0],
     select: () => zanvoQuery(conn, SELECT).length,
     exchange: () => { for (let n = 0; n < EXCHANGES; ++n) zanvoQuery(conn, TRIVIAL); return EXCHANGES; },
+    one: () => { for (let n = 0; n < EXCHANGES; ++n) zanvoQuery(conn, ONE); return EXCHANGES; },
     insert: () => { for (let n = 0; n < INSERTS; ++n) zanvoQuery(conn, insert, insertValues(++k)); return INSERTS; },
     close: async () => { conn.end(); await pool.end(); await server.stop(); },
   };
@@ -125,6 +128,7 @@ async function sqliteDriver() {
   db.exec(IDLE_TABLE);
   const select = db.prepare(SELECT);
   const trivial = db.prepare(TRIVIAL);
+  const one = db.prepare(ONE);
   const insert = db.prepare('insert into ins values (?, ?, ?, ?, ?, ?, ?, ?)');
   // better-sqlite3 binds neither Dates nor booleans: the nearest values it takes.
   const bindable = (v) => v.map((x) => (x instanceof Date ? x.toISOString() : typeof x === 'boolean' ? Number(x) : x));
@@ -134,6 +138,7 @@ async function sqliteDriver() {
     sample: () => db.prepare(`${SELECT} where i = 12345`).get(),
     select: () => select.all().length,
     exchange: () => { for (let n = 0; n < EXCHANGES; ++n) trivial.run(); return EXCHANGES; },
+    one: () => { for (let n = 0; n < EXCHANGES; ++n) one.get(); return EXCHANGES; },
     insert: () => { for (let n = 0; n < INSERTS; ++n) insert.run(bindable(insertValues(++k))); return INSERTS; },
     close: async () => db.close(),
   };
@@ -175,6 +180,7 @@ async function pgDriver() {
     sample: async () => (await client.query(`${SELECT} where i = 12345`)).rows[0],
     select: async () => (await client.query(SELECT)).rows.length,
     exchange: async () => { for (let n = 0; n < EXCHANGES; ++n) await client.query(TRIVIAL); return EXCHANGES; },
+    one: async () => { for (let n = 0; n < EXCHANGES; ++n) await client.query(ONE); return EXCHANGES; },
     insert: async () => { for (let n = 0; n < INSERTS; ++n) await client.query(insert, insertValues(++k)); return INSERTS; },
     close: async () => { await client.end(); await pool.end(); execFileSync('bash', [PG_SCRIPT, 'stop', folder]); },
   };
@@ -197,9 +203,9 @@ async function checkSameRows(drivers) {
 }
 
 async function measure(drivers) {
-  const figures = new Map(drivers.map((d) => [d.name, { select: [], exchange: [], insert: [] }]));
+  const figures = new Map(drivers.map((d) => [d.name, { select: [], exchange: [], one: [], insert: [] }]));
   for (let round = 0; round < ROUNDS; ++round) {
-    for (const work of ['select', 'exchange', 'insert']) {
+    for (const work of ['select', 'exchange', 'one', 'insert']) {
       for (const d of drivers) {
         const t = await timed(d[work]);
         if (work === 'select' && t.count !== ROWS) throw new Error(`${d.name}: ${t.count} rows`);
@@ -215,7 +221,7 @@ async function measure(drivers) {
     });
     const select = per(f.select, 1);
     out.set(name, { selectCpuNs: select.cpu, selectRowsPerS: 1e9 / select.wall,
-                    exchange: per(f.exchange, 1000), insert: per(f.insert, 1000) });
+                    exchange: per(f.exchange, 1000), one: per(f.one, 1000), insert: per(f.insert, 1000) });
   }
   return out;
 }
@@ -261,16 +267,17 @@ function printTable(names, results) {
               `${os.type()} ${os.release()}, Node ${process.version}; ${ROWS.toLocaleString('en-US')} rows, ` +
               `medians of ${ROUNDS} interleaved rounds`);
   console.log('');
-  console.log('| Driver | select: CPU ns/row | select: rows/s | no-row delete: µs | no-row delete: CPU µs | insert: µs | insert: CPU µs |');
-  console.log('|---|---:|---:|---:|---:|---:|---:|');
+  console.log('| Driver | select: CPU ns/row | select: rows/s | no-row delete: µs | no-row delete: CPU µs | ' +
+              'select 1: µs | select 1: CPU µs | insert: µs | insert: CPU µs |');
+  console.log('|---|---:|---:|---:|---:|---:|---:|---:|---:|');
   for (const name of names) {
     const r = results.get(name);
     if (!r) {
-      console.log(`| ${name} | absent | absent | absent | absent | absent | absent |`);
+      console.log(`| ${name} |${' absent |'.repeat(8)}`);
       continue;
     }
     console.log(`| ${name} | ${int(r.selectCpuNs)} | ${int(r.selectRowsPerS)} | ${us(r.exchange.wall)} | ` +
-                `${us(r.exchange.cpu)} | ${us(r.insert.wall)} | ${us(r.insert.cpu)} |`);
+                `${us(r.exchange.cpu)} | ${us(r.one.wall)} | ${us(r.one.cpu)} | ${us(r.insert.wall)} | ${us(r.insert.cpu)} |`);
   }
 }
 
@@ -282,8 +289,27 @@ function printRatios(results) {
     console.log(`zanvodb / ${name}: select CPU/row ${(z.selectCpuNs / r.selectCpuNs).toFixed(2)}, ` +
                 `rows/s ${(z.selectRowsPerS / r.selectRowsPerS).toFixed(2)}, ` +
                 `no-row delete wall ${(z.exchange.wall / r.exchange.wall).toFixed(2)}, ` +
+                `select 1 wall ${(z.one.wall / r.one.wall).toFixed(2)}, ` +
                 `insert wall ${(z.insert.wall / r.insert.wall).toFixed(2)}`);
   }
+}
+
+// zanvodb's figures against their targets, each ratio from this one run.
+function printTargets(results) {
+  const z = results.get('zanvodb');
+  const line = (what, ratio, target, detail) =>
+    console.log(`${what}: ${ratio.toFixed(2)} (target <= ${target}; ${detail})`);
+  line('select 1 / no-row delete, zanvodb wall', z.one.wall / z.exchange.wall, 1.3,
+       `${us(z.one.wall)} µs / ${us(z.exchange.wall)} µs`);
+  const pg = results.get('node-postgres');
+  if (pg) {
+    line('select 1, zanvodb / node-postgres wall', z.one.wall / pg.one.wall, 0.7, `${us(z.one.wall)} µs / ${us(pg.one.wall)} µs`);
+  } else {
+    console.log('select 1, zanvodb / node-postgres wall: node-postgres absent');
+  }
+  const lite = results.get('better-sqlite3');
+  line(`rows to script, zanvodb / better-sqlite3 .all() CPU per row (${int(ROWS)} rows x 8)`,
+       z.selectCpuNs / lite.selectCpuNs, 0.6, `${int(z.selectCpuNs)} ns / ${int(lite.selectCpuNs)} ns`);
 }
 
 async function main() {
@@ -299,6 +325,8 @@ async function main() {
       console.log('');
       printRatios(results);
     }
+    console.log('');
+    printTargets(results);
     printConcurrent(await measureConcurrent(drivers.flatMap((d) => d.ways || [])));
   } finally {
     for (const d of drivers) await d.close();

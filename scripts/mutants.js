@@ -190,7 +190,7 @@ module.exports = [
   },
   {
     name: 'cursor-first-block-edge', file: 'src/client/statements/smart_cursor.cc',
-    from: 'if (cursor->result->row_count != SMART_BLOCK_ROWS) drain(cursor, conn);', to: 'if (cursor->result->row_count + 1 < SMART_BLOCK_ROWS) drain(cursor, conn);',
+    from: 'if (cursor->result->row_count != SMART_BLOCK_ROWS) drain_later(cursor, conn);', to: 'if (cursor->result->row_count + 1 < SMART_BLOCK_ROWS) drain_later(cursor, conn);',
     fault: 'a first block one row short is taken for a full one', tests: [CURSOR, J('cursor.test.js')],
   },
   {

@@ -258,7 +258,10 @@ int32_t ZVC_Execute2(ConnRecord** handle, const char* prepare_name, char* cursor
 // Cursors. A query of ZVC_Execute comes back as a handle of kind 6 that reads like a result and
 // fetches its rows from a server cursor 20000 at a time behind ZVC_NextRow; ZVC_CloseResult closes
 // it (a failed refill gives its code, with its text on the cursor; rows past it are lost). A block
-// of more than 20000 rows is a broken reply: -4 with "[EC073]..." and the link dropped. Named
+// of more than 20000 rows is a broken reply: -4 with "[EC073]..." and the link dropped. A short
+// first block sends its CLOSE at once and the next exchange on the link reads the reply; reading
+// the cursor's error or attributes reads it first, and a refusal of a cursor already closed goes
+// to the notice hook. Named
 // cursors are driven by the caller. Every name fits ZV_CURSOR_NAME_SIZE bytes with its NUL: a longer or empty one gives -3
 // with "[EC071]..." in error_text, and nothing goes out.
 enum { ZV_CURSOR_NAME_SIZE = 64, ZV_CURSOR_BUF_SIZE = ZV_STMT_NAME_SIZE + 4 };

@@ -87,9 +87,11 @@ TEST(SmartCursor, AttributesAndErrors) {
   void* handle = nullptr;
   ASSERT_EQ(4, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
   // The refused CLOSE of the short block is the cursor's error, not the connection's.
-  EXPECT_EQ("[EC027]Error :cursor busy Close Cursor STC0_SMARTCUR  \n", std::string(cursor_of(handle)->error));
-  EXPECT_EQ("", text_of(peer.conn));
+  char buffer[1024];
   int32_t value = 0, type = 0, length = 0;
+  EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
+  EXPECT_STREQ("[EC027]Error :cursor busy Close Cursor STC0_SMARTCUR  \n", buffer);
+  EXPECT_EQ("", text_of(peer.conn));
   EXPECT_EQ(0, ZVC_GetAttr(&handle, 64, &value, 4, &type, &length));
   EXPECT_EQ(6, value);
   EXPECT_EQ(0, ZVC_GetAttr(&handle, 61, &value, 4, &type, &length));
@@ -97,9 +99,6 @@ TEST(SmartCursor, AttributesAndErrors) {
   int64_t rows = 0;
   EXPECT_EQ(0, ZVC_GetAttr(&handle, 62, &rows, 8, &type, &length));
   EXPECT_EQ(4, rows);
-  char buffer[1024];
-  EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
-  EXPECT_STREQ("[EC027]Error :cursor busy Close Cursor STC0_SMARTCUR  \n", buffer);
   // The refusals of attribute reads are read through the cursor's handle.
   EXPECT_EQ(-3, ZVC_GetAttr(&handle, 66, &value, 4, &type, &length));
   EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
@@ -267,20 +266,22 @@ TEST(NamedCursor, RowsBeyondWhatAFetchAskedFor) {
 
 // The whole conversation of a two-row query cut at every byte: DECLARE, OPEN and FETCH go out
 // together before any reply comes. Before the FETCH's "K" the call fails with -4, no handle, the
-// link dropped and the semaphore free; a cut CLOSE reply still gives the rows, the link having
-// taken the server's cursor along. Nothing leaks, nothing hangs.
+// link dropped and the semaphore free; a missing CLOSE reply still gives the rows, and the next
+// exchange, which reads it, fails with -4 and drops the link, which takes the server's cursor
+// along. Nothing leaks, nothing hangs.
 TEST(SmartCursor, RepliesCutAtEveryByte) {
-  const std::string whole = "K" "K" + block(2, 5) + "K";
-  for (size_t cut = 0; cut < whole.size(); cut++) {
+  // The CLOSE's reply, missing here, is read by the next exchange, which finds the link cut.
+  const std::string whole = "K" "K" + block(2, 5);
+  for (size_t cut = 0; cut <= whole.size(); cut++) {
     SCOPED_TRACE(cut);
     StreamPeer peer(whole.substr(0, cut));
     void* handle = nullptr;
     int32_t rc = ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr);
-    EXPECT_EQ(0, peer.conn->socket);
     int free_count = -1;
     sem_getvalue(peer.conn->semaphore, &free_count);
     EXPECT_EQ(1, free_count);
-    if (cut < whole.size() - 1) {
+    if (cut < whole.size()) {
+      EXPECT_EQ(0, peer.conn->socket);
       EXPECT_EQ(-4, rc);
       EXPECT_EQ(nullptr, handle);
     } else {
@@ -290,8 +291,10 @@ TEST(SmartCursor, RepliesCutAtEveryByte) {
       EXPECT_EQ(100, r.last);
     }
     EXPECT_EQ(0, ZVC_CloseResult(&handle));
+    EXPECT_EQ(-4, ZVC_ExecNoQuery(&peer.conn, "update t"));
+    EXPECT_EQ(0, peer.conn->socket);
     ZVC_CloseConnection(&peer.conn);
-    EXPECT_EQ(smart_texts(0, "select 1") + (cut < whole.size() - 1 ? "" : close_text("STC0_SMARTCUR")), peer.sent());
+    EXPECT_EQ(smart_texts(0, "select 1") + (cut < whole.size() ? "" : close_text("STC0_SMARTCUR")), peer.sent());
   }
 }
 

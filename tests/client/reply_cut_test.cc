@@ -176,6 +176,33 @@ std::string run_lob(ConnRecord** conn) {
   return outcome(rc, bytes, error_text(conn) + lob_error);
 }
 
+// A one-row query whose CLOSE the server refuses, its handle closed at once, then a statement:
+// the CLOSE went out without waiting, so its reply is read ahead of the statement's own and
+// before the statement goes out; with no handle left, the refusal goes to the notice hook.
+const std::string kCursorName = "STC0_SMARTCUR";
+const std::vector<std::pair<std::string, std::string>> kOneRowQuery = {
+    {"DECLARE " + kCursorName + " CURSOR FOR select a from t;", "K"},
+    {"OPEN " + kCursorName + " ;", "K"},
+    {"FETCH 20000 FROM " + kCursorName + " ;", kIntColumn + int_rows(1) + "K"}};
+const std::string kCloseSql = "CLOSE " + kCursorName + " ";
+CutReply close_reply() {
+  CutReply r;
+  return r.add("E" + wire_str("busy") + "K", "").add("K", "");
+}
+void keep_line(void* lines, const char* line) { *static_cast<std::string*>(lines) += line; }
+std::string run_after_close(ConnRecord** conn) {
+  (*conn)->stmt_counter = 0;  // the same cursor name after a reconnection
+  std::string lines;
+  ZVC_SetNoticeHook(*conn, keep_line, &lines);
+  void* cursor = nullptr;
+  int32_t rows = ZVC_Execute(conn, "select a from t", &cursor, nullptr, nullptr, nullptr);
+  int32_t closed = ZVC_CloseResult(&cursor);
+  int32_t rc = ZVC_ExecNoQuery(conn, "delete from t");
+  ZVC_SetNoticeHook(*conn, nullptr, nullptr);
+  std::string detail = std::to_string(rows) + " " + std::to_string(closed) + " " + lines;
+  return outcome(rc, error_text(conn), rc < 0 ? "" : detail);
+}
+
 struct ReplyKind {
   const char* name;
   CutReply reply;
@@ -198,6 +225,9 @@ std::vector<ReplyKind> reply_kinds() {
       {"cursor fetch", fetch_reply(), run_fetch, outcome(5, "careful", "5 rows, half"), {}, kFetchSql},
       {"count fetch", count_reply(), run_count, outcome(0, "", "1 3, last"), {}, kCountSql},
       {"lob fetch", lob_reply(), run_lob, outcome(0, "abcde", ""), {{kLobSelectSql, kLobSelectReply}}, kLobSql},
+      {"close read late", close_reply(), run_after_close,
+       outcome(0, "", "1 0 [EC027]Error :busy Close Cursor STC0_SMARTCUR  \n"), kOneRowQuery, kCloseSql,
+       command_bytes("delete from t"), 1 + wire_str("busy").size() + 1},
   };
 }
 

@@ -89,4 +89,9 @@ struct ConnRecord {
   // The smart cursors that stand open on the server over this link, linked through next_open: a
   // close of the connection detaches them, so that none reaches the freed record.
   SmartCursor* open_cursors;
+  // A smart cursor's CLOSE that went out without its reply being read: the cursor's name, empty
+  // when there is none, and the cursor while its handle lasts (else null). The next exchange on
+  // the link reads that reply first; a dropped link takes it along.
+  char closing_name[ZV_CURSOR_NAME_SIZE];
+  SmartCursor* closing;
 };

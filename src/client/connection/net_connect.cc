@@ -11,6 +11,8 @@ void drop_link(ConnRecord* conn) {
   conn->recv_len = conn->recv_pos = 0;
   conn->pushback = 0;
   conn->out_of_step = 0;
+  conn->closing_name[0] = 0;
+  conn->closing = nullptr;
   conn->link_deadline = 0;
 }
 

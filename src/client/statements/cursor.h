@@ -6,8 +6,9 @@
 #include "results/smart_cursor.h"
 
 // The class-4 path of ZVC_Execute: DECLARE (carrying the connection's parameters), OPEN and a
-// first FETCH of a block, written together and their replies read in order. A short first block closes the server cursor at once (Drained), a full
-// one leaves it Open on the connection's list. The FETCH's result, with the cursor in *out; on
+// first FETCH of a block, written together and their replies read in order. A short first block
+// sends the CLOSE at once (Drained) and leaves its reply to the next exchange; a full one leaves
+// the cursor Open on the connection's list. The FETCH's result, with the cursor in *out; on
 // failure nothing is given out: -1 for a refused DECLARE or OPEN, -4, -5, or the FETCH's code.
 int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out);
 // The next row of the cursor: 0, or 100 after the last; at the end of a full block the next one
@@ -18,6 +19,14 @@ int32_t smart_next_row(SmartCursor* cursor);
 // server refused gives -1 and leaves the record alive with the text in its error; a link that is
 // already down took the server's cursor along and the record is freed.
 int32_t close_smart_cursor(SmartCursor* cursor);
+// Reads the reply of a smart cursor's CLOSE that went out without its reply being read, when
+// there is one: the caller holds the semaphore, and nothing else has been sent behind it. A
+// refusal is the cursor's error as when it was read at once, and leaves the cursor open for a
+// close to try again; when the cursor's handle is already gone, its text goes to the notice hook.
+// A reply cut short drops the link.
+void settle_close(ConnRecord* conn);
+// The same for one cursor's own CLOSE, under the semaphore, before its error or attributes are read.
+void settle_cursor_close(SmartCursor* cursor);
 // The connection is going away: its open smart cursors let go of it. Each keeps its block; its
 // next refill reports that the connection was closed.
 void detach_smart_cursors(ConnRecord* conn);
@@ -31,7 +40,8 @@ int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, int32_
 // in error_text; -4 when the link failed.
 int32_t close_cursor(ConnRecord* conn, const char* name);
 // DECLARE text (carrying the connection's parameters), then "OPEN name ;" when the server took
-// it. What the DECLARE brought goes to *declared, also on failure (the caller frees it);
+// it. Unlike the smart cursor's, this OPEN waits for the DECLARE's reply: the caller names the
+// cursor, so an OPEN behind a refused DECLARE could open a cursor of that name left from before. What the DECLARE brought goes to *declared, also on failure (the caller frees it);
 // *declare_ok tells whether the failure, if any, was the OPEN's. The DECLARE's result, or the
 // OPEN's failure code.
 int32_t declare_and_open(ConnRecord* conn, const char* text, const char* name, ResultRecord** declared,

@@ -6,6 +6,7 @@
 #include "connection/login.h"
 #include "connection/wire.h"
 #include "statements/command.h"
+#include "statements/cursor.h"
 #include "statements/send_params.h"
 #include "zvc.h"
 
@@ -18,6 +19,8 @@ bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql) {
   *ex = {conn, strdup(sql), nullptr};
   if (!ex->text) return false;
   plat_sem_wait(conn->semaphore);
+  // A CLOSE sent without waiting has its reply next on the link, before this command goes out.
+  settle_close(conn);
   return true;
 }
 

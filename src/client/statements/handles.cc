@@ -8,6 +8,7 @@
 #include "results/result_attr.h"
 #include "results/smart_cursor.h"
 #include "statements/conn_attr.h"
+#include "statements/cursor.h"
 #include "statements/param_set.h"
 #include "zvc.h"
 
@@ -28,6 +29,7 @@ const char* handle_error_text(void** handle) {
     case HT_PARAMS:
       return static_cast<ParamSet*>(*handle)->error;
     case HT_SMART_CURSOR:
+      settle_cursor_close(static_cast<SmartCursor*>(*handle));
       return static_cast<SmartCursor*>(*handle)->error;
     default:
       return nullptr;
@@ -115,6 +117,7 @@ int32_t ZVC_GetAttr(void** handle, int32_t attribute, void* value_out, int32_t v
     case HT_RESULT:
       return result_get_attr(static_cast<ResultRecord*>(*handle), attribute, &out);
     case HT_SMART_CURSOR:
+      settle_cursor_close(static_cast<SmartCursor*>(*handle));
       return smart_get_attr(static_cast<SmartCursor*>(*handle), attribute, &out);
     case HT_PARAMS:
     case HT_LOB:

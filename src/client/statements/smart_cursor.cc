@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "connection/client_text.h"
+#include "connection/login.h"
 #include "connection/wire.h"
 #include "results/row_store.h"
 #include "statements/command.h"
@@ -102,14 +103,23 @@ void link_open(SmartCursor* cursor, ConnRecord* conn) {
   plat_sem_signal(conn->semaphore);
 }
 
+// Off the connection's list, under the semaphore that the caller holds; a CLOSE reply still
+// unread stays the connection's to read, but no longer names this record.
+void list_remove(ConnRecord* conn, SmartCursor* cursor) {
+  SmartCursor** slot = &conn->open_cursors;
+  while (*slot && *slot != cursor) slot = &(*slot)->next_open;
+  if (*slot) *slot = cursor->next_open;
+  if (conn->closing == cursor) conn->closing = nullptr;
+  cursor->next_open = nullptr;
+  cursor->conn = nullptr;
+}
+
 // Off the connection's list of open cursors, and no longer tied to it.
 void unlink_open(SmartCursor* cursor) {
   if (cursor->conn) {
     ConnRecord* conn = cursor->conn;
     plat_sem_wait(conn->semaphore);
-    SmartCursor** slot = &conn->open_cursors;
-    while (*slot && *slot != cursor) slot = &(*slot)->next_open;
-    if (*slot) *slot = cursor->next_open;
+    list_remove(conn, cursor);
     plat_sem_signal(conn->semaphore);
   }
   cursor->next_open = nullptr;
@@ -125,8 +135,9 @@ void take_error(SmartCursor* cursor, ConnRecord* conn) {
   conn->error_text = nullptr;
 }
 
-// A short block came: the server cursor is closed and the cursor goes Drained. A link that is
-// already down closed it too; a CLOSE the server refused leaves it open, to close once more.
+// A short block came in a refill: the server cursor is closed and the cursor goes Drained. A
+// link that is already down closed it too; a CLOSE the server refused leaves it open, to close
+// once more. The refill reports that refusal, so this CLOSE is read at once.
 int32_t drain(SmartCursor* cursor, ConnRecord* conn) {
   cursor->more = 0;
   int32_t rc = close_cursor(conn, cursor->name);
@@ -136,6 +147,26 @@ int32_t drain(SmartCursor* cursor, ConnRecord* conn) {
   }
   unlink_open(cursor);
   return 0;
+}
+
+// A short first block came: the cursor goes Drained and its CLOSE goes out at once, but its
+// reply is left in the socket for the next exchange on the link to read ahead of its own
+// (settle_close), so that a one-block query costs one round trip. Until then the record stays on
+// the connection's list and is the one the reply is about; its name goes with the reply.
+void drain_later(SmartCursor* cursor, ConnRecord* conn) {
+  cursor->more = 0;
+  cursor->open = 0;
+  char sql[128] = {0};
+  client_sprintf(sql, sizeof sql, "CLOSE %s ", cursor->name);
+  Exchange ex;
+  if (!begin_exchange(&ex, conn, sql, false)) {
+    unlink_open(cursor);
+    return;
+  }
+  conn->closing = cursor;
+  memcpy(conn->closing_name, cursor->name, sizeof conn->closing_name);
+  memset(cursor->name, 0, sizeof cursor->name);
+  end_exchange(&ex);
 }
 
 int32_t refill(SmartCursor* cursor) {
@@ -180,7 +211,7 @@ int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out) 
     return rc;
   }
   link_open(cursor, conn);
-  if (cursor->result->row_count != SMART_BLOCK_ROWS) drain(cursor, conn);
+  if (cursor->result->row_count != SMART_BLOCK_ROWS) drain_later(cursor, conn);
   *out = cursor;
   return rc;
 }
@@ -195,13 +226,12 @@ int32_t smart_next_row(SmartCursor* cursor) {
 }
 
 int32_t close_smart_cursor(SmartCursor* cursor) {
-  if (cursor->open) {
-    if (close_cursor(cursor->conn, cursor->name) == ZV_SERVER_ERROR) {
-      take_error(cursor, cursor->conn);
-      return ZV_SERVER_ERROR;
-    }
-    unlink_open(cursor);
+  if (cursor->open && close_cursor(cursor->conn, cursor->name) == ZV_SERVER_ERROR) {
+    take_error(cursor, cursor->conn);
+    return ZV_SERVER_ERROR;
   }
+  // A Drained cursor whose CLOSE reply is unread does not wait for it: the next exchange reads it.
+  unlink_open(cursor);
   free_result_chain(cursor->result);
   free(cursor->error);
   free(cursor);
@@ -215,6 +245,43 @@ void detach_smart_cursors(ConnRecord* conn) {
     if (cursor->result) cursor->result->conn = nullptr;
     unlink_open(cursor);
   }
+}
+
+void settle_close(ConnRecord* conn) {
+  if (!conn->closing_name[0]) return;
+  SmartCursor* cursor = conn->closing;
+  char name[ZV_CURSOR_NAME_SIZE];
+  memcpy(name, conn->closing_name, sizeof name);
+  conn->closing = nullptr;
+  memset(conn->closing_name, 0, sizeof conn->closing_name);
+  char* kept = conn->error_text;
+  conn->error_text = nullptr;
+  int32_t rc = read_short_reply(conn);
+  if (rc == ZV_SERVER_ERROR) {
+    const char* refusal = conn->error_text ? conn->error_text : "";
+    set_error_textf(&conn->error_text, "[EC027]Error :%s Close Cursor %s  \n", refusal, name);
+    if (cursor) {
+      // As when the CLOSE was read at once: the cursor's error, and open for a close to try again.
+      take_error(cursor, conn);
+      cursor->open = 1;
+      memcpy(cursor->name, name, sizeof name);
+    } else if (conn->error_text) {
+      notice_line(conn, conn->error_text);
+    }
+  } else if (cursor) {
+    list_remove(conn, cursor);
+  }
+  free(conn->error_text);
+  conn->error_text = kept;
+  if (conn->out_of_step) drop_link(conn);
+}
+
+void settle_cursor_close(SmartCursor* cursor) {
+  ConnRecord* conn = cursor->conn;
+  if (!conn) return;
+  plat_sem_wait(conn->semaphore);
+  if (conn->closing == cursor) settle_close(conn);
+  plat_sem_signal(conn->semaphore);
 }
 
 int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, int32_t row_limit, ResultRecord** head) {
