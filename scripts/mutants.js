@@ -350,7 +350,7 @@ module.exports = [
     name: 'binding-query-too-many-args', file: 'src/binding/query_method.cc',
     from: 'if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;\n  if (args[0]->IsUndefined())',
     to: 'if (args.Length() > 4) return throw_type_error(isolate, "Wrong arguments number"), false;\n  if (args[0]->IsUndefined())',
-    fault: 'query takes a fourth argument', tests: [J('query.test.js', 'callbacks.test.js')],
+    fault: 'query takes a fourth argument', tests: [J('query.test.js')],
   },
   {
     name: 'binding-query-object-values', file: 'src/binding/query_method.cc',
