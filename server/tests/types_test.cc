@@ -18,6 +18,8 @@ const TypeCase kTypes[] = {
     {"TINYINT", "-5", 3, 0, 0, "\xfb"},
     {"SMALLINT", "300", 4, 0, 0, be16(300)},
     {"INT", "'77'", 5, 0, 0, be32(77)},
+    {"INTEGER", "2147483647", 5, 0, 0, be32(INT32_MAX)},
+    {"INTEGER", "-2147483648", 5, 0, 0, be32(INT32_MIN)},
     {"BIGINT", "5000000000", 6, 0, 0, be64(5000000000LL)},
     {"NUMERIC(10,2)", "12.5", 7, 10, 2, "12.50"},
     {"DECIMAL", "'3.25'", 7, 0, 0, "3.25"},
@@ -121,18 +123,19 @@ TEST_F(ServerTest, ExpressionsAreTypedByTheirValuesEmptyValuesAreNotNullAndUnrea
 
   r = c->run(
       "create table e(a VARCHAR(5), b BLOB, c CLOB, d BINARY, e DATE, f SMALLINT, g BOOLEAN, h DATETIME, "
-      "i INTERVAL YEAR TO MONTH, j TIME);"
+      "i INTERVAL YEAR TO MONTH, j TIME, k INTEGER);"
       "insert into e values('', x'', '', zeroblob(0), 'someday', 70000, 'maybe', '2026-01-01 24:00:00', '1-12', "
-      "'10:00:61'), (null, null, null, null, '1900-02-29', 1, 'F', '2019-02-29 10:00:00', '0-11', '23:59:59.5');"
+      "'10:00:61', 2147483648), (null, null, null, null, '1900-02-29', 1, 'F', '2019-02-29 10:00:00', '0-11', "
+      "'23:59:59.5', -2147483649);"
       "select * from e");
   ASSERT_EQ(r.letters, "IAW");
   EXPECT_EQ(r.records[1].rows,
             std::vector<Row>({{"", "", "", "", std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt,
-                               std::nullopt},
+                               std::nullopt, std::nullopt},
                               {std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt, be16(1), "F",
-                               std::nullopt, be32(11), be32(86399500)}}));
+                               std::nullopt, be32(11), be32(86399500), std::nullopt}}));
   EXPECT_EQ(r.records[2].text,
-            "[W10001]8 stored values could not be read as their column's type and were sent as null");
+            "[W10001]10 stored values could not be read as their column's type and were sent as null");
 }
 
 }  // namespace
