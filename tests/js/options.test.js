@@ -103,6 +103,17 @@ test('options objects and strings whose values keep the string as it is open the
   }
 });
 
+test('a connection without a port goes to port 5138', async () => {
+  let attempts = 0;
+  const listener = net.createServer((socket) => { attempts += 1; socket.destroy(); });
+  await new Promise((resolve) => listener.listen(5138, '127.0.0.9', resolve));
+  let status;
+  zanvodb.createConnection(options(server, { host: '127.0.0.9', port: undefined, timeout: 100 })).connect((err) => { status = err; });
+  await new Promise((resolve) => setTimeout(resolve, 50));
+  await new Promise((resolve) => listener.close(resolve));
+  assert.deepEqual([status, attempts], ["Connect to Database failed! connection params error or Server can't reach 1", 1]);
+});
+
 test('"=" and inner blanks stay part of a password', async () => {
   const own = await launcher.start({ password: 'se=cret wörd' });
   const conn = zanvodb.createConnection({ ...options(own), password: 'se=cret wörd' });

@@ -37,6 +37,7 @@ test('every kind of value round-trips by position and by name, in each call form
   const forms = [
     (id) => query('insert into v values (?, ?, ?, ?, ?, ?, ?, ?)', [id, ...row.slice(1)]),
     (id) => query({ sql: 'insert into v values (?, ?, ?, ?, ?, ?, ?, ?)', values: [id, ...row.slice(1)] }),
+    (id) => query({ sql: 'insert into v values (?, ?, ?, ?, ?, ?, ?, ?)' }, [id, ...row.slice(1)]),
     (id) => query(`insert into v values (${names})`, { ...byName, i: id }),
     (id) => query({ sql: `insert into v values (${names})`, values: { ...byName, i: id } }),
     // An array serves named placeholders by index.
@@ -58,10 +59,11 @@ test('values that cannot be bound, and placeholders left without values', () => 
     { Error: '[E10003]the statement has 1 placeholders, 0 parameters were sent' });
   assert.deepEqual(query('select i from v where i = ? and s = ?', [() => 1, 'x']).err,
     { Error: '[E10003]parameter 1 was left without a value' });
+  assert.deepEqual(query('select ? as t, ? as f', [true, false]).rows, [{ t: 1, f: 0 }]);
   // With only a callback behind the text every placeholder binds NULL.
-  assert.deepEqual(query('select count(*) as c from v where n is ?'), { err: null, rows: [{ c: 6 }] });
+  assert.deepEqual(query('select count(*) as c from v where n is ?'), { err: null, rows: [{ c: 7 }] });
   // A name the values lack binds NULL; so does a missing index.
-  assert.deepEqual(query('select count(*) as c from v where n is :missing', { other: 1 }).rows, [{ c: 6 }]);
+  assert.deepEqual(query('select count(*) as c from v where n is :missing', { other: 1 }).rows, [{ c: 7 }]);
 });
 
 test('a getter of the values that runs a statement on the same connection runs it before anything is bound', () => {
