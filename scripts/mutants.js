@@ -355,7 +355,7 @@ module.exports = [
   {
     name: 'binding-query-object-values', file: 'src/binding/query_method.cc',
     from: '  if ((*values)->IsUndefined()) *values = args[1];', to: '',
-    fault: 'query({sql}, values) ignores the values beside the object', tests: [J('query_object.test.js', 'query.test.js')],
+    fault: 'query({sql}, values) ignores the values beside the object', tests: [J('parameters.test.js', 'query.test.js')],
   },
   {
     name: 'binding-querymany-update-key', file: 'src/binding/querymany.cc',
