@@ -350,12 +350,12 @@ module.exports = [
     name: 'binding-query-too-many-args', file: 'src/binding/query_method.cc',
     from: 'if (args.Length() > 3) return throw_type_error(isolate, "Wrong arguments number"), false;\n  if (args[0]->IsUndefined())',
     to: 'if (args.Length() > 4) return throw_type_error(isolate, "Wrong arguments number"), false;\n  if (args[0]->IsUndefined())',
-    fault: 'query takes a fourth argument', tests: [J('query.test.js', 'callbacks.test.js')],
+    fault: 'query takes a fourth argument', tests: [J('query.test.js')],
   },
   {
     name: 'binding-query-object-values', file: 'src/binding/query_method.cc',
     from: '  if ((*values)->IsUndefined()) *values = args[1];', to: '',
-    fault: 'query({sql}, values) ignores the values beside the object', tests: [J('parameters.test.js', 'query_object.test.js')],
+    fault: 'query({sql}, values) ignores the values beside the object', tests: [J('parameters.test.js')],
   },
   {
     name: 'binding-querymany-update-key', file: 'src/binding/querymany.cc',

@@ -1,5 +1,8 @@
 #include <sqlite3.h>
 
+#include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <tuple>
 
 #include "test_client.h"
@@ -54,29 +57,75 @@ TEST_F(ServerTest, GarbageClosesOnlyThatLink) {
   EXPECT_EQ(c->value("select 4"), be32(4));
 }
 
-TEST_F(ServerTest, CursorsServeTheirRowsInBlocks) {
-  auto c = connect();
-  Reply r = c->run(
-      "create table r(n INTEGER); insert into r values(1), (2), (3), (4), (5);"
-      "DECLARE STC0_SMARTCUR CURSOR FOR select n, n * 2 as twice from r order by n; OPEN STC0_SMARTCUR ;"
-      "FETCH 2 FROM STC0_SMARTCUR ;");
-  ASSERT_EQ(r.letters, "IA");
-  EXPECT_EQ(r.records[1].fields[1].name, "twice");
-  EXPECT_EQ(r.records[1].rows, std::vector<Row>({{be32(1), be32(2)}, {be32(2), be32(4)}}));
-  EXPECT_EQ(c->value("select 42"), be32(42));
-  EXPECT_EQ(c->run("FETCH  20000  FROM  stc0_smartcur ").records.at(0).rows,
-            std::vector<Row>({{be32(3), be32(6)}, {be32(4), be32(8)}, {be32(5), be32(10)}}));
-  r = c->run("FETCH 20000 FROM STC0_SMARTCUR ; CLOSE STC0_SMARTCUR ");
-  ASSERT_EQ(r.letters, "A");
-  EXPECT_EQ(std::pair(r.records[0].fields.size(), r.records[0].rows.size()), std::pair(size_t{2}, size_t{0}));
-  for (auto [text, error] :
-       {std::pair{"CLOSE STC0_SMARTCUR", "[E10005]no cursor named STC0_SMARTCUR"},
-        {"DECLARE C1 CURSOR FOR select * from missing", "[E10001]no such table: missing"},
-        {"DECLARE C2 CURSOR FOR create table q(a INTEGER)", "[E10004]a cursor needs a query that returns rows"}}) {
-    r = c->run(text);
-    ASSERT_EQ(r.letters, "E") << text;
-    EXPECT_EQ(r.records[0].text, error);
+TEST_F(ServerTest, EachFaultSpoilsTheNextReplyOnly) {
+  const struct {
+    const char* fault;
+    std::string reply;
+    bool closes;
+  } cases[] = {
+      {"ZANVO FAULT CLOSE AFTER 3;", "A" + std::string(2, '\0'), true},
+      {"ZANVO FAULT LETTER x", "x", false},
+      {"ZANVO FAULT LENGTH -7", "E" + be32(-7), false},
+      {"ZANVO FAULT COLUMNS 2", "A" + be32(2) + field("c1", 30, 0) + field("c2", 30, 0) + "K", false},
+      {"ZANVO FAULT RESULTS 2", "A" + be32(1) + field("r", 5, 4) + "A" + be32(1) + field("r", 5, 4) + "K", false},
+  };
+  for (const auto& k : cases) {
+    SCOPED_TRACE(k.fault);
+    auto c = connect();
+    Reply armed = c->run(k.fault);
+    EXPECT_TRUE(armed.complete && armed.records.empty());
+    c->command("select 1");
+    EXPECT_EQ(c->bytes(k.reply.size()), k.reply);
+    if (k.closes) {
+      EXPECT_TRUE(c->closed_by_server());
+    } else {
+      EXPECT_EQ(c->value("select 6"), be32(6));
+    }
   }
+}
+
+TEST_F(ServerTest, FaultStallDelaysTheNextReplyAndAMalformedFaultIsAnSqlError) {
+  auto c = connect();
+  EXPECT_EQ(c->run("ZANVO FAULT LETTER xy").records.at(0).text, "[E10001]near \"ZANVO\": syntax error");
+  EXPECT_TRUE(c->run("ZANVO FAULT STALL 200").complete);
+  auto started = std::chrono::steady_clock::now();
+  EXPECT_EQ(c->value("select 5"), be32(5));
+  EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(200));
+}
+
+const std::string kRefused =
+    "[E10001]not authorized: this server refuses ATTACH, DETACH, VACUUM and pragmas that reach files or other "
+    "connections";
+
+TEST_F(ServerTest, StatementsThatReachFilesOrSharedSettingsAreRefused) {
+  const std::string dir = ::testing::TempDir();
+  const std::string copy = dir + "zv-sandbox-copy-" + std::to_string(::getpid());
+  const std::string victim = dir + "zv-sandbox-victim-" + std::to_string(::getpid());
+  std::ofstream(victim) << "not a database";
+  auto c = connect();
+  for (const std::string& text :
+       {"VACUUM INTO '" + copy + "'", std::string("VACUUM"), "ATTACH '" + victim + "' AS v",
+        "ATTACH '" + victim + "' AS v; CREATE TABLE v.t(a INTEGER)", std::string("DETACH main"),
+        std::string("PRAGMA temp_store_directory = '/tmp'"), std::string("PRAGMA writable_schema = 1"),
+        std::string("PRAGMA journal_mode = DELETE"), std::string("PRAGMA soft_heap_limit = 1")}) {
+    Reply r = c->run(text);
+    ASSERT_EQ(r.letters, "E") << text;
+    EXPECT_EQ(r.records[0].text, kRefused) << text;
+  }
+  EXPECT_EQ(c->run("select load_extension('libm')").records.at(0).text,
+            "[E10001]not authorized to use function: load_extension");
+  EXPECT_FALSE(std::ifstream(copy).good());
+  std::string kept;
+  std::getline(std::ifstream(victim), kept);
+  EXPECT_EQ(kept, "not a database");
+  std::remove(victim.c_str());
+  // Pragmas of the connection alone, and ones that only describe the database, still work.
+  Reply r = c->run("PRAGMA user_version = 7; PRAGMA user_version; PRAGMA foreign_keys = ON; PRAGMA foreign_keys");
+  ASSERT_EQ(r.letters, "AA");
+  EXPECT_EQ(std::pair(r.records[0].rows, r.records[1].rows),
+            std::pair(std::vector<Row>{{be32(7)}}, std::vector<Row>{{be32(1)}}));
+  EXPECT_EQ(c->value("select count(*) from pragma_table_info('dual')"), be32(1));
+  EXPECT_EQ(connect()->value("select dummy from dual"), "X");
 }
 
 }  // namespace

@@ -5,10 +5,12 @@
 namespace zvtest {
 namespace {
 
-// A reply as its letters and, for each "A", its rows' first values as numbers: "A:1,2".
+// A reply as its letters and, for each "A", its rows' first values as numbers: "A:1,2"; for an
+// "E", its text.
 std::string outline(const Reply& reply) {
   std::string out = reply.letters;
   for (const Record& r : reply.records) {
+    if (r.letter == 'E') out += ":" + r.text;
     if (r.rows.empty()) continue;
     out += ":";
     for (const Row& row : r.rows) {
@@ -40,7 +42,9 @@ TEST_F(ServerCursorTest, EverySpellingOfTheClientIsAnswered) {
       {"FETCH 20000 FROM STC0_SMARTCUR ;", "A:5"},
       {"FETCH 20000 FROM STC0_SMARTCUR ;", "A"},
       {"CLOSE STC0_SMARTCUR ", ""},
-      {"FETCH 1 FROM STC0_SMARTCUR ;", "E"},
+      {"FETCH 1 FROM STC0_SMARTCUR ;", "E:[E10005]no cursor named STC0_SMARTCUR"},
+      {"DECLARE C1 CURSOR FOR select * from missing", "E:[E10001]no such table: missing"},
+      {"DECLARE C2 CURSOR FOR create table q(a INTEGER)", "E:[E10004]a cursor needs a query that returns rows"},
       {"DECLARE C1 CURSOR FOR select n from t where n > 3 ", ""},
       {"OPEN C1 ;", ""},
       {"FETCH  20000  FROM  C1 ", "A:4,5"},
@@ -49,7 +53,7 @@ TEST_F(ServerCursorTest, EverySpellingOfTheClientIsAnswered) {
       {"DECLARE  STC1_CUR CURSOR FOR STC1 ", ""},
       {"OPEN STC1_CUR ;", ""},
       {"CLOSE STC1_CUR ", ""},
-      {"CLOSE STC1_CUR ", "E"},
+      {"CLOSE STC1_CUR ", "E:[E10005]no cursor named STC1_CUR"},
   };
   auto c = with_table();
   for (const auto& [text, reply] : cases) EXPECT_EQ(outline(c->run(text)), reply) << text;

@@ -88,20 +88,6 @@ TEST_F(ServerTest, EveryTypeCodeIsBoundByPositionOrByNameAndComesBackExactly) {
   }
 }
 
-TEST_F(ServerTest, AValueOfLengthZeroIsANullWhateverItsType) {
-  auto c = connect();
-  std::string sql = "select ", nulls;
-  const int16_t codes[] = {2, 3, 4, 5, 6, 8, 9, 13, 30, 32, 33, 34, 47, 64, 1008};
-  for (int16_t code : codes) {
-    sql += std::string(nulls.empty() ? "" : ", ") + "typeof(?)";
-    nulls += parameter_record(code, "");
-  }
-  c->command(sql, static_cast<int32_t>(std::size(codes)), nulls);
-  Reply r = c->reply();
-  ASSERT_EQ(r.letters, "A");
-  EXPECT_EQ(r.records[0].rows.at(0), Row(std::size(codes), "null"));
-}
-
 TEST_F(ServerTest, ALargeObjectOfOneMebibyteAndOneByteArrivesInTwoChunks) {
   auto c = connect();
   ASSERT_EQ(c->run("create table big(b BLOB, t CLOB)").letters, "");
@@ -161,18 +147,6 @@ TEST_F(ServerTest, ParametersThatDoNotFitTheStatementAreRefusedAndTheLinkStaysIn
     EXPECT_EQ(r.records.back().text, k.error);
     EXPECT_EQ(c->value("select 7"), be32(7));
   }
-}
-
-TEST_F(ServerTest, ACursorTakesItsQuerysParameters) {
-  auto c = connect();
-  ASSERT_EQ(c->run("create table r(n INTEGER); insert into r values(1), (2), (3), (4)").letters, "I");
-  c->command("DECLARE STC0_SMARTCUR CURSOR FOR select n from r where n > :low order by n;", 1,
-             parameter_record(5, be32(2), "low"));
-  ASSERT_EQ(c->reply().letters, "");
-  ASSERT_EQ(c->run("OPEN STC0_SMARTCUR ;").letters, "");
-  Reply r = c->run("FETCH 20000 FROM STC0_SMARTCUR ;");
-  ASSERT_EQ(r.letters, "A");
-  EXPECT_EQ(r.records[0].rows, std::vector<Row>({{be32(3)}, {be32(4)}}));
 }
 
 }  // namespace

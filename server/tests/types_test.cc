@@ -18,6 +18,8 @@ const TypeCase kTypes[] = {
     {"TINYINT", "-5", 3, 0, 0, "\xfb"},
     {"SMALLINT", "300", 4, 0, 0, be16(300)},
     {"INT", "'77'", 5, 0, 0, be32(77)},
+    {"INTEGER", "2147483647", 5, 0, 0, be32(INT32_MAX)},
+    {"INTEGER", "-2147483648", 5, 0, 0, be32(INT32_MIN)},
     {"BIGINT", "5000000000", 6, 0, 0, be64(5000000000LL)},
     {"NUMERIC(10,2)", "12.5", 7, 10, 2, "12.50"},
     {"DECIMAL", "'3.25'", 7, 0, 0, "3.25"},
@@ -25,6 +27,9 @@ const TypeCase kTypes[] = {
     {"DOUBLE PRECISION", "'1e3'", 9, 0, 0, be64(0x408F400000000000)},
     {"DATE", "'1969-12-31'", 10, 0, 0, be32(-1)},
     {"DATE", "20454", 10, 0, 0, be32(20454)},
+    {"DATE", "'2000-02-29'", 10, 0, 0, be32(11016)},
+    {"DATE", "'0001-01-01'", 10, 0, 0, be32(-719162)},
+    {"DATE", "'9999-12-31'", 10, 0, 0, be32(2932896)},
     {"TIME", "'10:00:00.123'", 11, 0, 0, be32(36000123)},
     {"time  with  Time Zone", "'01:30:00-05:30'", 12, 0, 0, be32(25200000) + be16(-330)},
     {"DATETIME", "'1969-12-31 23:59:59.999'", 13, 0, 0, be64(-1)},
@@ -48,6 +53,13 @@ const TypeCase kTypes[] = {
     {"BINARY(2)", "x'0102'", 33, 2, 0, std::string("\x01\x02", 2)},
     {"BLOB", "x'ff00'", 34, 0, 0, std::string("\xff\x00", 2)},
 };
+
+// The text as an SQL literal.
+std::string sql_literal(const std::string& text) {
+  std::string out = "'";
+  for (char c : text) out += c == '\'' ? "''" : std::string(1, c);
+  return out + "'";
+}
 
 TEST_F(ServerTest, EveryDeclaredTypeArrivesWithItsCodeSizeAndWireForm) {
   auto c = connect();
@@ -73,6 +85,32 @@ TEST_F(ServerTest, EveryDeclaredTypeArrivesWithItsCodeSizeAndWireForm) {
   }
 }
 
+// A routine's outputs of every type go out in P records, each with its parameter's index,
+// and its return value in an O record; the input reaches the body.
+TEST_F(ServerTest, ARoutineAnswersEveryOutputTypeInPRecordsAndItsReturnValueInAnO) {
+  auto c = connect();
+  const size_t n = std::size(kTypes);
+  std::string params = "x IN INTEGER", body = "select ", marks = "?", records = parameter_record(5, be32(21));
+  for (size_t i = 0; i < n; ++i) {
+    params += ", o" + std::to_string(i) + " OUT " + kTypes[i].declared;
+    body += std::string(kTypes[i].stored) + ", ";
+    marks += ", ?";
+    records += parameter_record(30, "", "", 2);
+  }
+  Reply r = c->run("CREATE ROUTINE every(" + params + ") RETURNS BIGINT AS " + sql_literal(body + ":x + 1") + ";");
+  ASSERT_EQ(r.letters, "") << r.records.at(0).text;
+  c->command("EXEC every(" + marks + ")", static_cast<int32_t>(n + 1), records);
+  r = c->reply();
+  ASSERT_TRUE(r.complete);
+  ASSERT_EQ(r.letters, std::string(n, 'P') + "O") << r.records.at(0).text;
+  for (size_t i = 0; i < n; ++i) {
+    SCOPED_TRACE(kTypes[i].declared);
+    EXPECT_EQ(std::tuple(r.records[i].index, r.records[i].type, r.records[i].text),
+              std::tuple(static_cast<int32_t>(i + 1), kTypes[i].code, kTypes[i].wire));
+  }
+  EXPECT_EQ(std::pair(r.records.back().type, r.records.back().text), std::pair(6, be64(22)));
+}
+
 TEST_F(ServerTest, ExpressionsAreTypedByTheirValuesEmptyValuesAreNotNullAndUnreadableOnesAreNull) {
   auto c = connect();
   Reply r = c->run("select 1+1, 3000000000, 2.5, 'interval day to second', x'01', null, '', x''");
@@ -84,15 +122,20 @@ TEST_F(ServerTest, ExpressionsAreTypedByTheirValuesEmptyValuesAreNotNullAndUnrea
                                                   "interval day to second", "\x01", std::nullopt, "", ""}}));
 
   r = c->run(
-      "create table e(a VARCHAR(5), b BLOB, c CLOB, d BINARY, e DATE, f SMALLINT, g BOOLEAN);"
-      "insert into e values('', x'', '', zeroblob(0), 'someday', 70000, 'maybe'),"
-      "(null, null, null, null, '2026-02-30', 1, 'F'); select * from e");
+      "create table e(a VARCHAR(5), b BLOB, c CLOB, d BINARY, e DATE, f SMALLINT, g BOOLEAN, h DATETIME, "
+      "i INTERVAL YEAR TO MONTH, j TIME, k INTEGER);"
+      "insert into e values('', x'', '', zeroblob(0), 'someday', 70000, 'maybe', '2026-01-01 24:00:00', '1-12', "
+      "'10:00:61', 2147483648), (null, null, null, null, '1900-02-29', 1, 'F', '2019-02-29 10:00:00', '0-11', "
+      "'23:59:59.5', -2147483649);"
+      "select * from e");
   ASSERT_EQ(r.letters, "IAW");
   EXPECT_EQ(r.records[1].rows,
-            std::vector<Row>({{"", "", "", "", std::nullopt, std::nullopt, std::nullopt},
-                              {std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt, be16(1), "F"}}));
+            std::vector<Row>({{"", "", "", "", std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt,
+                               std::nullopt, std::nullopt},
+                              {std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt, be16(1), "F",
+                               std::nullopt, be32(11), be32(86399500), std::nullopt}}));
   EXPECT_EQ(r.records[2].text,
-            "[W10001]4 stored values could not be read as their column's type and were sent as null");
+            "[W10001]10 stored values could not be read as their column's type and were sent as null");
 }
 
 }  // namespace

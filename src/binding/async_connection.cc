@@ -392,7 +392,7 @@ void AsyncLink::OpenCursor(const FunctionCallbackInfo<Value>& args) {
   if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
   auto params = std::make_shared<ParamList>();
-  if (!collect_params(isolate, sql.c_str(), args[1], params.get())) return;
+  if (!read_params(isolate, sql.c_str(), args[1], Face::kExact, params.get())) return;
   std::string cursor = text_of(isolate, args[2]);
   int32_t block_rows = args[3].As<v8::Int32>()->Value();
   auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
@@ -416,7 +416,7 @@ void AsyncLink::ExecuteCursor(const FunctionCallbackInfo<Value>& args) {
   std::string name = text_of(isolate, args[0]);
   std::string sql = text_of(isolate, args[1]);
   auto params = std::make_shared<ParamList>();
-  if (!collect_params(isolate, sql.c_str(), args[2], params.get())) return;
+  if (!read_params(isolate, sql.c_str(), args[2], Face::kExact, params.get())) return;
   int32_t block_rows = args[3].As<v8::Int32>()->Value();
   auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;

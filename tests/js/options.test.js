@@ -20,39 +20,25 @@ const LIST = 'it may not contain "IPS="';
 const QUOTE = 'it may not contain "\'"';
 const MS = 'it must be a whole number of milliseconds from 0 to 2147483647';
 
+// Each text option refuses each kind of value that would change the string around it.
+const TEXTS = ['password', 'user', 'database', 'char_set', 'host'];
 const refused = [
-  ['password', 'SYSDBA;Port=1', SEPARATOR],
-  ['password', 'a,b', SEPARATOR],
-  ['host', '127.0.0.1;IP=10.0.0.1', SEPARATOR],
+  ...TEXTS.flatMap((key) => [
+    [key, 'SYSDBA;PORT=1', SEPARATOR], [key, 'a,b', SEPARATOR], [key, 'xIps=10.0.0.1', LIST],
+    [key, ' a', BLANK_END], [key, 'a ', BLANK_END], [key, 'a\nb', CONTROL], [key, 'a\u0000b', CONTROL],
+    [key, 'a\u007fb', CONTROL], [key, 'a\tb', CONTROL],
+  ]),
+  // The login quotes these, or leaves the database bare.
+  ...TEXTS.slice(0, 4).map((key) => [key, "it's", QUOTE]),
   ['port', '5138;PWD=x', SEPARATOR],
-  ['user', 'SYSDBA;PWD=x', SEPARATOR],
-  ['database', 'SYSTEM;USER=x', SEPARATOR],
-  ['char_set', 'UTF8,LOB_RET=1', SEPARATOR],
-  ['password', 'xIPS=10.0.0.1', LIST],
-  ['user', 'ips=10.0.0.1', LIST],
-  ['host', 'Ips=10.0.0.1', LIST],
-  ['password', ' SYSDBA', BLANK_END],
-  ['user', 'SYSDBA ', BLANK_END],
-  ['password', 'a\nb', CONTROL],
-  ['user', 'a\u0000b', CONTROL],
-  ['char_set', 'a\u007fb', CONTROL],
-  ['database', 'a\tb', CONTROL],
   ['user', "SYSDBA' password='x", QUOTE],
-  ['password', "it's", QUOTE],
-  ['char_set', "x'", QUOTE],
-  ['database', "SYS'TEM", QUOTE],
   ['database', "SYSTEM auto_commit = 'off'", QUOTE],
   ['database', 'SYSTEM lock_timeout = 0', 'it may not contain a blank'],
   ['password', 'p'.repeat(64), 'it may have 63 bytes at most'],
   ['database', 'é'.repeat(32), 'it may have 63 bytes at most'],
   ['host', '1'.repeat(32), 'it may have 31 bytes at most'],
-  ['timeout', '1000', MS],
-  ['timeout', -1, MS],
-  ['timeout', 1.5, MS],
-  ['timeout', NaN, MS],
-  ['connectTimeout', null, MS],
-  ['connectTimeout', 2147483648, MS],
-  ['connectTimeout', Infinity, MS],
+  ...['1000', -1, 1.5, NaN].map((v) => ['timeout', v, MS]),
+  ...[null, 2147483648, Infinity].map((v) => ['connectTimeout', v, MS]),
   ['silent', 'yes', 'it must be true or false'],
   ['silent', 1, 'it must be true or false'],
 ];
@@ -102,21 +88,30 @@ test('silent: true and SILENT=on print nothing; by default query prints its larg
   assert.equal(printed(server.connString(';SILENT=on')), '');
 });
 
-test('values that keep the string as it is are accepted', () => {
+test('options objects and strings whose values keep the string as it is open the same link', () => {
   const accepted = [
-    { password: 'SYSDBA', database: 'SYSTEM', char_set: '' },
-    { user: 'sysdba', timeout: 0 },
-    { timeout: 5000, connectTimeout: 2000 },
-    { timeout: 2147483647, connectTimeout: 0 },
-    { port: String(server.port), timeout: undefined, connectTimeout: undefined },
-    { silent: false },
+    server.connString(),
+    ...[{}, { port: String(server.port) }, { password: 'SYSDBA', database: 'SYSTEM', char_set: '' },
+      { user: 'sysdba', timeout: 0 }, { timeout: 5000, connectTimeout: 2000 }, { timeout: 2147483647, connectTimeout: 0 },
+      { timeout: undefined, connectTimeout: undefined }, { silent: false }].map((extra) => options(server, extra)),
   ];
-  for (const extra of accepted) {
-    const conn = zanvodb.createConnection(options(server, extra));
-    assert.equal(conn.connect(), true, JSON.stringify(extra));
+  for (const how of accepted) {
+    const conn = zanvodb.createConnection(how);
+    assert.equal(conn.connect(), true, JSON.stringify(how));
     assert.deepEqual(run(conn, 'select 1 as one from dual').rows, [{ one: 1 }]);
     conn.end();
   }
+});
+
+test('a connection without a port goes to port 5138', async () => {
+  let attempts = 0;
+  const listener = net.createServer((socket) => { attempts += 1; socket.destroy(); });
+  await new Promise((resolve) => listener.listen(5138, '127.0.0.9', resolve));
+  let status;
+  zanvodb.createConnection(options(server, { host: '127.0.0.9', port: undefined, timeout: 100 })).connect((err) => { status = err; });
+  await new Promise((resolve) => setTimeout(resolve, 50));
+  await new Promise((resolve) => listener.close(resolve));
+  assert.deepEqual([status, attempts], ["Connect to Database failed! connection params error or Server can't reach 1", 1]);
 });
 
 test('"=" and inner blanks stay part of a password', async () => {

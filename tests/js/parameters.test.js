@@ -60,6 +60,7 @@ test('values that cannot be bound, and placeholders left without values', () => 
     { Error: '[E10003]the statement has 1 placeholders, 0 parameters were sent' });
   assert.deepEqual(query('select i from v where i = ? and s = ?', [() => 1, 'x']).err,
     { Error: '[E10003]parameter 1 was left without a value' });
+  assert.deepEqual(query('select ? as t, ? as f', [true, false]).rows, [{ t: 1, f: 0 }]);
   // With only a callback behind the text every placeholder binds NULL.
   assert.deepEqual(query('select count(*) as c from v where n is ?'), { err: null, rows: [{ c: 7 }] });
   // A name the values lack binds NULL; so does a missing index.
