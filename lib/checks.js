@@ -11,6 +11,7 @@ const protoOf = Object.getPrototypeOf;
 const ObjectProto = Object.prototype;
 const isView = ArrayBuffer.isView;
 const isFinite = Number.isFinite;
+const isSafeInteger = Number.isSafeInteger;
 const apply = Reflect.apply;
 const getTime = Date.prototype.getTime;
 const getTimezoneOffset = Date.prototype.getTimezoneOffset;
