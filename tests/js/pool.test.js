@@ -96,7 +96,7 @@ test('a waiter rejects with EP007 when no link is given back in time; a lease dr
   await pool.end();
 });
 
-test('a transaction runs on one link, commits on return and rolls back on a throw; a lease left in begin() is rolled back', async () => {
+test('a transaction runs on one link, commits on return and rolls back on a throw; a lease left in begin() is rolled back; a stream gives its link back however it ends', async () => {
   const pool = zp.createPool({ ...options(server), max: 3 });
   await pool.query('create table pt (n integer)');
   // A temporary table lives on its link alone: the callback's statements all see it.
@@ -115,6 +115,11 @@ test('a transaction runs on one link, commits on return and rolls back on a thro
   await lease.query('insert into pt values (6)');
   lease.release();
   assert.deepEqual((await pool.query('select n from pt order by n')).rows, [{ n: 1 }, { n: 2 }, { n: 3 }]);
+  const read = [];
+  for await (const row of pool.stream('select n from pt order by n', [], { blockRows: 2 })) read.push(row.n);
+  for await (const row of pool.stream('select n from pt order by n')) { read.push(row.n); break; }
+  assert.deepEqual(read, [1, 2, 3, 1]);
+  allIdle(pool);
   await pool.end();
 });
 
