@@ -121,27 +121,5 @@ TEST_F(ServerTest, EncipheredRefusalsGoOutEncipheredAndCloseTheLink) {
   }
 }
 
-TEST_F(ServerTest, ALinkCutOffInTheEncipheredLoginEndsAloneAndOthersAreServed) {
-  auto plain = connect();
-  const std::string blocks = as_string(link_key()) + stuffed(login_text("SYSDBA", "SYSDBA"));
-  // How much of the block image is sent before the client closes; -1 for none of the
-  // exponent and modulus read either.
-  for (long cut : {-1L, 0L, 20L, 32L, 50L, 64L, 96L}) {
-    {
-      TestClient c(port());
-      if (cut < 0) {
-        c.send("~ssl~");
-      } else {
-        c.send(raised(blocks, exchange(c)).substr(0, static_cast<size_t>(cut)));
-      }
-    }
-    EXPECT_TRUE(within_ms(3000, [&] { return server_->links() == 1; })) << cut;
-  }
-  TestClient c(port());
-  EXPECT_EQ(login_enciphered(c, login_text("SYSDBA", "SYSDBA")), kLoggedIn);
-  EXPECT_EQ(c.value("select 2"), be32(2));
-  EXPECT_EQ(plain->value("select 3"), be32(3));
-}
-
 }  // namespace
 }  // namespace zvtest

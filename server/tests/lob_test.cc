@@ -1,7 +1,3 @@
-#include <algorithm>
-
-#include "lob_fetch.h"
-#include "lob_store.h"
 #include "test_client.h"
 
 namespace zvtest {
@@ -42,48 +38,6 @@ TEST_F(ServerTest, LargeObjectsGoInlineOrByDescriptorAndAreFetchedInPieces) {
   plain->command("get lob 'C000000000001' offset 0 limit 13 ");
   EXPECT_EQ(plain->bytes(1), "K");
   EXPECT_EQ(plain->value("select 1"), be32(1));
-}
-
-// Objects of several MiB are read by SQLite into large blocks and kept in them; a second
-// select reuses the blocks the first gave back, and the first descriptor still holds its bytes.
-TEST_F(ServerTest, ObjectsOfSeveralMiBGoWholeInlineAndByDescriptor) {
-  start(zv::ServerOptions());
-  auto c = connect(" lob_ret  =descriptor");
-  auto plain = connect();
-  const int32_t size = 5 * 1048576 + 3;
-  std::string text;
-  for (int32_t i = 0; i < size; ++i) text += static_cast<char>('a' + i % 23);
-  // Each letter of the alphabet's first 23 in turn, built by SQLite from a 23-letter string.
-  const std::string select =
-      "select substr(replace(hex(zeroblob(" + std::to_string(size / 23 + 1) +
-      ")), '00', 'abcdefghijklmnopqrstuvw'), 1, " + std::to_string(size) + ") as body";
-  ASSERT_EQ(c->run("create table docs(body CLOB); insert into docs " + select).letters, "I");
-  EXPECT_EQ(plain->run("select body from docs").records.at(0).rows, std::vector<Row>({{text}}));
-  for (const char* descriptor : {"C000000000001", "C000000000002"}) {
-    Reply r = c->run("select body from docs");
-    ASSERT_EQ(r.letters, "A");
-    EXPECT_EQ(r.records[0].rows, std::vector<Row>({{std::string(descriptor) + ":" + std::to_string(size)}}));
-  }
-  c->command("get lob 'C000000000001' offset 0 limit " + std::to_string(size) + " ");
-  std::string expected = fetch_head(32);
-  for (int32_t pos = 0; pos < size; pos += zv::kLobPieceMax) {
-    int32_t piece = std::min(size - pos, zv::kLobPieceMax);
-    expected += be32(size) + be32(piece) + text.substr(static_cast<size_t>(pos), static_cast<size_t>(piece));
-  }
-  expected += be32(0);
-  EXPECT_TRUE(c->bytes(expected.size()) == expected);
-  EXPECT_EQ(c->value("select 1"), be32(1));
-}
-
-TEST(ServerLobStore, ReleasesTheOldestObjectsToStayInBounds) {
-  zv::LobStore store(10);
-  EXPECT_EQ(store.keep('C', "abcd", 4), "C000000000001");
-  EXPECT_EQ(store.keep('B', "efgh", 4), "B000000000002");
-  EXPECT_EQ(store.keep('C', "ijkl", 4), "C000000000003");
-  EXPECT_EQ(store.find("C000000000001"), std::nullopt);
-  ASSERT_NE(store.find("B000000000002"), std::nullopt);
-  EXPECT_EQ(*store.find("B000000000002"), "efgh");
-  EXPECT_EQ(std::pair(store.bytes(), store.count()), std::pair(size_t{8}, size_t{2}));
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <tuple>
-
 #include "test_client.h"
 
 namespace zvtest {
@@ -86,24 +84,6 @@ TEST_F(ServerTest, EveryTypeCodeIsBoundByPositionOrByNameAndComesBackExactly) {
       EXPECT_EQ(wire[i], kBound[i].wire);
     }
   }
-}
-
-TEST_F(ServerTest, ALargeObjectOfOneMebibyteAndOneByteArrivesInTwoChunks) {
-  auto c = connect();
-  ASSERT_EQ(c->run("create table big(b BLOB, t CLOB)").letters, "");
-  std::string bytes(1048577, '\0');
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 % 251);
-  const std::string text(1048577, 'z');
-  std::string first = parameter_record(34, bytes) + parameter_record(32, text);
-  // The blob's first chunk with its head, then its last byte and the text.
-  const size_t cut = 10 + (1 << 20);
-  c->command("insert into big values(?, ?)", 2, first.substr(0, cut));
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  c->send(first.substr(cut));
-  ASSERT_EQ(c->reply().letters, "I");
-  Reply r = c->run("select b, t, length(b), length(t) from big");
-  ASSERT_EQ(r.letters, "A");
-  EXPECT_EQ(r.records[0].rows.at(0), Row({bytes, text, be32(1048577), be32(1048577)}));
 }
 
 struct Refusal {

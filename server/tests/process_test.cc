@@ -95,16 +95,6 @@ TEST(ServerProcess, ExitsWithItsParentWhenAsked) {
   if (!stopped) ::kill(got[1], SIGKILL);
 }
 
-TEST_F(ServerTest, StopClosesOpenLinksAndEndsStalls) {
-  auto idle = connect();
-  auto stalled = connect();
-  stalled->run("ZANVO FAULT STALL 600000");
-  stalled->command("select 1");
-  server_->stop();
-  EXPECT_TRUE(idle->closed_by_server());
-  EXPECT_TRUE(stalled->closed_by_server());
-}
-
 TEST_F(ServerTest, AQueryWhoseClientHasGoneStops) {
   const char* endless = "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c";
   {

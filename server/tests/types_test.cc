@@ -54,13 +54,6 @@ const TypeCase kTypes[] = {
     {"BLOB", "x'ff00'", 34, 0, 0, std::string("\xff\x00", 2)},
 };
 
-// The text as an SQL literal.
-std::string sql_literal(const std::string& text) {
-  std::string out = "'";
-  for (char c : text) out += c == '\'' ? "''" : std::string(1, c);
-  return out + "'";
-}
-
 TEST_F(ServerTest, EveryDeclaredTypeArrivesWithItsCodeSizeAndWireForm) {
   auto c = connect();
   const size_t n = std::size(kTypes);
@@ -83,32 +76,6 @@ TEST_F(ServerTest, EveryDeclaredTypeArrivesWithItsCodeSizeAndWireForm) {
     EXPECT_EQ(std::tuple(f.type, f.size, f.detail), std::tuple(kTypes[i].code, kTypes[i].size, kTypes[i].detail));
     EXPECT_EQ(a.rows[0][i], kTypes[i].wire);
   }
-}
-
-// A routine's outputs of every type go out in P records, each with its parameter's index,
-// and its return value in an O record; the input reaches the body.
-TEST_F(ServerTest, ARoutineAnswersEveryOutputTypeInPRecordsAndItsReturnValueInAnO) {
-  auto c = connect();
-  const size_t n = std::size(kTypes);
-  std::string params = "x IN INTEGER", body = "select ", marks = "?", records = parameter_record(5, be32(21));
-  for (size_t i = 0; i < n; ++i) {
-    params += ", o" + std::to_string(i) + " OUT " + kTypes[i].declared;
-    body += std::string(kTypes[i].stored) + ", ";
-    marks += ", ?";
-    records += parameter_record(30, "", "", 2);
-  }
-  Reply r = c->run("CREATE ROUTINE every(" + params + ") RETURNS BIGINT AS " + sql_literal(body + ":x + 1") + ";");
-  ASSERT_EQ(r.letters, "") << r.records.at(0).text;
-  c->command("EXEC every(" + marks + ")", static_cast<int32_t>(n + 1), records);
-  r = c->reply();
-  ASSERT_TRUE(r.complete);
-  ASSERT_EQ(r.letters, std::string(n, 'P') + "O") << r.records.at(0).text;
-  for (size_t i = 0; i < n; ++i) {
-    SCOPED_TRACE(kTypes[i].declared);
-    EXPECT_EQ(std::tuple(r.records[i].index, r.records[i].type, r.records[i].text),
-              std::tuple(static_cast<int32_t>(i + 1), kTypes[i].code, kTypes[i].wire));
-  }
-  EXPECT_EQ(std::pair(r.records.back().type, r.records.back().text), std::pair(6, be64(22)));
 }
 
 TEST_F(ServerTest, ExpressionsAreTypedByTheirValuesEmptyValuesAreNotNullAndUnreadableOnesAreNull) {

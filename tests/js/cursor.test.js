@@ -14,16 +14,11 @@ test('a 100,000-row select gives the same rows through the server cursor as with
   const sql = 'select id, name, v from big order by id';
   const cursor = run(fx.conn, sql);
   assert.equal(cursor.err, null);
-  assert.equal(cursor.rows.length, 100000);
-  assert.deepEqual(cursor.rows[0], { id: 1, name: 'n1', v: 0.25 });
-  // Either side of the first block's end, and the last row.
-  assert.deepEqual(cursor.rows.slice(19999, 20001), [{ id: 20000, name: 'n20000', v: 5000 },
-    { id: 20001, name: 'n20001', v: 5000.25 }]);
-  assert.deepEqual(cursor.rows[99999], { id: 100000, name: 'n100000', v: 25000 });
-  assert.equal(cursor.rows.reduce((s, r) => s + r.id, 0), 5000050000);
-  assert.equal(cursor.rows.reduce((s, r) => s + r.v, 0), 1250012500);
+  // Either side of the first block's end, and the last row; the rest as the plain link reads them.
+  assert.deepEqual([cursor.rows.length, cursor.rows[19999], cursor.rows[20000], cursor.rows[99999]],
+    [100000, { id: 20000, name: 'n20000', v: 5000 }, { id: 20001, name: 'n20001', v: 5000.25 },
+      { id: 100000, name: 'n100000', v: 25000 }]);
   assert.deepEqual(cursor.fields, [{ ColName: 'id', Type: 5 }, { ColName: 'name', Type: 2 }, { ColName: 'v', Type: 8 }]);
-
   const plain = openConnection(fx.server, ';USE_SRVCURSOR=off');
   const whole = run(plain, sql);
   plain.end();

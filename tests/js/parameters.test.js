@@ -15,43 +15,26 @@ function query(...args) {
   return out;
 }
 
-const at = new Date(2026, 10, 23, 10, 20, 30, 456);
-const row = [42, 4294967295, 1.5, 'hé\u0000cut', true, at, new Uint8Array([1, 2, 3]), null];
-// A datetime column keeps no zone: the Date goes out as its local wall clock and comes back as
-// that wall clock read in UTC, whatever the script's zone.
-const expected = {
-  i: 42, big: 2147483647, d: 1.5, s: 'hé', b: true, t: Date.UTC(2026, 10, 23, 10, 20, 30), bin: '1,2,3', n: null,
-};
-
-function readBack(id) {
-  const { err, rows } = query('select i, big, d, s, b, t, bin, n from v where i = ?', [id]);
-  assert.equal(err, null);
-  assert.equal(rows.length, 1);
-  const r = rows[0];
-  return { ...r, t: r.t.getTime(), bin: Buffer.from(r.bin).toString() };
-}
-
-test('every kind of value round-trips by position and by name, in each call form', () => {
-  query('create table v (i integer, big bigint, d double, s varchar(40), b boolean, t timestamp, bin blob, n integer)');
-  const names = ':i, :big, :d, :s, :b, :t, :bin, :n';
-  const byName = { i: 0, big: row[1], d: row[2], s: row[3], b: row[4], t: row[5], bin: row[6], n: row[7] };
+// The kinds of values are the faces test's below; here, each call form.
+test('every call form binds its values by position or by name', () => {
+  query('create table v (i integer, s varchar(40), bin blob, n integer)');
+  const values = (i) => [i, 'hé\u0000cut', new Uint8Array([1, 2, 3]), null];
+  const named = (i) => ({ n: null, bin: new Uint8Array([1, 2, 3]), s: 'hé\u0000cut', i });
+  const [byPlace, byName] = ['insert into v values (?, ?, ?, ?)', 'insert into v values (:i, :s, :bin, :n)'];
   const forms = [
-    (id) => query('insert into v values (?, ?, ?, ?, ?, ?, ?, ?)', [id, ...row.slice(1)]),
-    (id) => query({ sql: 'insert into v values (?, ?, ?, ?, ?, ?, ?, ?)', values: [id, ...row.slice(1)] }),
-    (id) => query({ sql: 'insert into v values (?, ?, ?, ?, ?, ?, ?, ?)' }, [id, ...row.slice(1)]),
-    (id) => query(`insert into v values (${names})`, { ...byName, i: id }),
-    (id) => query({ sql: `insert into v values (${names})`, values: { ...byName, i: id } }),
-    // An array serves named placeholders by index.
-    (id) => query(`insert into v values (${names})`, [id, ...row.slice(1)]),
+    (id) => query(byPlace, values(id)),
+    (id) => query({ sql: byPlace, values: values(id) }),
+    (id) => query({ sql: byPlace }, values(id)),
+    (id) => query(byName, named(id)),
+    (id) => query({ sql: byName, values: named(id) }),
+    (id) => query(byName, values(id)),  // an array serves named placeholders by index
   ];
-  forms.forEach((insert, k) => {
-    const id = 100 + k;
-    assert.deepEqual(insert(id).err, null, `form ${k}`);
-    assert.deepEqual(readBack(id), { ...expected, i: id }, `form ${k}`);
-  });
-  // Without a callback the statement still runs with its values.
+  forms.forEach((insert, k) => assert.deepEqual(insert(100 + k).err, null, `form ${k}`));
+  // Without a callback the statement still runs with its values. query binds a Uint8Array as
+  // its text, "1,2,3".
   fx.conn.query('insert into v (i, s) values (?, ?)', [200, 'no callback']);
-  assert.deepEqual(query('select s from v where i = :i', { i: 200 }).rows, [{ s: 'no callback' }]);
+  assert.deepEqual(query('select i, s, hex(bin) as bin, n from v order by i').rows, [
+    ...forms.map((_, k) => ({ i: 100 + k, s: 'hé', bin: '312C322C33', n: null })), { i: 200, s: 'no callback', bin: null, n: null }]);
 });
 
 test('values that cannot be bound, and placeholders left without values', () => {

@@ -66,12 +66,6 @@ test('inserts, updates and deletes give their outcome objects', () => {
   assert.deepEqual(run(fx.conn, 'select name from q_dml').rows, [{ name: 'd' }]);
 });
 
-test('several statements in one text keep the link in step', () => {
-  assert.deepEqual(run(fx.conn, 'create table q_multi (a integer); insert into q_multi values (1); select a from q_multi'),
-    { err: null, rows: [], fields: [] });
-  assert.deepEqual(run(fx.conn, 'select a from q_multi').rows, [{ a: 1 }]);
-});
-
 // Strict mode on purpose: a function called with receiver null sees this === null exactly,
 // where sloppy mode would show the global object for null and undefined alike.
 test('every call form reaches its statement, and every callback is called with receiver null', () => {
@@ -149,18 +143,6 @@ test('wide results keep every column', () => {
   const row = Object.fromEntries(Array.from({ length: 2000 }, (_, i) => [`k${i}`, i]));
   assert.equal(rows.length, 300);
   assert.deepEqual([rows[0], rows[299]], [row, row]);
-});
-
-test('a reply of 600,000 chained results is read whole', () => {
-  const own = openConnection(fx.server, 'USE_SRVCURSOR=off');
-  run(own, 'ZANVO FAULT RESULTS 600000');
-  const { err, rows, fields } = run(own, 'select 1 from dual');
-  own.end();
-  assert.equal(err, null);
-  assert.equal(rows.length, 600000);
-  assert.equal(fields.length, 600000);
-  assert.deepEqual([rows[0], rows[599999]], [[], []]);
-  assert.deepEqual([fields[0], fields[599999]], [[{ ColName: 'r', Type: 5 }], [{ ColName: 'r', Type: 5 }]]);
 });
 
 test('large objects arrive as ArrayBuffers', () => {
