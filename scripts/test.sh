@@ -14,7 +14,7 @@ bash scripts/build.sh
 
 work=$(mktemp -d)
 # A step that fails stops the run; what still runs in the background stops with it.
-trap 'kill $(jobs -p) 2>/dev/null; rm -rf "$work"' EXIT
+trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
 
 # The packages' own install scripts are skipped: the typings need only the compiler, and the
 # benchmarks build the peers they use.
