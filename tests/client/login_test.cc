@@ -10,12 +10,14 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 #include <tuple>
 
 #include "connection/client_text.h"
 #include "connection/conn_string.h"
 #include "connection/login.h"
 #include "peer.h"
+#include "reply_script.h"
 #include "zvc.h"
 
 namespace {
@@ -97,6 +99,20 @@ TEST(LoginText, EncipheredColumnAndLengthLimit) {
   EXPECT_STREQ(out, "");
   strcpy(conn->database, "a'b");
   EXPECT_FALSE(build_login_text(conn, false, out, sizeof out));
+  ZVC_CloseConnection(&conn);
+}
+
+// A plain link tries a read that times out three times: a reply later than RECV_TIMEOUT, but
+// well within three of it, still answers the statement (an enciphered link gives up at once).
+TEST(Login, APlainReadThatTimesOutIsTriedAgain) {
+  ScriptedPeer peer;
+  peer.expect(default_text.size()).send("K").expect(command_bytes("update t").size())
+      .then([](const std::string&) { std::this_thread::sleep_for(std::chrono::milliseconds(450)); })
+      .send("U" + be32(1) + "K");
+  peer.start();
+  ConnRecord* conn = nullptr;
+  ASSERT_EQ(2, ZVC_OpenConnection(peer.conn_string(";RECV_TIMEOUT=300").c_str(), &conn));
+  EXPECT_EQ(1, ZVC_ExecNoQuery(&conn, "update t"));
   ZVC_CloseConnection(&conn);
 }
 

@@ -54,6 +54,7 @@ TEST(StmtReply, Readers) {
       {noquery, kIntColumn + "F" + wire_str("bad json") + "K", -1, "", "bad json"},  // rows dropped, none among them
       {noquery, "O" + be32(5) + be32(4) + be32(42) + "K", -56, "", kOutText},
       {noquery, "U" + be32(2) + "Q", 2},
+      {noquery, "U" + be32(2) + std::string(1, '\0'), 2},  // a zero byte ends a reply as K does
       {noquery, "W" + wire_str("x"), -4, "Server Warning x \nNet Error recv_noQuery \n", "x"},
       {noquery, "I" + be32(-3), -4, "Insert Prop NetError  \n", "[EC004]Insert Prop NetError"},
       {noquery, "U" + be32(-4) + "K", -4, "Update Prop NetError  \n", "[EC004]Update Prop NetError"},
