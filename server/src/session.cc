@@ -144,7 +144,13 @@ bool Session::serve_command() {
   } else {
     answer(command.text, command.parameters);
   }
-  return out_.flush() && fault.kind != FaultKind::kCloseAfter;
+  if (fault.kind == FaultKind::kCloseAfter) {
+    out_.flush();
+    return false;
+  }
+  // The replies of commands that came in one write go back in one: a reply waits in the
+  // buffer while the client's next command is already here, and goes once the client waits.
+  return in_.buffered() || out_.flush();
 }
 
 // The server's own statements take no parameters; SQL, cursors and routine calls do.

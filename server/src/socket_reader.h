@@ -29,6 +29,10 @@ class SocketReader {
   bool int16(int16_t& out);
   bool int32(int32_t& out);
 
+  // Whether the client has sent bytes that are read but not yet taken: a command it wrote
+  // without waiting for the reply before.
+  bool buffered() const { return pos_ < len_; }
+
   // From now on every byte read is deciphered, the bytes already buffered as well.
   void decipher_with(std::unique_ptr<LinkKeystream> keystream);
 
