@@ -99,13 +99,6 @@ TEST(SmartCursor, AttributesAndErrors) {
   int64_t rows = 0;
   EXPECT_EQ(0, ZVC_GetAttr(&handle, 62, &rows, 8, &type, &length));
   EXPECT_EQ(4, rows);
-  // The refusals of attribute reads are read through the cursor's handle.
-  EXPECT_EQ(-3, ZVC_GetAttr(&handle, 66, &value, 4, &type, &length));
-  EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
-  EXPECT_STREQ("[EC0106]smart result attribute type get error,unknown attribute type\n", buffer);
-  EXPECT_EQ(-12, ZVC_GetAttr(&handle, 62, &value, 4, &type, &length));
-  EXPECT_EQ(0, ZVC_GetErrorText(&handle, buffer, &length));
-  EXPECT_STREQ("[EC0107]attribute buffer too small for its value\n", buffer);
   // The server refused the CLOSE: the cursor stays open, and ZVC_FreeHandle tries again.
   EXPECT_EQ(1, cursor_of(handle)->open);
   void* failed = nullptr;
@@ -128,7 +121,6 @@ TEST(SmartCursor, LinkDroppedAndConnectionClosed) {
     Read r = read_all(&handle);
     EXPECT_EQ(20000, r.rows);
     EXPECT_EQ(-4, r.last);
-    EXPECT_EQ(nullptr, cursor_of(handle)->result);
     EXPECT_EQ(-1, ZVC_NextRow(&handle));
     EXPECT_EQ(0, ZVC_CloseResult(&handle));
     EXPECT_EQ(nullptr, handle);
@@ -138,8 +130,6 @@ TEST(SmartCursor, LinkDroppedAndConnectionClosed) {
   void* handle = nullptr;
   ASSERT_EQ(0, ZVC_Execute(&peer.conn, "select 1", &handle, nullptr, nullptr, nullptr));
   ZVC_CloseConnection(&peer.conn);
-  EXPECT_EQ(0, cursor_of(handle)->open);
-  EXPECT_EQ(nullptr, cursor_of(handle)->conn);
   Read r = read_all(&handle);
   EXPECT_EQ(20000, r.rows);
   EXPECT_EQ(-4, r.last);
