@@ -178,13 +178,6 @@ TEST(Params, OutputValuesReadBack) {
     for (int32_t l : lens) s += (s.empty() ? "" : " ") + std::to_string(l);
     return s;
   }());
-  // No parameters bound: the value is read past, and the reply says why.
-  ParamSet* none = nullptr;
-  ASSERT_EQ(0, ZVC_NewParamSet(&none));
-  EXPECT_EQ(-59, recv_noQuery_OP(peer.conn, none, nullptr));
-  EXPECT_STREQ("[EC060]Error params-out type need bind, here params without bindparams inout type is out or inout \n",
-               peer.conn->error_text);
-  ZVC_FreeHandle(reinterpret_cast<void**>(&none));
 }
 
 // A call's reply of rows beside its output value: all of its rows, however many blocks of 200
