@@ -36,12 +36,22 @@ TEST(Params, BindRefusalsInTheirOrder) {
       {256, 1, 0, "[EC055]Error bindparam jump long -55 invalid"},  // the earlier text stays
       {4000, 1, -55, "[EC055]Error bindparam jump long -55 invalid"},
   };
+  // A set of no connection prints nothing: the codes and their texts tell.
+  testing::internal::CaptureStdout();
   for (const auto& c : cases) {
     int32_t len = 4;
     EXPECT_EQ(c.rc, ZVC_BindParamByPos(h, c.pos, c.direction, CT_INT32, &v, 4, &len)) << c.pos;
     EXPECT_EQ(c.text, error_text_of(h)) << c.pos;
   }
-  int32_t len = 0;
+  ParamSet* other = nullptr;
+  ASSERT_EQ(0, ZVC_NewParamSet(&other));
+  void** o = reinterpret_cast<void**>(&other);
+  int32_t len = 4;
+  EXPECT_EQ(-58, ZVC_BindParamArrayByPos(o, 1, 5000, 1, 16, 1, &v, 4, &len));
+  EXPECT_EQ("", testing::internal::GetCapturedStdout());
+  EXPECT_EQ("[EC058]Error bindparam unsurpported datatype 16 invalid", error_text_of(o));
+  EXPECT_EQ(0, ZVC_FreeHandle(o));
+  len = 0;
   EXPECT_EQ(-52, ZVC_BindParamByName(h, "a", 5, CT_INT32, &v, 4, &len, &len));
   EXPECT_EQ("[EC052]Error invalis param type 5", error_text_of(h));
   EXPECT_EQ(-3, ZVC_BindParamByName(h, nullptr, 1, CT_INT32, &v, 4, &len, &len));
