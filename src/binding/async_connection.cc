@@ -190,6 +190,14 @@ Local<Function> callback_of(const FunctionCallbackInfo<Value>& args) {
   return args[args.Length() - 1].As<Function>();
 }
 
+// Runs work on the link's thread as one call whose callback is the method's last argument.
+void post(ExchangeThread* thread, const v8::Global<Function>& on_notice, const FunctionCallbackInfo<Value>& args,
+          std::function<void(ConnRecord**, CallJob*)> work) {
+  auto* job = new CallJob(args.GetIsolate(), callback_of(args), on_notice);
+  job->work = std::move(work);
+  thread->post(job);
+}
+
 std::string text_of(Isolate* isolate, Local<Value> value) {
   v8::String::Utf8Value text(isolate, value);
   return *text ? std::string(*text, static_cast<size_t>(text.length())) : std::string();
@@ -270,17 +278,15 @@ void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
   std::string sql = text_of(isolate, args[0]);
   auto params = std::make_shared<ParamList>();
   if (!read_params(isolate, sql.c_str(), args[1], Face::kExact, params.get())) return;
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
-  job->work = [sql, params, local](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [sql, params, local](ConnRecord** link, CallJob* job) {
     if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
     void* res = nullptr;
     int32_t fields = 0, rows = 0, effect = 0;
     int32_t rc = ZVC_Execute(link, sql.c_str(), &res, &fields, &rows, &effect);
     job->numbers = {static_cast<double>(effect)};
     take_outcome(link, job, rc, res, sql.c_str(), local);
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
@@ -288,8 +294,7 @@ void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
   std::string sql = text_of(isolate, args[0]);
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
-  job->work = [sql](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [sql](ConnRecord** link, CallJob* job) {
     char name[ZV_STMT_NAME_SIZE] = {0};
     int32_t rc = ZVC_Prepare(link, sql.c_str(), name);
     if (rc < 0) return job->fail(link, rc);
@@ -297,8 +302,7 @@ void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {
     // each run binds a set of its own instead.
     ZVC_ClearParams(reinterpret_cast<void**>(link));
     job->text = name;
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
@@ -309,9 +313,8 @@ void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
   std::string sql = text_of(isolate, args[1]);
   auto params = std::make_shared<ParamList>();
   if (!read_params(isolate, sql.c_str(), args[2], Face::kExact, params.get())) return;
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
-  job->work = [name, sql, params, local](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [name, sql, params, local](ConnRecord** link, CallJob* job) {
     if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
     void* res = nullptr;
     int32_t rc = ZVC_Execute2(link, name.c_str(), nullptr, &res);
@@ -319,8 +322,7 @@ void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
     if (rc >= 0 && res != nullptr) ZVC_GetAttr(&res, ATTR_EFFECT_COUNT, &effect, sizeof effect, &type, &length);
     job->numbers = {static_cast<double>(effect)};
     take_outcome(link, job, rc, res, sql.c_str(), local);
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::Unprepare(const FunctionCallbackInfo<Value>& args) {
@@ -328,12 +330,10 @@ void AsyncLink::Unprepare(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
   std::string name = text_of(isolate, args[0]);
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
-  job->work = [name](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [name](ConnRecord** link, CallJob* job) {
     int32_t rc = ZVC_UnPrepare(link, name.c_str());
     if (rc < 0) job->fail(link, rc);
-  };
-  self->thread_->post(job);
+  });
 }
 
 namespace {
@@ -366,8 +366,7 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
     commands->push_back({first, static_cast<int32_t>(count), {}});
     fill_batch_blocks(isolate, values.commands[first / kBatchRowsMax], count, Face::kExact, kinds, &commands->back().blocks);
   }
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
-  job->work = [sql, shape, commands](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [sql, shape, commands](ConnRecord** link, CallJob* job) {
     double changed = 0;
     for (BatchCommand& c : *commands) {
       int32_t count = 0;
@@ -382,8 +381,7 @@ void AsyncLink::Batch(const FunctionCallbackInfo<Value>& args) {
       changed += count;
     }
     job->numbers = {changed};
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::OpenCursor(const FunctionCallbackInfo<Value>& args) {
@@ -395,9 +393,8 @@ void AsyncLink::OpenCursor(const FunctionCallbackInfo<Value>& args) {
   if (!read_params(isolate, sql.c_str(), args[1], Face::kExact, params.get())) return;
   std::string cursor = text_of(isolate, args[2]);
   int32_t block_rows = args[3].As<v8::Int32>()->Value();
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
-  job->work = [sql, params, cursor, block_rows, local](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [sql, params, cursor, block_rows, local](ConnRecord** link, CallJob* job) {
     if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
     void* res = nullptr;
     int32_t fields = 0;
@@ -405,8 +402,7 @@ void AsyncLink::OpenCursor(const FunctionCallbackInfo<Value>& args) {
     ZVC_CloseResult(&res);
     if (rc < 0) return job->fail(link, rc);
     fetch_block(link, job, cursor, block_rows, local);
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::ExecuteCursor(const FunctionCallbackInfo<Value>& args) {
@@ -418,9 +414,8 @@ void AsyncLink::ExecuteCursor(const FunctionCallbackInfo<Value>& args) {
   auto params = std::make_shared<ParamList>();
   if (!read_params(isolate, sql.c_str(), args[2], Face::kExact, params.get())) return;
   int32_t block_rows = args[3].As<v8::Int32>()->Value();
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
-  job->work = [name, params, block_rows, local](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [name, params, block_rows, local](ConnRecord** link, CallJob* job) {
     if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
     void* res = nullptr;
     char cursor[ZV_CURSOR_BUF_SIZE] = {0};
@@ -433,8 +428,7 @@ void AsyncLink::ExecuteCursor(const FunctionCallbackInfo<Value>& args) {
       return;
     }
     fetch_block(link, job, cursor, block_rows, local);
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::Fetch(const FunctionCallbackInfo<Value>& args) {
@@ -443,12 +437,10 @@ void AsyncLink::Fetch(const FunctionCallbackInfo<Value>& args) {
   if (self == nullptr) return;
   std::string cursor = text_of(isolate, args[0]);
   int32_t block_rows = args[1].As<v8::Int32>()->Value();
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
   bool local = self->local_;
-  job->work = [cursor, block_rows, local](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [cursor, block_rows, local](ConnRecord** link, CallJob* job) {
     fetch_block(link, job, cursor, block_rows, local);
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::CloseCursor(const FunctionCallbackInfo<Value>& args) {
@@ -456,12 +448,10 @@ void AsyncLink::CloseCursor(const FunctionCallbackInfo<Value>& args) {
   AsyncLink* self = for_job(args);
   if (self == nullptr) return;
   std::string cursor = text_of(isolate, args[0]);
-  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
-  job->work = [cursor](ConnRecord** link, CallJob* job) {
+  post(self->thread_, self->on_notice_, args, [cursor](ConnRecord** link, CallJob* job) {
     int32_t rc = ZVC_CloseCursor(link, cursor.c_str());
     if (rc < 0) job->fail(link, rc);
-  };
-  self->thread_->post(job);
+  });
 }
 
 void AsyncLink::Close(const FunctionCallbackInfo<Value>& args) {
