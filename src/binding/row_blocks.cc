@@ -46,15 +46,13 @@ void append_key(Isolate* isolate, Local<v8::Name> name, std::string* out) {
   out->append(literal);
 }
 
-// The builder of a shape: build(blocks, rows) turns the values of every block into row objects
-// and stores them in order into rows, whose places all exist. It reads only its arguments' own
+// The builder of a shape: build(values, rows) turns one block's values into row objects and
+// stores them in order into rows, whose places all exist. It reads only its arguments' own
 // elements and lengths and stores only into existing own elements, and an object literal
 // defines its keys as own properties: no global, prototype, getter or setter takes part. A
 // repeated name keeps its later column's value.
 std::string builder_source(RowContext* ctx, int32_t count) {
-  std::string text =
-      "(function (blocks, rows) {\n'use strict';\nlet r = 0;\n"
-      "for (let b = 0; b < blocks.length; ++b) {\nconst v = blocks[b];\nfor (let k = 0; k < v.length; k += ";
+  std::string text = "(function (v, rows) {\n'use strict';\nlet r = 0;\nfor (let k = 0; k < v.length; k += ";
   text += std::to_string(count);
   text += ") rows[r++] = {";
   for (int32_t c = 0; c < count; ++c) {
@@ -62,7 +60,7 @@ std::string builder_source(RowContext* ctx, int32_t count) {
     append_key(ctx->isolate, ctx->names[c], &text);
     text += ": v[k + " + std::to_string(c) + "]";
   }
-  text += "};\n}\n})";
+  text += "};\n})";
   return text;
 }
 
@@ -114,6 +112,19 @@ int32_t read_rows_singly(RowContext* ctx, int32_t count, Local<Array>* rows) {
   return ret;
 }
 
+// One block of values made into its rows at once, in the array *places, one place a row: the
+// values die young, and only the rows live on for the collector to copy.
+bool build_block(RowContext* ctx, Local<Function> build, std::vector<Local<Value>>* values, size_t width,
+                 Local<Array>* places) {
+  Isolate* isolate = ctx->isolate;
+  const size_t count = values->size() / width;
+  // Every row's place exists before the builder fills it, so that storing a row asks no prototype.
+  std::vector<Local<Value>> undefined(count, v8::Undefined(isolate));
+  *places = Array::New(isolate, undefined.data(), count);
+  Local<Value> argv[2] = {Array::New(isolate, values->data(), values->size()), *places};
+  return !build->Call(ctx->context, v8::Undefined(isolate), 2, argv).IsEmpty();
+}
+
 }  // namespace
 
 int32_t read_rows(RowContext* ctx, int32_t count, Local<Array>* rows) {
@@ -122,30 +133,34 @@ int32_t read_rows(RowContext* ctx, int32_t count, Local<Array>* rows) {
   if (count <= 0 || !row_builder(ctx, count, &build)) return read_rows_singly(ctx, count, rows);
   const size_t width = static_cast<size_t>(count);
   const size_t rows_per_block = std::max<size_t>(1, kBlockValues / width);
-  std::vector<Local<Value>> blocks;
+  std::vector<Local<Value>> made;
   std::vector<Local<Value>> values;
-  size_t total = 0;
   int32_t ret = 0;
   bool failed = false;
   while (ret == 0 && !failed) {
-    v8::EscapableHandleScope scope(isolate);
-    values.clear();
-    for (size_t r = 0; r < rows_per_block && ret == 0; ++r) {
-      if (!row_to_values(ctx, count)) {
-        failed = true;
-        break;
+    Local<Array> places;
+    {
+      v8::EscapableHandleScope scope(isolate);
+      values.clear();
+      for (size_t r = 0; r < rows_per_block && ret == 0; ++r) {
+        if (!row_to_values(ctx, count)) {
+          failed = true;
+          break;
+        }
+        values.insert(values.end(), ctx->values.begin(), ctx->values.end());
+        ret = ZVC_NextRow(ctx->p_res);
       }
-      values.insert(values.end(), ctx->values.begin(), ctx->values.end());
-      ret = ZVC_NextRow(ctx->p_res);
+      if (!build_block(ctx, build, &values, width, &places)) return 0;
+      places = scope.Escape(places);
     }
-    total += values.size() / width;
-    blocks.push_back(scope.Escape(Array::New(isolate, values.data(), values.size())));
+    // The rows' handles live in the caller's scope until the result's array holds them.
+    for (uint32_t r = 0; r < places->Length(); ++r) {
+      Local<Value> row;
+      if (!places->Get(ctx->context, r).ToLocal(&row)) return 0;
+      made.push_back(row);
+    }
   }
-  // Every row's place exists before the builder fills it, so that storing a row asks no prototype.
-  std::vector<Local<Value>> places(total, v8::Undefined(isolate));
-  *rows = Array::New(isolate, places.data(), places.size());
-  Local<Value> argv[2] = {Array::New(isolate, blocks.data(), blocks.size()), *rows};
-  if (build->Call(ctx->context, v8::Undefined(isolate), 2, argv).IsEmpty()) return 0;
+  *rows = Array::New(isolate, made.data(), made.size());
   return failed ? 0 : ret;
 }
 
