@@ -215,6 +215,10 @@ class Transaction {
   query(sql, values) { return this.#open ? this.#conn._query(sql, values, true) : this.#ended(); }
   prepare(sql) { return this.#open ? this.#conn._prepare(sql, true) : this.#ended(); }
   executeMany(sql, rows) { return this.#open ? this.#conn._executeMany(sql, rows, true) : this.#ended(); }
+  stream(sql, values, options) {
+    if (!this.#open) throw new ZanvoError(codes.CLOSED, 'transaction has ended');
+    return this.#conn._stream(sql, values, options, true);
+  }
 }
 
 class Connection extends EventEmitter {
@@ -311,14 +315,16 @@ class Connection extends EventEmitter {
   }
 
   // Rows through a server cursor, a block at a time; see RowStream.
-  stream(sql, values, options) {
+  _stream(sql, values, options, inTransaction) {
     checks.sqlText(sql, 'stream');
     const checked = checks.statementValues(values, this._local);
     const blockRows = checks.blockRows(options, 'stream');
     const cursor = `ZS${++this.#cursors}_STREAM`;
     return new RowStream(this, sql, cursor, blockRows,
-      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, true));
+      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, true, inTransaction));
   }
+
+  stream(sql, values, options) { return this._stream(sql, values, options, false); }
 
   query(sql, values) { return this._query(sql, values, false); }
   prepare(sql) { return this._prepare(sql, false); }
