@@ -207,6 +207,8 @@ export namespace promise {
     /** No acquire after this; resolves once every lease is back and every link closed. */
     end(): Promise<void>;
     stats(): PoolStats;
+    /** The lines of every link of the pool, as a connection's 'notice' listeners get them. */
+    on(event: 'notice', listener: (notice: Notice) => void): this;
   }
 
   export function createPool(options: PromiseOptions & PoolSettings): Pool;
