@@ -132,6 +132,8 @@ export namespace promise {
     query<R = Row>(sql: string, values?: Values): Promise<Result<R>>;
     prepare(sql: string): Promise<Statement>;
     executeMany(sql: string, rows: Values[]): Promise<number>;
+    /** Throws EP001 once the transaction has ended. */
+    stream<R = Row>(sql: string, values?: Values, options?: StreamOptions): RowStream<R>;
   }
 
   export interface Connection {
@@ -183,7 +185,7 @@ export namespace promise {
   }
 
   /** A link borrowed from a pool: the connection's calls until release(). */
-  export interface Lease extends Transaction {
+  export interface Lease extends Omit<Transaction, 'stream'> {
     begin(): Promise<void>;
     commit(): Promise<void>;
     rollback(): Promise<void>;
@@ -205,6 +207,8 @@ export namespace promise {
     /** No acquire after this; resolves once every lease is back and every link closed. */
     end(): Promise<void>;
     stats(): PoolStats;
+    /** The lines of every link of the pool, as a connection's 'notice' listeners get them. */
+    on(event: 'notice', listener: (notice: Notice) => void): this;
   }
 
   export function createPool(options: PromiseOptions & PoolSettings): Pool;

@@ -14,63 +14,15 @@ const { AsyncLink } = require('../build/Release/zanvodbjs.node');
 const SLICE_MS = 4;  // the longest one turn of the event loop spends making row objects
 const ZV_SOCKET_FAILED = -8;
 
-// What rows are made with, taken at load: a script that later replaces a global or a built-in
-// method does not change a row.
-const makeFunction = Function;
-const quote = JSON.stringify;
-const defineProperty = Object.defineProperty;
+// What results are put together with, taken at load: a script that later replaces a global or
+// a built-in method does not change a result.
 const now = performance.now.bind(performance);
 const setImmediateAtLoad = setImmediate;
-const arrayFrom = Array.from.bind(Array);
 const setPrototypeOf = Object.setPrototypeOf;
 const ArrayProto = Array.prototype;
 const NumberOf = Number;
 const BigIntOf = BigInt;
 const isSafeInteger = Number.isSafeInteger;
-
-// Rows are made by an object literal of the result's shape: the cheapest row to make, keep
-// and read, and one the engine soon allocates where long-lived objects go, so that a large
-// result is not copied by every young-generation collection. A repeated name keeps its later
-// column; "__proto__" is an own property. Where code cannot be made from strings, each row
-// is defined property by property.
-function maker(names, literal) {
-  try {
-    return makeFunction('v', 'k', `return { ${literal} };`);
-  } catch {
-    return (v, k) => {
-      const row = {};
-      for (let c = 0; c < names.length; c++) {
-        defineProperty(row, names[c], { __proto__: null, value: v[k + c], writable: true, enumerable: true, configurable: true });
-      }
-      return row;
-    };
-  }
-}
-
-// Makers by the literal they make: selects of one shape make rows with the function made for
-// the first of them. Cleared when it holds many shapes.
-const MAKERS_KEPT = 256;
-let makers = { __proto__: null };
-let makersHeld = 0;
-
-function makerOf(fields) {
-  const names = arrayFrom({ __proto__: null, length: fields.length }, (_, c) => fields[c].name);
-  let literal = '';
-  for (let c = 0; c < names.length; c++) {
-    const key = names[c] === '__proto__' ? '["__proto__"]' : quote(names[c]);
-    literal += `${c === 0 ? '' : ', '}${key}: v[k + ${c}]`;
-  }
-  let make = makers[literal];
-  if (make === undefined) {
-    if (makersHeld++ >= MAKERS_KEPT) {
-      makers = { __proto__: null };
-      makersHeld = 1;
-    }
-    make = maker(names, literal);
-    makers[literal] = make;
-  }
-  return make;
-}
 
 // The connection whose transaction callback is running, in the callback's own async context:
 // a call on that connection from inside the callback is part of the transaction instead of
@@ -107,7 +59,6 @@ class ResultRows {
   #last = false;
   #running = false;
   #failed = false;
-  #make = null;
   #fields = null;
   #partInfo = null;  // the counts and fields of the part being made
   #lastInfo = null;  // of the last part made: the result's counts
@@ -162,10 +113,7 @@ class ResultRows {
   #slice(handle) {
     if (this.#partInfo === null) {
       this.#partInfo = handle.info();
-      if (this.#make === null) {
-        this.#fields = this.#partInfo.fields;
-        this.#make = makerOf(this.#fields);
-      }
+      if (this.#fields === null) this.#fields = this.#partInfo.fields;
     }
     const block = handle.take(SLICE_MS - spentThisTurn, this.#bigint);
     if (block === undefined) {
@@ -174,10 +122,8 @@ class ResultRows {
       return false;
     }
     const rows = this.#rows;
-    const make = this.#make;
-    const width = this.#fields.length;
     let made = rows.length;
-    for (let k = 0; k < block.length; k += width) rows[made++] = make(block, k);
+    for (let k = 0; k < block.length; k++) rows[made++] = block[k];
     return true;
   }
 
@@ -269,6 +215,10 @@ class Transaction {
   query(sql, values) { return this.#open ? this.#conn._query(sql, values, true) : this.#ended(); }
   prepare(sql) { return this.#open ? this.#conn._prepare(sql, true) : this.#ended(); }
   executeMany(sql, rows) { return this.#open ? this.#conn._executeMany(sql, rows, true) : this.#ended(); }
+  stream(sql, values, options) {
+    if (!this.#open) throw new ZanvoError(codes.CLOSED, 'transaction has ended');
+    return this.#conn._stream(sql, values, options, true);
+  }
 }
 
 class Connection extends EventEmitter {
@@ -365,14 +315,16 @@ class Connection extends EventEmitter {
   }
 
   // Rows through a server cursor, a block at a time; see RowStream.
-  stream(sql, values, options) {
+  _stream(sql, values, options, inTransaction) {
     checks.sqlText(sql, 'stream');
     const checked = checks.statementValues(values, this._local);
     const blockRows = checks.blockRows(options, 'stream');
     const cursor = `ZS${++this.#cursors}_STREAM`;
     return new RowStream(this, sql, cursor, blockRows,
-      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, true));
+      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, true, inTransaction));
   }
+
+  stream(sql, values, options) { return this._stream(sql, values, options, false); }
 
   query(sql, values) { return this._query(sql, values, false); }
   prepare(sql) { return this._prepare(sql, false); }

@@ -4,6 +4,7 @@
 // whose call lost it is closed and a new one opened in its place; it is never lent again.
 // Leases, streams and transactions have their link to themselves; single calls (query,
 // executeMany) may share a busy one when the pool can open no more.
+const { EventEmitter } = require('events');
 const { Readable } = require('stream');
 const checks = require('./checks');
 const { connect } = require('./connection');
@@ -185,7 +186,7 @@ class Lease {
   }
 }
 
-class Pool {
+class Pool extends EventEmitter {
   #connectTarget;
   #settings;
   #servers;
@@ -203,6 +204,7 @@ class Pool {
   #collected = new FinalizationRegistry((link) => this._giveBack(link, null));
 
   constructor(connectTarget, settings) {
+    super();
     this.#connectTarget = connectTarget;
     this.#settings = settings;
     this.#servers = serverList(connectTarget);
@@ -408,9 +410,16 @@ class Pool {
     });
   }
 
+  // A new link, whose lines go to the pool's 'notice' listeners.
+  async #connectNext() {
+    const conn = await this.#connectSpread();
+    conn.on('notice', (notice) => this.emit('notice', notice));
+    return conn;
+  }
+
   // Without a server list, the one server. With one, each new link starts at the next server
   // of the list and goes on through it past servers that do not answer.
-  async #connectNext() {
+  async #connectSpread() {
     if (this.#servers === null) return connect(this.#connectTarget);
     const servers = this.#servers;
     const start = this.#turn++;

@@ -523,4 +523,25 @@ module.exports = [
     to: '      this.#ahead = this.#fetch();\n      if (this.blocksRead === 1) this.#fetch();',
     fault: 'a stream fetches a second block ahead of the one in hand', tests: [J('promise_stream.test.js')],
   },
+  {
+    name: 'cursor-held-close-never-sent', file: 'src/client/statements/smart_cursor.cc',
+    from: '  if (conn->close_held) settle_close(conn);\n  int32_t rc', to: '  int32_t rc',
+    fault: 'a CLOSE held for the next command is never sent when the link goes idle', tests: [CURSOR],
+  },
+  {
+    name: 'cursor-held-close-reply-late', file: 'src/client/statements/exchange.cc',
+    from: '  if (held) settle_close(conn);', to: '',
+    fault: 'the reply of a CLOSE sent with the next command is left unread, so that command reads it as its own', tests: [CURSOR, J('promise.test.js')],
+  },
+  {
+    name: 'tx-stream-waits-for-itself', file: 'lib/connection.js',
+    from: 'link.openCursor(sql, checked, cursor, blockRows, done), sql, true, inTransaction));',
+    to: 'link.openCursor(sql, checked, cursor, blockRows, done), sql, true, false));',
+    fault: "a transaction's stream waits for the transaction to end, which waits for the stream", tests: [J('promise_stream.test.js')],
+  },
+  {
+    name: 'pool-notices-dropped', file: 'lib/pool.js',
+    from: "    conn.on('notice', (notice) => this.emit('notice', notice));\n", to: '',
+    fault: "the lines of a pool's links reach no listener", tests: [J('pool.test.js')],
+  },
 ];

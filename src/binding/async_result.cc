@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "binding/row_blocks.h"
 #include "binding/script_util.h"
 
 namespace zvdbms {
@@ -102,8 +103,19 @@ void AsyncResult::Info(const FunctionCallbackInfo<Value>& args) {
   args.GetReturnValue().Set(info);
 }
 
+// The keys of the result's rows, by column.
+static std::vector<Local<v8::Name>> row_keys(Isolate* isolate, const DecodedResult& r) {
+  std::vector<Local<v8::Name>> names;
+  for (const DecodedField& f : r.fields)
+    names.push_back(v8::String::NewFromUtf8(isolate, f.name.data(), v8::NewStringType::kInternalized,
+                                            static_cast<int>(f.name.size()))
+                        .ToLocalChecked());
+  return names;
+}
+
 void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   Isolate* isolate = args.GetIsolate();
+  Local<v8::Context> context = isolate->GetCurrentContext();
   AsyncResult* self = ObjectWrap::Unwrap<AsyncResult>(args.This());
   if (!self->result_) return;
   const DecodedResult& r = *self->result_;
@@ -111,9 +123,14 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   bool bigint = args[1]->IsTrue();
   size_t width = r.fields.size();
   uint64_t deadline = uv_hrtime() + static_cast<uint64_t>(budget_ms * 1e6);
-  // The values are gathered first and made into one array at the end: far cheaper than
-  // setting them one by one.
   v8::EscapableHandleScope scope(isolate);
+  Local<v8::Function> build;
+  if (width > 0 && !shape_builder(isolate, context, row_keys(isolate, r), &build)) {
+    isolate->ThrowException(v8::Exception::Error(utf8(isolate, "no memory left to make rows")));
+    return;
+  }
+  // The values are gathered first and made into rows at the end: far cheaper than setting
+  // them one by one.
   std::vector<Local<Value>> values;
   uint32_t made = 0;
   while (self->next_row_ < r.row_count) {
@@ -128,7 +145,15 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
     if (made % ROWS_PER_CLOCK_CHECK == 0 && uv_hrtime() >= deadline) break;
   }
   if (self->next_row_ >= r.row_count) self->result_.reset();
-  args.GetReturnValue().Set(scope.Escape(Array::New(isolate, values.data(), values.size())));
+  Local<Array> rows;
+  if (width == 0) {
+    rows = Array::New(isolate, static_cast<int>(made));
+    for (uint32_t i = 0; i < made; ++i) rows->CreateDataProperty(context, i, Object::New(isolate)).FromMaybe(false);
+  } else {
+    rows = build_rows(context, build, &values, width);
+    if (rows.IsEmpty()) return;
+  }
+  args.GetReturnValue().Set(scope.Escape(rows));
 }
 
 }  // namespace zvdbms

@@ -1,7 +1,6 @@
-// The script's handle on a decoded result: its values are made into script values a slice at
-// a time, so that a large result never holds the script thread for long, and lib/ makes the
-// row objects from them; the decoded memory goes with the last slice, or with the handle when
-// it is collected first.
+// The script's handle on a decoded result: its rows are made into row objects a slice at a
+// time, so that a large result never holds the script thread for long; the decoded memory goes
+// with the last slice, or with the handle when it is collected first.
 #pragma once
 #include <node.h>
 #include <node_object_wrap.h>
@@ -25,10 +24,9 @@ class AsyncResult : public node::ObjectWrap {
   static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
   // info() -> { fields: [{name, type}], changed, rowId, rows }
   static void Info(const v8::FunctionCallbackInfo<v8::Value>& args);
-  // take(budgetMs, bigint) gives an array of the values of the next rows, one after the
-  // other, made for about budgetMs; undefined once every row has been taken. The decoded
-  // memory goes with the last row. An int64 outside the safe integers without bigint throws
-  // a RangeError.
+  // take(budgetMs, bigint) gives an array of the next row objects, made for about budgetMs;
+  // undefined once every row has been taken. The decoded memory goes with the last row. An
+  // int64 outside the safe integers without bigint throws a RangeError.
   static void Take(const v8::FunctionCallbackInfo<v8::Value>& args);
 };
 

@@ -44,6 +44,13 @@ void ExchangeThread::loop_body() {
     ExchangeJob* job = nullptr;
     {
       std::unique_lock<std::mutex> lock(mutex_);
+      if (todo_.empty() && link_) {
+        // Nothing more to send: a CLOSE held for the next command goes out now, so that no
+        // cursor stays open on the server while the connection is idle.
+        lock.unlock();
+        ZVC_SendHeld(&link_);
+        lock.lock();
+      }
       wake_.wait(lock, [this] { return quit_ || !todo_.empty(); });
       if (todo_.empty()) break;  // quit_ with nothing left to run
       job = todo_.front();
@@ -51,8 +58,12 @@ void ExchangeThread::loop_body() {
     }
     job->thread = this;
     job->run(&link_);
-    // A link the job opened gets the hook at once; setting it again on the same link is free.
-    if (link_) ZVC_SetNoticeHook(link_, keep_notice, this);
+    // A link the job opened gets the hook at once, and holds its CLOSEs for the next command
+    // (sent at the latest when the queue runs dry, above); setting them again is free.
+    if (link_) {
+      ZVC_SetNoticeHook(link_, keep_notice, this);
+      ZVC_HoldCloses(&link_, 1);
+    }
     job->notices.swap(notices_);
     notices_.clear();
     {

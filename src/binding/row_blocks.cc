@@ -46,23 +46,22 @@ void append_key(Isolate* isolate, Local<v8::Name> name, std::string* out) {
   out->append(literal);
 }
 
-// The builder of a shape: build(blocks, rows) turns the values of every block into row objects
-// and stores them in order into rows, whose places all exist. It reads only its arguments' own
+// The builder of a shape: build(values, rows) turns one block's values into row objects and
+// stores them in order into rows, whose places all exist. It reads only its arguments' own
 // elements and lengths and stores only into existing own elements, and an object literal
 // defines its keys as own properties: no global, prototype, getter or setter takes part. A
 // repeated name keeps its later column's value.
-std::string builder_source(RowContext* ctx, int32_t count) {
-  std::string text =
-      "(function (blocks, rows) {\n'use strict';\nlet r = 0;\n"
-      "for (let b = 0; b < blocks.length; ++b) {\nconst v = blocks[b];\nfor (let k = 0; k < v.length; k += ";
+std::string builder_source(Isolate* isolate, const std::vector<Local<v8::Name>>& names) {
+  const size_t count = names.size();
+  std::string text = "(function (v, rows) {\n'use strict';\nlet r = 0;\nfor (let k = 0; k < v.length; k += ";
   text += std::to_string(count);
   text += ") rows[r++] = {";
-  for (int32_t c = 0; c < count; ++c) {
+  for (size_t c = 0; c < count; ++c) {
     if (c > 0) text += ", ";
-    append_key(ctx->isolate, ctx->names[c], &text);
+    append_key(isolate, names[c], &text);
     text += ": v[k + " + std::to_string(c) + "]";
   }
-  text += "};\n}\n})";
+  text += "};\n})";
   return text;
 }
 
@@ -73,11 +72,12 @@ std::unordered_map<std::string, v8::Global<Function>>& builders() {
   return *made;
 }
 
-// The builder for the current shape, compiled at its first use. False when our text could not be
-// compiled (no memory left for it): the rows are then made one at a time.
-bool row_builder(RowContext* ctx, int32_t count, Local<Function>* out) {
-  Isolate* isolate = ctx->isolate;
-  std::string source = builder_source(ctx, count);
+}  // namespace
+
+bool shape_builder(Isolate* isolate, Local<v8::Context> context, const std::vector<Local<v8::Name>>& names,
+                   Local<Function>* out) {
+  if (names.empty()) return false;
+  std::string source = builder_source(isolate, names);
   auto& cache = builders();
   auto found = cache.find(source);
   if (found != cache.end()) {
@@ -90,7 +90,7 @@ bool row_builder(RowContext* ctx, int32_t count, Local<Function>* out) {
   Local<Value> fn;
   if (!v8::String::NewFromUtf8(isolate, source.data(), v8::NewStringType::kNormal, static_cast<int>(source.size()))
            .ToLocal(&text) ||
-      !v8::Script::Compile(ctx->context, text).ToLocal(&script) || !script->Run(ctx->context).ToLocal(&fn) ||
+      !v8::Script::Compile(context, text).ToLocal(&script) || !script->Run(context).ToLocal(&fn) ||
       !fn->IsFunction())
     return false;
   if (cache.size() >= kMaxShapes) cache.clear();
@@ -98,6 +98,20 @@ bool row_builder(RowContext* ctx, int32_t count, Local<Function>* out) {
   *out = fn.As<Function>();
   return true;
 }
+
+Local<Array> build_rows(Local<v8::Context> context, Local<Function> build, std::vector<Local<Value>>* values,
+                        size_t width) {
+  Isolate* isolate = context->GetIsolate();
+  const size_t count = values->size() / width;
+  // Every row's place exists before the builder fills it, so that storing a row asks no prototype.
+  std::vector<Local<Value>> undefined(count, v8::Undefined(isolate));
+  Local<Array> places = Array::New(isolate, undefined.data(), count);
+  Local<Value> argv[2] = {Array::New(isolate, values->data(), values->size()), places};
+  if (build->Call(context, v8::Undefined(isolate), 2, argv).IsEmpty()) return Local<Array>();
+  return places;
+}
+
+namespace {
 
 // A result without columns (or a builder that could not be compiled): a row object at a time.
 int32_t read_rows_singly(RowContext* ctx, int32_t count, Local<Array>* rows) {
@@ -119,33 +133,38 @@ int32_t read_rows_singly(RowContext* ctx, int32_t count, Local<Array>* rows) {
 int32_t read_rows(RowContext* ctx, int32_t count, Local<Array>* rows) {
   Isolate* isolate = ctx->isolate;
   Local<Function> build;
-  if (count <= 0 || !row_builder(ctx, count, &build)) return read_rows_singly(ctx, count, rows);
+  if (count <= 0 || !shape_builder(isolate, ctx->context, ctx->names, &build)) return read_rows_singly(ctx, count, rows);
   const size_t width = static_cast<size_t>(count);
   const size_t rows_per_block = std::max<size_t>(1, kBlockValues / width);
-  std::vector<Local<Value>> blocks;
+  std::vector<Local<Value>> made;
   std::vector<Local<Value>> values;
-  size_t total = 0;
   int32_t ret = 0;
   bool failed = false;
   while (ret == 0 && !failed) {
-    v8::EscapableHandleScope scope(isolate);
-    values.clear();
-    for (size_t r = 0; r < rows_per_block && ret == 0; ++r) {
-      if (!row_to_values(ctx, count)) {
-        failed = true;
-        break;
+    Local<Array> places;
+    {
+      v8::EscapableHandleScope scope(isolate);
+      values.clear();
+      for (size_t r = 0; r < rows_per_block && ret == 0; ++r) {
+        if (!row_to_values(ctx, count)) {
+          failed = true;
+          break;
+        }
+        values.insert(values.end(), ctx->values.begin(), ctx->values.end());
+        ret = ZVC_NextRow(ctx->p_res);
       }
-      values.insert(values.end(), ctx->values.begin(), ctx->values.end());
-      ret = ZVC_NextRow(ctx->p_res);
+      places = build_rows(ctx->context, build, &values, width);
+      if (places.IsEmpty()) return 0;
+      places = scope.Escape(places);
     }
-    total += values.size() / width;
-    blocks.push_back(scope.Escape(Array::New(isolate, values.data(), values.size())));
+    // The rows' handles live in the caller's scope until the result's array holds them.
+    for (uint32_t r = 0; r < places->Length(); ++r) {
+      Local<Value> row;
+      if (!places->Get(ctx->context, r).ToLocal(&row)) return 0;
+      made.push_back(row);
+    }
   }
-  // Every row's place exists before the builder fills it, so that storing a row asks no prototype.
-  std::vector<Local<Value>> places(total, v8::Undefined(isolate));
-  *rows = Array::New(isolate, places.data(), places.size());
-  Local<Value> argv[2] = {Array::New(isolate, blocks.data(), blocks.size()), *rows};
-  if (build->Call(ctx->context, v8::Undefined(isolate), 2, argv).IsEmpty()) return 0;
+  *rows = Array::New(isolate, made.data(), made.size());
   return failed ? 0 : ret;
 }
 

@@ -96,7 +96,7 @@ test('a waiter rejects with EP007 when no link is given back in time; a lease dr
   await pool.end();
 });
 
-test('a transaction runs on one link, commits on return and rolls back on a throw; a lease left in begin() is rolled back; a stream gives its link back however it ends', async () => {
+test('a transaction runs on one link, commits on return and rolls back on a throw; a lease left in begin() is rolled back; a stream gives its link back however it ends; the lines of its links reach its listeners', async () => {
   const pool = zp.createPool({ ...options(server), max: 3 });
   await pool.query('create table pt (n integer)');
   // A temporary table lives on its link alone: the callback's statements all see it.
@@ -119,6 +119,11 @@ test('a transaction runs on one link, commits on return and rolls back on a thro
   for await (const row of pool.stream('select n from pt order by n', [], { blockRows: 2 })) read.push(row.n);
   for await (const row of pool.stream('select n from pt order by n')) { read.push(row.n); break; }
   assert.deepEqual(read, [1, 2, 3, 1]);
+  const heard = [];
+  pool.on('notice', (notice) => heard.push(notice));
+  await rejectsWith(pool.query("select json('bad{') as j"), 'E10001');
+  await new Promise((resolve) => setImmediate(resolve));
+  assert.deepEqual(heard, [{ code: 'EC031', message: 'Error in recv result :[E10001]malformed JSON' }]);
   allIdle(pool);
   await pool.end();
 });

@@ -84,3 +84,19 @@ test('a stream whose link drops rejects with the lost-link code; one whose conne
     await conn.close();
   }
 });
+
+test('a transaction streams inside its callback; once it has ended, its stream throws EP001', async () => {
+  const conn = await connect();
+  await filled(conn, 'tx_rows', 30);
+  let kept;
+  const sum = await conn.transaction(async (tx) => {
+    kept = tx;
+    await tx.query('delete from tx_rows where i >= 20');
+    let total = 0;
+    for await (const row of tx.stream('select i from tx_rows', [], { blockRows: 7 })) total += row.i;
+    return total;
+  });
+  assert.equal(sum, 190);
+  assert.throws(() => kept.stream('select 1'), (err) => err instanceof zp.ZanvoError && err.code === 'EP001');
+  await conn.close();
+});

@@ -94,4 +94,9 @@ struct ConnRecord {
   // the link reads that reply first; a dropped link takes it along.
   char closing_name[ZV_CURSOR_NAME_SIZE];
   SmartCursor* closing;
+  // Set by ZVC_HoldCloses: such a CLOSE waits in the send buffer and goes out in one write with
+  // the link's next command, whose owner sends it by itself when it has nothing more to send.
+  int32_t hold_closes;
+  // 1 while the CLOSE of closing_name is still in the send buffer.
+  int32_t close_held;
 };

@@ -13,6 +13,7 @@ void drop_link(ConnRecord* conn) {
   conn->out_of_step = 0;
   conn->closing_name[0] = 0;
   conn->closing = nullptr;
+  conn->close_held = 0;
   conn->link_deadline = 0;
 }
 

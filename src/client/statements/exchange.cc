@@ -19,14 +19,22 @@ bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql) {
   *ex = {conn, strdup(sql), nullptr};
   if (!ex->text) return false;
   plat_sem_wait(conn->semaphore);
-  // A CLOSE sent without waiting has its reply next on the link, before this command goes out.
-  settle_close(conn);
+  // A CLOSE sent without waiting has its reply next on the link, before this command goes out;
+  // one still held in the send buffer goes out with this command (flush_exchange).
+  if (!conn->close_held) settle_close(conn);
   return true;
+}
+
+void flush_exchange(ConnRecord* conn) {
+  bool held = conn->close_held;
+  send_flush(conn);
+  // The held CLOSE went out ahead of the command: its reply comes first.
+  if (held) settle_close(conn);
 }
 
 bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params) {
   if (!queue_exchange(ex, conn, sql, with_params)) return false;
-  send_flush(conn);
+  flush_exchange(conn);
   return true;
 }
 

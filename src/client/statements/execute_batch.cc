@@ -52,7 +52,7 @@ int32_t ZVC_ExecuteBatchCount(ConnRecord** handle, const char* sql, int32_t arra
   send_sql_params(conn, ex.text, static_cast<int32_t>(static_cast<uint32_t>(set->array_size) << 16 | set->count));
   // Rows cut short leave the server reading the rest from the next command.
   if (set->count > 0 && send_params_array(conn, set) != 0) conn->out_of_step = 1;
-  send_flush(conn);
+  flush_exchange(conn);
   ResultRecord* pres = nullptr;
   rc = recv_result(conn, &pres);
   end_exchange(&ex);

@@ -63,7 +63,7 @@ int32_t declare_open_fetch(ConnRecord* conn, const char* text, const char* name,
   if (!queue_exchange(&ex, conn, text, true)) return ZV_NO_MEMORY;
   send_sql_params(conn, open_sql, 0);
   send_sql_params(conn, fetch_sql, 0);
-  send_flush(conn);
+  flush_exchange(conn);
   ResultRecord* declared = nullptr;
   int32_t rc = recv_result(conn, &declared);
   free_result_chain(declared);
@@ -149,20 +149,23 @@ int32_t drain(SmartCursor* cursor, ConnRecord* conn) {
   return 0;
 }
 
-// A short first block came: the cursor goes Drained and its CLOSE goes out at once, but its
-// reply is left in the socket for the next exchange on the link to read ahead of its own
-// (settle_close), so that a one-block query costs one round trip. Until then the record stays on
-// the connection's list and is the one the reply is about; its name goes with the reply.
+// A short first block came: the cursor goes Drained and its CLOSE goes out at once (or, on a link
+// that holds its CLOSEs, with the next command), but its reply is left in the socket for the next
+// exchange on the link to read ahead of its own (settle_close), so that a one-block query costs
+// one round trip. Until then the record stays on the connection's list and is the one the reply
+// is about; its name goes with the reply.
 void drain_later(SmartCursor* cursor, ConnRecord* conn) {
   cursor->more = 0;
   cursor->open = 0;
   char sql[128] = {0};
   client_sprintf(sql, sizeof sql, "CLOSE %s ", cursor->name);
   Exchange ex;
-  if (!begin_exchange(&ex, conn, sql, false)) {
+  bool held = conn->hold_closes != 0;
+  if (!(held ? queue_exchange(&ex, conn, sql, false) : begin_exchange(&ex, conn, sql, false))) {
     unlink_open(cursor);
     return;
   }
+  conn->close_held = held;
   conn->closing = cursor;
   memcpy(conn->closing_name, cursor->name, sizeof conn->closing_name);
   memset(cursor->name, 0, sizeof cursor->name);
@@ -249,6 +252,10 @@ void detach_smart_cursors(ConnRecord* conn) {
 
 void settle_close(ConnRecord* conn) {
   if (!conn->closing_name[0]) return;
+  if (conn->close_held) {
+    conn->close_held = 0;
+    send_flush(conn);
+  }
   SmartCursor* cursor = conn->closing;
   char name[ZV_CURSOR_NAME_SIZE];
   memcpy(name, conn->closing_name, sizeof name);
@@ -282,6 +289,23 @@ void settle_cursor_close(SmartCursor* cursor) {
   plat_sem_wait(conn->semaphore);
   if (conn->closing == cursor) settle_close(conn);
   plat_sem_signal(conn->semaphore);
+}
+
+int32_t ZVC_HoldCloses(ConnRecord** handle, int32_t on) {
+  ConnRecord* conn = conn_of(handle);
+  if (!conn) return ZV_BAD_HANDLE;
+  conn->hold_closes = on != 0;
+  return 0;
+}
+
+int32_t ZVC_SendHeld(ConnRecord** handle) {
+  ConnRecord* conn = conn_of(handle);
+  if (!conn) return ZV_BAD_HANDLE;
+  plat_sem_wait(conn->semaphore);
+  if (conn->close_held) settle_close(conn);
+  int32_t rc = conn->socket == 0 ? ZV_NET_ERROR : 0;
+  plat_sem_signal(conn->semaphore);
+  return rc;
 }
 
 int32_t fetch_rows(ConnRecord* conn, const char* text, RowsReader reader, int32_t row_limit, ResultRecord** head) {
