@@ -135,6 +135,7 @@ TEST(ParamArray, AnOverflowingValueKeepsItsRowWhole) {
     std::vector<int32_t> sizes;               // the text's length in each row
     std::vector<std::vector<int32_t>> blocks;  // the rows of each block
   } cases[] = {
+      {{1, 1, 511980, 1}, {{1}, {2}, {3}}},  // fits once row 1 has gone
       {{1, 1, 511990, 1}, {{1}, {2}, {3}}},  // still too large then: the buffer grows
       {{1, 600000, 1}, {{1}, {2}}},          // no whole row stands before it
       {{1, 2, 3, 4}, {{1, 2, 3}}},
