@@ -1,6 +1,5 @@
 // Cursors over scripted replies: every command text of the smart cursor and of named cursors
-// byte for byte, the block boundary, a connection closed under an open cursor, refusals, and
-// replies cut at every byte.
+// byte for byte, the block boundary, refusals, and replies cut at every byte.
 #include <gtest/gtest.h>
 
 #include <cstring>

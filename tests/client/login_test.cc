@@ -1,17 +1,11 @@
-// Opening, logging in, reconnecting and closing against scripted peers.
+// Opening and logging in against scripted peers.
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #include "connection/client_text.h"
 #include "connection/conn_string.h"

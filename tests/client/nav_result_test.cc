@@ -1,5 +1,5 @@
 // Stepping through results received from scripted replies: rows, column descriptions,
-// attributes, row ids, error texts, and handles of other kinds.
+// attributes, row ids and error texts.
 #include <gtest/gtest.h>
 
 #include <cstring>
