@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <semaphore.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -35,6 +36,12 @@ std::string be16(int16_t n) { return be_bytes(static_cast<uint16_t>(n), 2); }
 std::string be32(int32_t n) { return be_bytes(static_cast<uint32_t>(n), 4); }
 std::string be64(int64_t n) { return be_bytes(static_cast<uint64_t>(n), 8); }
 std::string wire_str(const std::string& s) { return be32(static_cast<int32_t>(s.size())) + s; }
+std::string text_of(const ConnRecord* conn) { return conn->error_text ? conn->error_text : ""; }
+int semaphore_count(ConnRecord* conn) {
+  int value = -1;
+  sem_getvalue(conn->semaphore, &value);
+  return value;
+}
 
 ScriptedPeer::ScriptedPeer() {
   listen_fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -57,29 +64,19 @@ ScriptedPeer::~ScriptedPeer() {
   ::close(listen_fd_);
 }
 
-ScriptedPeer& ScriptedPeer::expect(size_t n) {
-  steps_.push_back({STEP_EXPECT, n, "", nullptr});
+ScriptedPeer& ScriptedPeer::add(Step step) {
+  steps_.push_back(std::move(step));
   return *this;
 }
-ScriptedPeer& ScriptedPeer::send(const std::string& bytes) {
-  steps_.push_back({STEP_SEND, 0, bytes, nullptr});
-  return *this;
-}
-ScriptedPeer& ScriptedPeer::close() {
-  steps_.push_back({STEP_CLOSE, 0, "", nullptr});
-  return *this;
-}
-ScriptedPeer& ScriptedPeer::hold() {
-  steps_.push_back({STEP_HOLD, 0, "", nullptr});
-  return *this;
-}
+ScriptedPeer& ScriptedPeer::expect(size_t n) { return add({STEP_EXPECT, n, "", nullptr}); }
+ScriptedPeer& ScriptedPeer::send(const std::string& bytes) { return add({STEP_SEND, 0, bytes, nullptr}); }
+ScriptedPeer& ScriptedPeer::close() { return add({STEP_CLOSE, 0, "", nullptr}); }
+ScriptedPeer& ScriptedPeer::hold() { return add({STEP_HOLD, 0, "", nullptr}); }
 ScriptedPeer& ScriptedPeer::drip(const std::string& bytes, int gap_ms) {
-  steps_.push_back({STEP_DRIP, static_cast<size_t>(gap_ms), bytes, nullptr});
-  return *this;
+  return add({STEP_DRIP, static_cast<size_t>(gap_ms), bytes, nullptr});
 }
 ScriptedPeer& ScriptedPeer::then(std::function<void(const std::string&)> fn) {
-  steps_.push_back({STEP_CALL, 0, "", std::move(fn)});
-  return *this;
+  return add({STEP_CALL, 0, "", std::move(fn)});
 }
 
 void ScriptedPeer::start() { thread_ = std::thread(&ScriptedPeer::run, this); }

@@ -14,6 +14,10 @@ std::string be32(int32_t n);
 std::string be64(int64_t n);
 std::string wire_str(const std::string& s);  // int32 length, then the bytes
 
+// The connection's error text ("" for none), and its semaphore's count: 1 when no call holds it.
+std::string text_of(const ConnRecord* conn);
+int semaphore_count(ConnRecord* conn);
+
 // A TCP listener on 127.0.0.1 with an ephemeral port. After start() a thread accepts one
 // connection and plays the steps in order; what the client sent is kept in received().
 class ScriptedPeer {
@@ -46,6 +50,7 @@ class ScriptedPeer {
     std::string bytes;
     std::function<void(const std::string&)> fn;
   };
+  ScriptedPeer& add(Step step);
   void run();
   int listen_fd_ = -1;
   int client_fd_ = -1;

