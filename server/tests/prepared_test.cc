@@ -10,7 +10,6 @@ std::string placeholder(const std::string& name, int32_t position) {
   return wire_string(name) + be32(position) + be32(kChar) + be32(0);
 }
 std::string error_reply(const std::string& text) { return "E" + wire_string(text) + "K"; }
-std::string unknown(const std::string& name) { return "[E10012]no prepared statement named " + name; }
 
 class ServerPreparedTest : public ServerTest {
  protected:
@@ -38,26 +37,10 @@ TEST_F(ServerPreparedTest, PrepareDescribesRowsAndPlaceholders) {
       {"PREPARE STC3 AS delete from p", "$" + be32(0) + "K"},
       {"PREPARE STC4 AS select * from nowhere", error_reply("[E10001]no such table: nowhere")},
       {"PREPARE STC5 AS select 1; select 2", error_reply("[E10010]PREPARE takes one statement")},
-      {"PREPARE " + std::string(129, 'N') + " AS select 1",
-       error_reply("[E10010]a statement name has at most 128 characters")},
   };
   auto c = with_table();
   for (const auto& [text, reply] : cases) expect_reply(*c, text, reply);
   EXPECT_EQ(c->value("select count(*) from p"), be32(2));
-}
-
-TEST_F(ServerPreparedTest, UnknownNamesAndDeallocate) {
-  auto c = with_table();
-  c->run("PREPARE STC7 AS select n from p");
-  // Each run starts the statement afresh.
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(c->run("? stc7 ").records.at(0).rows, std::vector<Row>({{be32(1)}, {be32(2)}}));
-  expect_reply(*c, "? NOPE ", error_reply(unknown("NOPE")));
-  expect_reply(*c, "DEALLOCATE stc7 ", "K");
-  expect_reply(*c, "DEALLOCATE STC7 ", error_reply(unknown("STC7")));
-  expect_reply(*c, "? STC7 ", error_reply(unknown("STC7")));
-  // Statements belong to their link.
-  c->run("PREPARE STC8 AS select n from p");
-  EXPECT_EQ(connect()->run("? STC8 ").records.at(0).text, unknown("STC8"));
 }
 
 TEST_F(ServerPreparedTest, CapCountsNamesAndAPrepareOfAKnownNameReplacesIt) {
