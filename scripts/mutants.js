@@ -504,7 +504,7 @@ module.exports = [
     name: 'server-batch-savepoint', file: 'server/src/batch_runner.cc',
     from: 'if (sqlite3_exec(db, "SAVEPOINT zanvo_batch", nullptr, nullptr, nullptr) != SQLITE_OK) {',
     to: 'if (sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) != SQLITE_OK) {',
-    fault: 'the rows before a failing row of a batch stay', tests: [S('ServerBatchTest.*'), J('execute_batch.test.js')],
+    fault: 'the rows before a failing row of a batch stay', tests: [S('ServerTest.AFailingRow*'), J('execute_batch.test.js')],
   },
   // ---- Promise API: rows in parts, streams ----
   {
