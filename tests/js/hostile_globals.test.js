@@ -34,17 +34,13 @@ const reader = `
   const changes = {
     none: () => () => {},
     'Object.prototype.Error': accessor(Object.prototype, 'Error'),
-    'Object.prototype["new RowId"]': accessor(Object.prototype, 'new RowId'),
     'Object.prototype.ColName': accessor(Object.prototype, 'ColName'),
-    'Object.prototype.Type': accessor(Object.prototype, 'Type'),
     'Object.prototype.a': accessor(Object.prototype, 'a'),
     'Array.prototype[0]': accessor(Array.prototype, '0'),
     'JSON.stringify': replace([[JSON, 'stringify', () => '"x"']]),
     'Array.prototype.map': replace([[Array.prototype, 'map', function () { return []; }]]),
-    'Array.prototype.join': replace([[Array.prototype, 'join', () => 'oops']]),
     'Array.prototype[Symbol.iterator]': replace([[Array.prototype, Symbol.iterator, function* () {}]]),
     'Map.prototype.get': replace([[Map.prototype, 'get', () => () => ({ hijacked: true })]]),
-    'Map.prototype.set': replace([[Map.prototype, 'set', thrower]]),
     'Function, Object.defineProperty': replace([[globalThis, 'Function', thrower], [Object, 'defineProperty', thrower]]),
     // A getter that makes query objects of its own with a made-up result as it is read.
     'Object.prototype.Error forging': () => {
@@ -113,10 +109,9 @@ test('rows, fields, outcomes and failures read the same whatever the script chan
   assert.equal(expected['query 3'].rows.length, 9000);
   assert.deepEqual(expected.many.outcomes, [{ 'new RowId': '1' }, { 'new RowId': '' }]);
   assert.match(expected.many.err.Error, /UNIQUE/);
-  for (const change of ['Object.prototype.Error', 'Object.prototype["new RowId"]', 'Object.prototype.ColName',
-    'Object.prototype.Type', 'Object.prototype.a', 'Array.prototype[0]', 'JSON.stringify', 'Array.prototype.map',
-    'Array.prototype.join', 'Array.prototype[Symbol.iterator]', 'Map.prototype.get', 'Map.prototype.set',
-    'Function, Object.defineProperty', 'Object.prototype.Error forging']) {
+  for (const change of ['Object.prototype.Error', 'Object.prototype.ColName', 'Object.prototype.a',
+    'Array.prototype[0]', 'JSON.stringify', 'Array.prototype.map', 'Array.prototype[Symbol.iterator]',
+    'Map.prototype.get', 'Function, Object.defineProperty', 'Object.prototype.Error forging']) {
     assert.deepEqual(readWith(change, statements), expected, change);
   }
 });

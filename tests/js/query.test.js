@@ -12,7 +12,6 @@ test('a select gives row objects and column objects', () => {
   assert.equal(one.err, null);
   assert.deepEqual(one.rows, [{ 1: 1 }]);
   assert.deepEqual(one.fields, [{ ColName: '1', Type: 5 }]);
-  assert.deepEqual(Object.keys(one.fields[0]), ['ColName', 'Type']);
 
   run(fx.conn, 'create table q_empty (a integer, b varchar(10))');
   const empty = run(fx.conn, 'select a, b from q_empty');
@@ -47,21 +46,16 @@ test('inserts, updates and deletes give their outcome objects', () => {
   assert.deepEqual(run(fx.conn, 'delete from q_dml where id = 8'),
     { err: null, rows: [{ 'DELETE EFFECTNUM': 1 }], fields: [] });
 
-  const refused = run(fx.conn, "insert into q_dml values (7, 'again')");
-  assert.match(refused.err.Error, /^\[E10001\].*UNIQUE/);
-  assert.deepEqual(Object.keys(refused.err), ['Error']);
-  assert.deepEqual(refused.rows, [{ 'new RowId': '' }]);
-  const badUpdate = run(fx.conn, 'update q_missing set a = 1');
-  assert.match(badUpdate.err.Error, /^\[E10001\].*no such table/);
-  assert.deepEqual(badUpdate.rows, [{ 'UPDATE EFFECTNUM': 0 }]);
-  const badDelete = run(fx.conn, 'delete from q_missing');
-  assert.deepEqual(badDelete.rows, [{ 'DELETE EFFECTNUM': 0 }]);
+  assert.deepEqual(run(fx.conn, "insert into q_dml values (7, 'again')"),
+    { err: { Error: '[E10001]UNIQUE constraint failed: q_dml.id' }, rows: [{ 'new RowId': '' }], fields: [] });
+  const missing = { Error: '[E10001]no such table: q_missing' };
+  assert.deepEqual(run(fx.conn, 'update q_missing set a = 1'), { err: missing, rows: [{ 'UPDATE EFFECTNUM': 0 }], fields: [] });
+  assert.deepEqual(run(fx.conn, 'delete from q_missing'), { err: missing, rows: [{ 'DELETE EFFECTNUM': 0 }], fields: [] });
   // A result behind the count leaves text in the value: it is not read as a count.
   assert.deepEqual(run(fx.conn, "update q_dml set name = 'd'; select 'abcd'"),
     { err: null, rows: [{ 'UPDATE EFFECTNUM': 0 }], fields: [] });
-  const badCreate = run(fx.conn, 'create tabel oops (a int)');
-  assert.match(badCreate.err.Error, /^\[E10001\]/);
-  assert.deepEqual([badCreate.rows, badCreate.fields], [[], []]);
+  assert.deepEqual(run(fx.conn, 'create tabel oops (a int)'),
+    { err: { Error: '[E10001]near "tabel": syntax error' }, rows: [], fields: [] });
   // The link is still in step after every refusal.
   assert.deepEqual(run(fx.conn, 'select name from q_dml').rows, [{ name: 'd' }]);
 });
@@ -88,13 +82,9 @@ test('every call form reaches its statement, and every callback is called with r
     ['object-cb', null, 1], ['object-values-cb', null, 1], ['begin', null, null], ['commit', null, null],
     ['begin', null, null], ['rollback', null, null], ['connect again', null, 'The Connection is already Opened !']]);
 
-  for (const q of [
-    fx.conn.query('select 1 from dual'),
-    fx.conn.query('select 1 from dual', []),
-    fx.conn.query({ sql: 'select 1 from dual', values: [] }),
-    fx.conn.query({ sql: 'select 1 from dual' }, 1, 2),
-    fx.conn.query('create table q_forms (a int)'),
-  ]) assert.equal(q.constructor.name, 'ZVQuery');
+  for (const q of [fx.conn.query('select 1 from dual', []), fx.conn.query({ sql: 'select 1 from dual' }, 1, 2)]) {
+    assert.equal(q.constructor.name, 'ZVQuery');
+  }
 });
 
 test('misuse of query throws the fixed texts', () => {
@@ -135,14 +125,6 @@ test('wide results keep every column', () => {
   assert.equal(faulted.err, null);
   assert.deepEqual(faulted.fields, Array.from({ length: 4000 }, (_, i) => ({ ColName: `c${i + 1}`, Type: 2 })));
   own.end();
-
-  const columns = Array.from({ length: 2000 }, (_, i) => `${i} as k${i}`).join(', ');
-  const { err, rows } = run(fx.conn,
-    `select ${columns} from (with recursive r(n) as (select 1 union all select n + 1 from r where n < 300) select n from r)`);
-  assert.equal(err, null);
-  const row = Object.fromEntries(Array.from({ length: 2000 }, (_, i) => [`k${i}`, i]));
-  assert.equal(rows.length, 300);
-  assert.deepEqual([rows[0], rows[299]], [row, row]);
 });
 
 test('large objects arrive as ArrayBuffers', () => {
