@@ -4,7 +4,7 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const net = require('net');
-const { zanvodb, options, withServer } = require('./helpers');
+const { zanvodb, failingRows, openConnection, options, withServer } = require('./helpers');
 const zp = require('../../promise');
 
 const fx = withServer(test);
@@ -61,14 +61,12 @@ test('prepare gives a statement to run many times; executeMany loads rows in one
 
 test('a select that fails part-way rejects with the server\'s code; executeMany numbers a failing row over the whole array', async () => {
   const conn = await connect();
+  const sync = openConnection(fx.server);
   for (const [table, count, bad] of [['pf10', 10, 6], ['pf25k', 25000, 22000]]) {
-    await conn.query(`create table ${table} (i integer, v varchar(8))`);
-    await conn.query(`insert into ${table} with recursive n(i) as (select 1 union all select i + 1 from n
-      where i < ${count}) select i, case when i = ${bad} then 'bad{' else '[' || i || ']' end from n`);
-    const sql = `select i, json(v) as j from ${table}`;
-    await assert.rejects(conn.query(sql), (err) => err instanceof zp.ZanvoError &&
-      err.code === 'E10001' && err.message === 'malformed JSON' && err.sql === sql, table);
+    const sql = failingRows(sync, table, count, bad);
+    await assert.rejects(conn.query(sql), { name: 'ZanvoError', code: 'E10001', message: 'malformed JSON', sql });
   }
+  sync.end();
   // Past the first command of 65,535 rows, whose rows stay.
   await conn.query('create table pmany (k integer primary key)');
   const rows = Array.from({ length: 70000 }, (_, i) => [i + 1]);
@@ -93,12 +91,11 @@ test('transactions commit on return and roll back on a throw, which reaches the 
     await tx.query('insert into nowhere values (3)');
   }).catch((err) => err);
   assert.deepEqual([failure.code, failure.sql], ['E10001', 'insert into nowhere values (3)']);
-  await conn.begin();
-  await conn.query('insert into x values (4)');
-  await conn.rollback();
-  await conn.begin();
-  await conn.query('insert into x values (5)');
-  await conn.commit();
+  for (const [n, end] of [[4, () => conn.rollback()], [5, () => conn.commit()]]) {
+    await conn.begin();
+    await conn.query('insert into x values (?)', [n]);
+    await end();
+  }
   assert.deepEqual((await conn.query('select n from x order by n')).rows, [{ n: 1 }, { n: 5 }, { n: 6 }]);
   await conn.close();
 });
