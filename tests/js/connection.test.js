@@ -3,13 +3,12 @@ const test = require('node:test');
 const assert = require('node:assert/strict');
 const { spawnSync } = require('node:child_process');
 const path = require('node:path');
-const { zanvodb, launcher, options, openConnection, run } = require('./helpers');
+const { zanvodb, launcher, options, openConnection, run, typeError } = require('./helpers');
 
 let server;
 test.before(async () => { server = await launcher.start(); });
 test.after(async () => { await server.stop(); });
 
-const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
 
 test('the module exports createConnection alone', () => {
   assert.deepEqual(Object.keys(zanvodb), ['createConnection']);

@@ -2,11 +2,10 @@
 // executeBatch(sql, rows, cb): rows bound as arrays and loaded in commands of at most 65535 rows.
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { openConnection, run, withServer } = require('./helpers');
+const { openConnection, run, typeError, withServer } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
-const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
 
 // executeBatch gathered into one object, since the callback runs before the method returns.
 function load(sql, rows, conn = fx.conn) {

@@ -1,8 +1,14 @@
 'use strict';
 // Shared set-up of the script API tests: the addon and a reference server per test file.
+const assert = require('node:assert/strict');
 const path = require('path');
 const zanvodb = require(path.join(__dirname, '..', '..'));
 const launcher = require(path.join(__dirname, '..', '..', 'server', 'launcher.js'));
+
+// Matchers of a TypeError of this message, and of a promise's rejection with a ZanvoError.
+const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
+const rejectsWith = (promise, code, message) => assert.rejects(promise,
+  (err) => err instanceof zanvodb.ZanvoError && err.code === code && (message === undefined || err.message === message));
 
 function options(server, extra = {}) {
   return { host: server.host, port: server.port, user: 'SYSDBA', password: 'SYSDBA', database: 'SYSTEM', ...extra };
@@ -47,4 +53,4 @@ function withServer(test, { connect = false } = {}) {
   return fx;
 }
 
-module.exports = { zanvodb, launcher, options, openConnection, run, failingRows, withServer };
+module.exports = { zanvodb, launcher, options, openConnection, run, failingRows, withServer, typeError, rejectsWith };

@@ -1,11 +1,10 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { failingRows, openConnection, options, run, withServer, zanvodb } = require('./helpers');
+const { failingRows, openConnection, options, run, typeError, withServer, zanvodb } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
-const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
 
 test('a select gives row objects and column objects', () => {
   const one = run(fx.conn, 'select 1 from dual');
