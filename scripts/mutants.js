@@ -371,12 +371,12 @@ module.exports = [
   {
     name: 'binding-batch-row-offset', file: 'src/binding/batch_columns.cc',
     from: 'std::to_string(row + first)', to: 'std::to_string(row)',
-    fault: 'a failing row of a later command is named by its place in that command', tests: [J('execute_batch.test.js', 'load.test.js', 'promise.test.js')],
+    fault: 'a failing row of a later command is named by its place in that command', tests: [J('execute_batch.test.js', 'promise.test.js')],
   },
   {
     name: 'binding-batch-changed-sum', file: 'src/binding/execute_batch_method.cc',
     from: '      changed += in_flight->changed;', to: '      changed = in_flight->changed;',
-    fault: 'executeBatch reports the changes of its last command only', tests: [J('execute_batch.test.js', 'load.test.js')],
+    fault: 'executeBatch reports the changes of its last command only', tests: [J('execute_batch.test.js')],
   },
   {
     name: 'binding-options-port-blank', file: 'src/binding/options_string.cc',
