@@ -6,8 +6,7 @@ const test = require('node:test');
 const assert = require('node:assert/strict');
 const path = require('path');
 const v8 = require('v8');
-const { spawnSync } = require('child_process');
-const { run, withServer } = require('./helpers');
+const { run, script, withServer } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
@@ -81,10 +80,8 @@ const reader = `
 `;
 
 function readWith(change, statements) {
-  const child = spawnSync(process.execPath, ['-e', reader, fx.server.connString(), change, JSON.stringify(statements)],
-    { encoding: 'utf8', timeout: 60000 });
-  assert.equal(child.status, 0, `${change}: ${child.stderr}`);
-  return v8.deserialize(Buffer.from(child.stdout.slice(child.stdout.lastIndexOf('\n') + 1), 'base64'));
+  const out = script(reader, [fx.server.connString(), change, JSON.stringify(statements)]);
+  return v8.deserialize(Buffer.from(out.slice(out.lastIndexOf('\n') + 1), 'base64'));
 }
 
 test('rows, fields, outcomes and failures read the same whatever the script changed', () => {
@@ -173,12 +170,7 @@ const promiseReader = `
 `;
 
 test('the Promise API binds and reads the same whatever the script changed', () => {
-  const readWith = (change) => {
-    const child = spawnSync(process.execPath, ['-e', promiseReader, fx.server.connString(), change],
-      { encoding: 'utf8', timeout: 60000 });
-    assert.equal(child.status, 0, `${change}: ${child.stderr}`);
-    return v8.deserialize(Buffer.from(child.stdout, 'base64'));
-  };
+  const readWith = (change) => v8.deserialize(Buffer.from(script(promiseReader, [fx.server.connString(), change]), 'base64'));
   const expected = readWith('none');
   assert.deepEqual([expected.batch, expected.named.rowId, expected.a.rows], [2, 3,
     [{ a: 2, ['__proto__']: null, 0: 2 }, { a: 3, ['__proto__']: 'three', 0: 3 }]]);

@@ -4,7 +4,7 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const net = require('net');
-const { zanvodb, failingRows, openConnection, options, rejectsWith, withServer } = require('./helpers');
+const { zanvodb, failingRows, openConnection, options, rejectsWith, script, withServer } = require('./helpers');
 const zp = require('../../promise');
 
 const fx = withServer(test);
@@ -181,11 +181,7 @@ const stalled = `
 `;
 
 test('the loop runs while statements wait on the server: 32 stalled connections overlap, also with one pool thread', () => {
-  const { spawnSync } = require('child_process');
-  const child = spawnSync(process.execPath, ['-e', stalled, fx.server.connString()],
-    { encoding: 'utf8', timeout: 20000, env: { ...process.env, UV_THREADPOOL_SIZE: '1' } });
-  assert.equal(child.status, 0, child.stderr);
-  const { order, elapsed } = JSON.parse(child.stdout);
+  const { order, elapsed } = JSON.parse(script(stalled, [fx.server.connString()], { UV_THREADPOOL_SIZE: '1' }));
   assert.equal(order[0], 'timer');
   assert.deepEqual(order.slice(1).sort((a, b) => a - b), [...Array(32).keys()]);
   // One after another they would take 9.6 s.
@@ -248,8 +244,5 @@ const dropped = `
 `;
 
 test('connections dropped without close release their links when collected', () => {
-  const { spawnSync } = require('child_process');
-  const child = spawnSync(process.execPath, ['--expose-gc', '-e', dropped, fx.server.connString()], { encoding: 'utf8', timeout: 20000 });
-  assert.equal(child.status, 0, child.stderr);
-  assert.deepEqual(JSON.parse(child.stdout), { held: 3, left: 0 });
+  assert.deepEqual(JSON.parse(script(dropped, [fx.server.connString()])), { held: 3, left: 0 });
 });

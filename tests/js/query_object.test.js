@@ -2,8 +2,7 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const path = require('path');
-const { spawnSync } = require('child_process');
-const { failingRows, openConnection, run, withServer } = require('./helpers');
+const { failingRows, openConnection, run, script, withServer } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
@@ -173,10 +172,7 @@ const openCursors = `
 
 test('closing or collecting an object whose server cursor is open leaves its link in step', () => {
   bigTable();
-  const child = spawnSync(process.execPath, ['--expose-gc', '-e', openCursors, fx.server.connString()],
-    { encoding: 'utf8', timeout: 20000 });
-  assert.equal(child.status, 0, child.stderr);
-  assert.deepEqual(JSON.parse(child.stdout),
+  assert.deepEqual(JSON.parse(script(openCursors, [fx.server.connString()])),
     [{ i: 1 }, 45000, { i: 45000 }, null, 45000, { i: 1 }, null, [{ 'UPDATE EFFECTNUM': 1 }], 45000]);
 });
 
@@ -212,10 +208,7 @@ const growth = `
 `;
 
 test('results, query objects without a callback and collected query objects leave nothing behind', () => {
-  const child = spawnSync(process.execPath, ['--expose-gc', '-e', growth, fx.server.connString()],
-    { encoding: 'utf8', timeout: 60000 });
-  assert.equal(child.status, 0, child.stderr);
-  const { callback, none, dropped } = JSON.parse(child.stdout);
+  const { callback, none, dropped } = JSON.parse(script(growth, [fx.server.connString()]));
   assert.ok(callback.rss < 16 << 20, `the process grew by ${callback.rss} bytes over 10,000 queries`);
   assert.ok(none.heap < 1 << 20, `the heap grew by ${none.heap} bytes over 20,000 queries without a callback`);
   // 400 results held would be 400 x 5,000 rows of over 40 bytes: some 80 MiB.
