@@ -15,12 +15,11 @@ test('the module exports createConnection alone', () => {
 });
 
 test('createConnection checks its argument', () => {
-  assert.throws(() => zanvodb.createConnection(), typeError('The first argument undefined.'));
-  assert.throws(() => zanvodb.createConnection(undefined), typeError('The first argument undefined.'));
-  assert.throws(() => zanvodb.createConnection(null), typeError('The args Error '));
-  assert.throws(() => zanvodb.createConnection(5), typeError('The args Error '));
-  assert.throws(() => zanvodb.createConnection({}), typeError('The args Error:no Host '));
-  assert.throws(() => zanvodb.createConnection({ host: undefined }), typeError('The args Error:no Host '));
+  for (const [args, message] of [[[], 'The first argument undefined.'], [[undefined], 'The first argument undefined.'],
+    [[null], 'The args Error '], [[5], 'The args Error '], [[{}], 'The args Error:no Host '],
+    [[{ host: undefined }], 'The args Error:no Host ']]) {
+    assert.throws(() => zanvodb.createConnection(...args), typeError(message), message);
+  }
   const conn = zanvodb.createConnection({ host: null });
   assert.equal(conn.constructor.name, 'ZVConnection');
   // An empty string passes here and fails only when a link is asked for.

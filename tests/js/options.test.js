@@ -4,7 +4,7 @@ const assert = require('node:assert/strict');
 const net = require('net');
 const path = require('path');
 const childProcess = require('child_process');
-const { zanvodb, launcher, options, run } = require('./helpers');
+const { zanvodb, launcher, openConnection, options, run } = require('./helpers');
 
 let server;
 test.before(async () => { server = await launcher.start(); });
@@ -66,8 +66,7 @@ test('a connection string with a value or item that does not fit is refused, nev
 });
 
 test('silent: true and SILENT=on print nothing; by default query prints its large-object lines', () => {
-  const setup = zanvodb.createConnection(options(server));
-  setup.connect();
+  const setup = openConnection(server);
   run(setup, 'create table noisy (b blob)');
   run(setup, "insert into noisy values (x'414243')");
   setup.end();

@@ -153,16 +153,6 @@ test('a failed connect says which failure it was', async () => {
   silent.close();
 });
 
-test('a lost link rejects every queued call with one code, and a later connect works', async () => {
-  const conn = await connect();
-  await conn.query('ZANVO FAULT CLOSE AFTER 0');
-  const calls = [conn.query('select 1'), conn.query('select 2'), conn.prepare('select 3')];
-  for (const call of calls) await rejectsWith(call, 'EJ1024', 'database connection is closed');
-  const again = await connect();
-  assert.deepEqual((await again.query('select 1 as one')).rows, [{ one: 1 }]);
-  await Promise.all([conn.close(), again.close()]);
-});
-
 // Run with one thread in libuv's pool: 32 connections whose next statement the server holds
 // for 300 ms, and a timer set as they start. Prints the order things finished in and the time.
 const stalled = `

@@ -87,12 +87,12 @@ test('every call form reaches its statement, and every callback is called with r
 });
 
 test('misuse of query throws the fixed texts', () => {
-  assert.throws(() => fx.conn.query('select 1 from dual', 1, 2), typeError('The third argument is not callback function'));
-  assert.throws(() => fx.conn.query(5), typeError('Error: The args Query sql is needed '));
-  assert.throws(() => fx.conn.query(null), typeError('Error: The args Query sql is needed '));
-  assert.throws(() => fx.conn.query(undefined), typeError('The first argument undefined.'));
-  assert.throws(() => fx.conn.query(), typeError('The first argument undefined.'));
-  assert.throws(() => fx.conn.query('select 1 from dual', [], () => {}, 1), typeError('Wrong arguments number'));
+  for (const [args, message] of [[['select 1 from dual', 1, 2], 'The third argument is not callback function'],
+    [[5], 'Error: The args Query sql is needed '], [[null], 'Error: The args Query sql is needed '],
+    [[undefined], 'The first argument undefined.'], [[], 'The first argument undefined.'],
+    [['select 1 from dual', [], () => {}, 1], 'Wrong arguments number']]) {
+    assert.throws(() => fx.conn.query(...args), typeError(message), message);
+  }
 });
 
 test('column types arrive as the right script values', () => {
