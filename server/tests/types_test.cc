@@ -75,7 +75,7 @@ TEST_F(ServerTest, EveryDeclaredTypeArrivesWithItsCodeSizeAndWireForm) {
   }
 }
 
-TEST_F(ServerTest, EmptyValuesAreNotNullAndUnreadableOnesAreNullWithAWarning) {
+TEST_F(ServerTest, EmptyValuesAreNotNullAndValuesNotOfTheirColumnsTypeAreNullWithAWarning) {
   auto c = connect();
   Reply r = c->run(
       "create table e(a VARCHAR(5), b BLOB, c CLOB, d BINARY, e DATE, f SMALLINT, g BOOLEAN, h DATETIME, "
