@@ -19,9 +19,7 @@ std::string later_rows(int rows, int per_block) {
 
 // A server answering as version 201 takes the later rows of a batch without their type bytes.
 TEST_F(ServerTest, RowsInSeveralBlocksWithoutTypeBytesAreCountedInOneRecord) {
-  zv::ServerOptions options;
-  options.reply_version = 201;
-  start(options);
+  start([](zv::ServerOptions& o) { o.reply_version = 201; });
   TestClient c(port());
   ASSERT_EQ(c.login(login_text("SYSDBA", "SYSDBA")), "K");
   ASSERT_EQ(c.run("create table b(n INTEGER PRIMARY KEY, v VARCHAR(8))").letters, "");

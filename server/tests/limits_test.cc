@@ -23,10 +23,10 @@ TEST_F(ServerTest, ErrorTextsQuoteAtMost200BytesOfTheStatement) {
 }
 
 TEST_F(ServerTest, ACommandOverTheTextOrParameterLimitIsAnsweredAndEndsTheLink) {
-  zv::ServerOptions options;
-  options.command_max = 1000;
-  options.parameter_max = 100;
-  start(options);
+  start([](zv::ServerOptions& o) {
+    o.command_max = 1000;
+    o.parameter_max = 100;
+  });
   auto head = [](int32_t data_len) { return be16(0) + be16(1) + be16(30) + be32(data_len); };  // 10 bytes
   auto parameter = [&](int32_t data_len) { return parameter_record(30, std::string(static_cast<size_t>(data_len), 'p')); };
   auto c = connect();
@@ -56,9 +56,7 @@ TEST_F(ServerTest, ACommandOverTheTextOrParameterLimitIsAnsweredAndEndsTheLink) 
 }
 
 TEST_F(ServerTest, AValueOverTheLimitIsAnErrorInsteadOfBeingBuilt) {
-  zv::ServerOptions options;
-  options.value_max = 1000;
-  start(options);
+  start([](zv::ServerOptions& o) { o.value_max = 1000; });
   auto c = connect();
   EXPECT_EQ(c->value("select length(randomblob(1000))"), be32(1000));
   for (const char* text : {"select randomblob(1001)", "select length(zeroblob(999) || 'ab')",
@@ -73,9 +71,7 @@ TEST_F(ServerTest, AValueOverTheLimitIsAnErrorInsteadOfBeingBuilt) {
 
 // A link that keeps talking stays; one that goes quiet, even half-way through a command, goes.
 TEST_F(ServerTest, ALinkIdleForLongerThanTheTimeOutIsClosed) {
-  zv::ServerOptions options;
-  options.idle_timeout_ms = 300;
-  start(options);
+  start([](zv::ServerOptions& o) { o.idle_timeout_ms = 300; });
   auto busy = connect();
   auto stalled = connect();
   stalled->send("?" + be32(100) + "select");
@@ -87,10 +83,10 @@ TEST_F(ServerTest, ALinkIdleForLongerThanTheTimeOutIsClosed) {
 }
 
 TEST_F(ServerTest, LinksOverTheLimitAndLongLoginTextsAreRefused) {
-  zv::ServerOptions options;
-  options.max_links = 2;
-  options.login_max = 100;
-  start(options);
+  start([](zv::ServerOptions& o) {
+    o.max_links = 2;
+    o.login_max = 100;
+  });
   auto first = connect();
   auto second = connect();
   for (int i = 0; i < 3; ++i) {
@@ -113,14 +109,27 @@ TEST_F(ServerTest, LinksOverTheLimitAndLongLoginTextsAreRefused) {
   EXPECT_EQ(wordy.string(), "[E10002]login text too long");
 }
 
+// All the reads of a login share one deadline: a client that sends its login text a few bytes
+// at a time, each piece well within the deadline of the last, is cut all the same.
+TEST_F(ServerTest, ALoginMustBeCompleteByItsDeadline) {
+  start([](zv::ServerOptions& o) { o.login_timeout_ms = 500; });
+  const std::string text = login_text("SYSDBA", "SYSDBA");
+  TestClient drip(port());
+  for (size_t at = 0; at < text.size(); at += 8) {
+    drip.send(text.substr(at, 8));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_EQ(drip.login_answer(), "");
+}
+
 // Names of cursors and prepared statements have at most --name-max characters, and what a
 // link keeps of them, names and texts, at most --kept-max bytes. A statement or cursor that
 // replaces one of its name counts in its place; CLOSE and DEALLOCATE give their bytes back.
 TEST_F(ServerTest, NamesAndWhatALinkKeepsAreCapped) {
-  zv::ServerOptions options;
-  options.name_max = 4;
-  options.kept_max = 100;
-  start(options);
+  start([](zv::ServerOptions& o) {
+    o.name_max = 4;
+    o.kept_max = 100;
+  });
   const std::string query = " select '" + std::string(36, 'x') + "'";  // 46 bytes, 50 with a name of 4
   const std::string full = "[E10013]a link keeps at most 100 bytes of the names and texts of its cursors and prepared "
                            "statements";

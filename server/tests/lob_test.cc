@@ -6,9 +6,7 @@ namespace {
 std::string fetch_head(int32_t type) { return "A" + be32(1) + field("lob", type, 0) + "R"; }
 
 TEST_F(ServerTest, LargeObjectsGoInlineOrByDescriptorAndAreFetchedInPieces) {
-  zv::ServerOptions options;
-  options.lob_inline_max = 8;  // "shortish"
-  start(options);
+  start([](zv::ServerOptions& o) { o.lob_inline_max = 8; });  // "shortish" goes inline
   auto c = connect(" lob_ret  =descriptor");
   const int32_t big = 1048577;  // one byte more than a fetched piece holds
   Reply r = c->run(

@@ -11,20 +11,13 @@ std::string placeholder(const std::string& name, int32_t position) {
 }
 std::string error_reply(const std::string& text) { return "E" + wire_string(text) + "K"; }
 
-class ServerPreparedTest : public ServerTest {
- protected:
-  std::unique_ptr<TestClient> with_table() {
-    auto c = connect();
-    EXPECT_EQ(c->run("create table p(n INTEGER, s VARCHAR(10)); insert into p values(1, 'one'), (2, 'two')").letters,
-              "I");
-    return c;
-  }
-  // Sends `text` and expects exactly `reply`; the next exchange shows that nothing more came.
-  static void expect_reply(TestClient& c, const std::string& text, const std::string& reply) {
-    c.command(text);
-    EXPECT_EQ(c.bytes(reply.size()), reply) << text;
-  }
-};
+class ServerPreparedTest : public ServerTest {};
+
+// Sends `text` and expects exactly `reply`; the next exchange shows that nothing more came.
+void expect_reply(TestClient& c, const std::string& text, const std::string& reply) {
+  c.command(text);
+  EXPECT_EQ(c.bytes(reply.size()), reply) << text;
+}
 
 TEST_F(ServerPreparedTest, PrepareDescribesRowsAndPlaceholders) {
   const std::pair<std::string, std::string> cases[] = {
@@ -38,15 +31,14 @@ TEST_F(ServerPreparedTest, PrepareDescribesRowsAndPlaceholders) {
       {"PREPARE STC4 AS select * from nowhere", error_reply("[E10001]no such table: nowhere")},
       {"PREPARE STC5 AS select 1; select 2", error_reply("[E10010]PREPARE takes one statement")},
   };
-  auto c = with_table();
+  auto c = connect();
+  ASSERT_EQ(c->run("create table p(n INTEGER, s VARCHAR(10)); insert into p values(1, 'one'), (2, 'two')").letters, "I");
   for (const auto& [text, reply] : cases) expect_reply(*c, text, reply);
   EXPECT_EQ(c->value("select count(*) from p"), be32(2));
 }
 
 TEST_F(ServerPreparedTest, CapCountsNamesAndAPrepareOfAKnownNameReplacesIt) {
-  zv::ServerOptions options;
-  options.max_prepared = 2;
-  start(options);
+  start([](zv::ServerOptions& o) { o.max_prepared = 2; });
   auto c = connect();
   EXPECT_EQ(c->run("PREPARE A AS select 1;").letters, "A$");
   EXPECT_EQ(c->run("PREPARE B AS select 2").letters, "A$");

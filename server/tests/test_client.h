@@ -192,8 +192,11 @@ class TestClient {
 
 class ServerTest : public ::testing::Test {
  protected:
-  void SetUp() override { start({}); }
-  void start(zv::ServerOptions options) {
+  void SetUp() override { start([](zv::ServerOptions&) {}); }
+  // A server in place of the last one, with the default options as `set` changes them.
+  void start(void (*set)(zv::ServerOptions&)) {
+    zv::ServerOptions options;
+    set(options);
     options.port = 0;
     server_ = std::make_unique<zv::Server>(options);
     std::string error;

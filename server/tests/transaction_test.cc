@@ -33,9 +33,7 @@ TEST_F(ServerTest, TheEndsOfATransactionAreToldApartByTheirWords) {
 }
 
 TEST_F(ServerTest, ALockHeldByAnotherConnectionEndsInAnErrorAfterTheBusyTimeout) {
-  zv::ServerOptions options;
-  options.busy_timeout_ms = 500;
-  start(options);
+  start([](zv::ServerOptions& o) { o.busy_timeout_ms = 500; });
   auto a = connect(" auto_commit = 'off'");
   auto b = connect();
   ASSERT_EQ(b->run("create table l(x INTEGER)").letters, "");
