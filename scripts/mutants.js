@@ -187,17 +187,17 @@ module.exports = [
     name: 'cursor-full-block-drained', file: 'src/client/statements/smart_cursor.cc',
     from: '  if (cursor->result->row_count == SMART_BLOCK_ROWS) return 0;\n  return drain(cursor, conn);',
     to: '  return drain(cursor, conn);',
-    fault: 'a cursor stops after its second block even when it was full', tests: [CURSOR, J('cursor.test.js')],
+    fault: 'a cursor stops after its second block even when it was full', tests: [CURSOR, J('query_object.test.js')],
   },
   {
     name: 'cursor-first-block-edge', file: 'src/client/statements/smart_cursor.cc',
     from: 'if (cursor->result->row_count != SMART_BLOCK_ROWS) drain_later(cursor, conn);', to: 'if (cursor->result->row_count + 1 < SMART_BLOCK_ROWS) drain_later(cursor, conn);',
-    fault: 'a first block one row short is taken for a full one', tests: [CURSOR, J('cursor.test.js')],
+    fault: 'a first block one row short is taken for a full one', tests: [CURSOR, J('query_object.test.js')],
   },
   {
     name: 'cursor-refill-ignored', file: 'src/client/statements/smart_cursor.cc',
     from: 'if (ret != ZV_NO_MORE || !cursor->more) return ret;', to: 'if (ret != ZV_NO_MORE || cursor->more) return ret;',
-    fault: 'the cursor never asks for the next block', tests: [CURSOR, J('cursor.test.js')],
+    fault: 'the cursor never asks for the next block', tests: [CURSOR, J('query_object.test.js')],
   },
   {
     name: 'cursor-name-length', file: 'src/client/statements/smart_cursor.cc',
@@ -287,7 +287,7 @@ module.exports = [
   {
     name: 'cipher-refill-late', file: 'src/client/connection/link_cipher.cc',
     from: 'if (ctx->counter == LINK_REFILL) {', to: 'if (ctx->counter == LINK_REFILL + TURING_BATCH) {',
-    fault: 'the keystream is refilled one batch too late', tests: [CIPHER, J('enciphered.test.js')],
+    fault: 'the keystream is refilled one batch too late', tests: [CIPHER],
   },
   {
     name: 'cipher-recv-tries', file: 'src/client/connection/wire.cc',
@@ -303,23 +303,23 @@ module.exports = [
     name: 'cipher-login-block-round', file: 'src/client/connection/login.cc',
     from: 'send_direct(conn, auth_str, (n + LINK_BLOCK - 1) / LINK_BLOCK * LINK_BLOCK + LINK_KEY_SIZE);',
     to: 'send_direct(conn, auth_str, n / LINK_BLOCK * LINK_BLOCK + LINK_KEY_SIZE);',
-    fault: 'the last partial block of the enciphered login text is not sent', tests: [CIPHER, J('enciphered.test.js')],
+    fault: 'the last partial block of the enciphered login text is not sent', tests: [CIPHER],
   },
   // ---- client library: fail-over ----
   {
     name: 'failover-stops-after-first', file: 'src/client/connection/open_ips.cc',
     from: '    if (list->remaining < 2) {', to: '    if (list->remaining > 0) {',
-    fault: 'the walk ends at the first server that refuses the connection', tests: [FAILOVER, J('failover.test.js')],
+    fault: 'the walk ends at the first server that refuses the connection', tests: [FAILOVER, J('pool.test.js')],
   },
   {
     name: 'failover-no-strike', file: 'src/client/connection/open_ips.cc',
     from: '    strike_server(list);\n', to: '',
-    fault: 'an unreachable server is not struck and is tried again', tests: [FAILOVER, J('failover.test.js')],
+    fault: 'an unreachable server is not struck and is tried again', tests: [FAILOVER, J('pool.test.js')],
   },
   {
     name: 'failover-login-refusal-walks', file: 'src/client/connection/open_ips.cc',
     from: '    if (linked && login != LOGIN_NO_ANSWER) break;', to: '    if (linked && login == LOGIN_OK) break;',
-    fault: 'a server that refuses the login is skipped like an unreachable one', tests: [FAILOVER, J('failover.test.js')],
+    fault: 'a server that refuses the login is skipped like an unreachable one', tests: [FAILOVER, J('pool.test.js')],
   },
   {
     name: 'failover-position-kept', file: 'src/client/connection/open_ips.cc',
@@ -371,12 +371,12 @@ module.exports = [
   {
     name: 'binding-batch-row-offset', file: 'src/binding/batch_columns.cc',
     from: 'std::to_string(row + first)', to: 'std::to_string(row)',
-    fault: 'a failing row of a later command is named by its place in that command', tests: [J('execute_batch.test.js', 'load.test.js', 'promise.test.js')],
+    fault: 'a failing row of a later command is named by its place in that command', tests: [J('execute_batch.test.js', 'promise.test.js')],
   },
   {
     name: 'binding-batch-changed-sum', file: 'src/binding/execute_batch_method.cc',
     from: '      changed += in_flight->changed;', to: '      changed = in_flight->changed;',
-    fault: 'executeBatch reports the changes of its last command only', tests: [J('execute_batch.test.js', 'load.test.js')],
+    fault: 'executeBatch reports the changes of its last command only', tests: [J('execute_batch.test.js')],
   },
   {
     name: 'binding-options-port-blank', file: 'src/binding/options_string.cc',
@@ -504,7 +504,7 @@ module.exports = [
     name: 'server-batch-savepoint', file: 'server/src/batch_runner.cc',
     from: 'if (sqlite3_exec(db, "SAVEPOINT zanvo_batch", nullptr, nullptr, nullptr) != SQLITE_OK) {',
     to: 'if (sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) != SQLITE_OK) {',
-    fault: 'the rows before a failing row of a batch stay', tests: [S('ServerBatchTest.*'), J('execute_batch.test.js')],
+    fault: 'the rows before a failing row of a batch stay', tests: [S('ServerTest.AFailingRow*'), J('execute_batch.test.js')],
   },
   // ---- Promise API: rows in parts, streams ----
   {

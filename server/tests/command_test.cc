@@ -1,5 +1,3 @@
-#include <chrono>
-#include <cstdio>
 #include <fstream>
 #include <tuple>
 
@@ -38,51 +36,15 @@ TEST_F(ServerTest, EachStatementOfATextAnswersItsRecordAndOneKClosesThem) {
   EXPECT_EQ(c->value("select 7"), be32(7));
 }
 
-TEST_F(ServerTest, GarbageClosesOnlyThatLink) {
-  auto c = connect();
-  for (const std::string& garbage :
-       {std::string("X"), "?" + be32(-5), "?" + be32(8) + "select 1" + '\0' + be32(1) + be16(-3)}) {
-    auto bad = connect();
-    bad->send(garbage);
-    EXPECT_TRUE(bad->closed_by_server());
-  }
-  EXPECT_EQ(c->value("select 4"), be32(4));
-}
-
-TEST_F(ServerTest, EachFaultSpoilsTheNextReplyOnly) {
-  const struct {
-    const char* fault;
-    std::string reply;
-    bool closes;
-  } cases[] = {
-      {"ZANVO FAULT CLOSE AFTER 3;", "A" + std::string(2, '\0'), true},
-      {"ZANVO FAULT LETTER x", "x", false},
-      {"ZANVO FAULT LENGTH -7", "E" + be32(-7), false},
-      {"ZANVO FAULT COLUMNS 2", "A" + be32(2) + field("c1", 30, 0) + field("c2", 30, 0) + "K", false},
-      {"ZANVO FAULT RESULTS 2", "A" + be32(1) + field("r", 5, 4) + "A" + be32(1) + field("r", 5, 4) + "K", false},
-  };
-  for (const auto& k : cases) {
-    SCOPED_TRACE(k.fault);
+TEST_F(ServerTest, AQueryWhoseClientHasGoneStops) {
+  const char* endless = "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c";
+  {
     auto c = connect();
-    Reply armed = c->run(k.fault);
-    EXPECT_TRUE(armed.complete && armed.records.empty());
-    c->command("select 1");
-    EXPECT_EQ(c->bytes(k.reply.size()), k.reply);
-    if (k.closes) {
-      EXPECT_TRUE(c->closed_by_server());
-    } else {
-      EXPECT_EQ(c->value("select 6"), be32(6));
-    }
+    c->command(endless);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the query is running
+    EXPECT_EQ(server_->links(), 1u);
   }
-}
-
-TEST_F(ServerTest, FaultStallDelaysTheNextReplyAndAMalformedFaultIsAnSqlError) {
-  auto c = connect();
-  EXPECT_EQ(c->run("ZANVO FAULT LETTER xy").records.at(0).text, "[E10001]near \"ZANVO\": syntax error");
-  EXPECT_TRUE(c->run("ZANVO FAULT STALL 200").complete);
-  auto started = std::chrono::steady_clock::now();
-  EXPECT_EQ(c->value("select 5"), be32(5));
-  EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(200));
+  EXPECT_TRUE(within_ms(3000, [&] { return server_->links() == 0; }));
 }
 
 const std::string kRefused =
@@ -90,14 +52,11 @@ const std::string kRefused =
     "connections";
 
 TEST_F(ServerTest, StatementsThatReachFilesOrSharedSettingsAreRefused) {
-  const std::string dir = ::testing::TempDir();
-  const std::string copy = dir + "zv-sandbox-copy-" + std::to_string(::getpid());
-  const std::string victim = dir + "zv-sandbox-victim-" + std::to_string(::getpid());
-  std::ofstream(victim) << "not a database";
+  const std::string file = ::testing::TempDir() + "zv-sandbox-" + std::to_string(::getpid());
   auto c = connect();
   for (const std::string& text :
-       {"VACUUM INTO '" + copy + "'", std::string("VACUUM"), "ATTACH '" + victim + "' AS v",
-        "ATTACH '" + victim + "' AS v; CREATE TABLE v.t(a INTEGER)", std::string("DETACH main"),
+       {"VACUUM INTO '" + file + "'", std::string("VACUUM"), "ATTACH '" + file + "' AS v",
+        "ATTACH '" + file + "' AS v; CREATE TABLE v.t(a INTEGER)", std::string("DETACH main"),
         std::string("PRAGMA temp_store_directory = '/tmp'"), std::string("PRAGMA writable_schema = 1"),
         std::string("PRAGMA journal_mode = DELETE"), std::string("PRAGMA soft_heap_limit = 1")}) {
     Reply r = c->run(text);
@@ -106,11 +65,7 @@ TEST_F(ServerTest, StatementsThatReachFilesOrSharedSettingsAreRefused) {
   }
   EXPECT_EQ(c->run("select load_extension('libm')").records.at(0).text,
             "[E10001]not authorized to use function: load_extension");
-  EXPECT_FALSE(std::ifstream(copy).good());
-  std::string kept;
-  std::getline(std::ifstream(victim), kept);
-  EXPECT_EQ(kept, "not a database");
-  std::remove(victim.c_str());
+  EXPECT_FALSE(std::ifstream(file).good());
   // Pragmas of the connection alone, and ones that only describe the database, still work.
   Reply r = c->run("PRAGMA user_version = 7; PRAGMA user_version; PRAGMA foreign_keys = ON; PRAGMA foreign_keys");
   ASSERT_EQ(r.letters, "AA");

@@ -1,7 +1,4 @@
-#include <memory>
-
 #include "exchange_key.h"
-#include "link_keystream.h"
 #include "test_client.h"
 
 namespace zvtest {
@@ -50,43 +47,13 @@ std::string raised(std::string plain, const std::string& exchange) {
   return out;
 }
 
-// "~ssl~" and the server's exponent and modulus.
-std::string exchange(TestClient& c) {
+// The enciphered login with the clear blocks behind the link key, raised with the exponent and
+// modulus that the server answers "~ssl~" with; the login's answer.
+std::string login_with_blocks(TestClient& c, const std::string& blocks) {
   c.send("~ssl~");
-  std::string got = c.bytes(2 * kBlock);
-  EXPECT_EQ(got.size(), 2 * kBlock);
-  return got;
-}
-
-// The enciphered login with the clear blocks behind the link key; `first` (a command, say)
-// follows the blocks in the same write, enciphered. Returns the login's answer.
-std::string login_with_blocks(TestClient& c, const std::string& blocks, std::string first = "") {
-  std::string image = raised(as_string(link_key()) + blocks, exchange(c));
-  auto sent = std::make_unique<zv::LinkKeystream>(link_key());
-  sent->apply(first.data(), first.size());
-  c.send(image + first);
-  c.encipher(std::move(sent), std::make_unique<zv::LinkKeystream>(link_key()));
+  c.send(raised(as_string(link_key()) + blocks, c.bytes(2 * kBlock)));
+  c.encipher(link_key());
   return c.login_answer();
-}
-
-std::string login_enciphered(TestClient& c, const std::string& text, const std::string& first = "") {
-  return login_with_blocks(c, stuffed(text), first);
-}
-
-TEST_F(ServerTest, AnEncipheredLinkCarriesStatementsAndRows) {
-  TestClient c(port());
-  // The first command rides in the same write as the login blocks.
-  EXPECT_EQ(login_enciphered(c, login_text("SYSDBA", "SYSDBA", " char_set = '' iso_level = ''"),
-                             command_message("select 'early'")),
-            kLoggedIn);
-  EXPECT_EQ(c.reply().records.at(0).rows, std::vector<Row>({{"early"}}));
-  // More than 3400 bytes each way, so that both directions take a second batch.
-  std::string body;
-  for (int i = 0; i < 500; ++i) body += "0123456789";
-  Reply r = c.run("create table docs(body VARCHAR(5000)); insert into docs values('" + body + "'); select body from docs");
-  ASSERT_EQ(r.letters, "IA");
-  EXPECT_TRUE(r.records[1].rows == std::vector<Row>({{body}}));
-  EXPECT_EQ(c.run("select x from nowhere").records.at(0).text, "[E10001]no such table: nowhere");
 }
 
 // A login text `pad` bytes longer than the shortest; kLongestPad makes it as long as the limit.
@@ -100,24 +67,8 @@ TEST_F(ServerTest, EncipheredLoginTextsOfEveryLengthAroundTheBlocksAreRead) {
   for (size_t pad = 0; pad < 34; ++pad) pads.push_back(pad);  // every length mod 30, and past a block
   for (size_t pad : pads) {
     TestClient c(port());
-    EXPECT_EQ(login_enciphered(c, padded_login(pad)), kLoggedIn) << pad;
+    EXPECT_EQ(login_with_blocks(c, stuffed(padded_login(pad))), kLoggedIn) << pad;
     EXPECT_EQ(c.value("select 1"), be32(1)) << pad;
-  }
-}
-
-TEST_F(ServerTest, EncipheredRefusalsGoOutEncipheredAndCloseTheLink) {
-  // A block without its terminator must end in 07 07.
-  const char* kNoText = "[E10002]enciphered login blocks that hold no login text";
-  for (auto [blocks, error] :
-       {std::pair{stuffed(login_text("SYSDBA", "wrong")), "[E10002]login refused: wrong user name or password"},
-        {stuffed("hello there"), "[E10002]not a login text"},
-        {stuffed(padded_login(kLongestPad + 1)), "[E10002]login text too long"},
-        {std::string(kBlock, 'x'), kNoText},
-        {std::string(30, 'l') + "\x07\x08", kNoText}}) {
-    TestClient c(port());
-    EXPECT_EQ(login_with_blocks(c, blocks), "E") << error;
-    EXPECT_EQ(c.string(), error);
-    EXPECT_TRUE(c.closed_by_server()) << error;
   }
 }
 

@@ -31,10 +31,7 @@ TEST(ServerExchangeKey, FreshKeysFillTheModulusAndUndoTheirExponent) {
     EXPECT_GE(key->modulus[31], 0x80);
     moduli.insert(key->modulus);
     // The edges 0 and 1, and a link key just below 2^255.
-    zv::Block top = block_from_hex("");
-    top.fill(0xff);
-    top[31] = 0x7f;
-    for (const zv::Block& plain : {block_from_hex(""), block_from_hex("01"), top}) {
+    for (const zv::Block& plain : {block_from_hex(""), block_from_hex("01"), block_from_hex(std::string(62, 'f') + "7f")}) {
       zv::Block sent{};
       ASSERT_TRUE(zv::modexp_block(plain, key->exponent, key->modulus, sent));
       EXPECT_EQ(key->decipher(sent), plain);

@@ -6,22 +6,16 @@ namespace {
 std::string fetch_head(int32_t type) { return "A" + be32(1) + field("lob", type, 0) + "R"; }
 
 TEST_F(ServerTest, LargeObjectsGoInlineOrByDescriptorAndAreFetchedInPieces) {
-  zv::ServerOptions options;
-  options.lob_inline_max = 8;  // "shortish"
-  start(options);
+  start([](zv::ServerOptions& o) { o.lob_inline_max = 8; });  // "shortish" goes inline
   auto c = connect(" lob_ret  =descriptor");
-  auto plain = connect();
   const int32_t big = 1048577;  // one byte more than a fetched piece holds
-  const std::string select = "select body, data from docs order by id";
   Reply r = c->run(
       "create table docs(id INTEGER, body CLOB, data BLOB);"
-      "insert into docs values(1, 'shortish', x'0102'), (2, 'a longer text', zeroblob(1048577));" +
-      select);
+      "insert into docs values(1, 'shortish', x'0102'), (2, 'a longer text', zeroblob(1048577));"
+      "select body, data from docs order by id");
   ASSERT_EQ(r.letters, "IA");
   EXPECT_EQ(r.records[1].rows, std::vector<Row>({{"cshortish", "b\x01\x02"},
                                                  {"C000000000001:13", "B000000000002:" + std::to_string(big)}}));
-  EXPECT_EQ(plain->run(select).records.at(0).rows,
-            std::vector<Row>({{"shortish", "\x01\x02"}, {"a longer text", std::string(big, '\0')}}));
 
   c->command("get lob 'C000000000001' offset 2 limit 5 ");
   std::string expected = fetch_head(32) + be32(13) + be32(5) + "longe" + be32(0);
@@ -35,9 +29,9 @@ TEST_F(ServerTest, LargeObjectsGoInlineOrByDescriptorAndAreFetchedInPieces) {
     EXPECT_EQ(c->run(bad).records.at(0).text, "[E10001]near \"get\": syntax error") << bad;
   }
   // Descriptors belong to the connection that received them.
-  plain->command("get lob 'C000000000001' offset 0 limit 13 ");
-  EXPECT_EQ(plain->bytes(1), "K");
-  EXPECT_EQ(plain->value("select 1"), be32(1));
+  auto other = connect();
+  other->command("get lob 'C000000000001' offset 0 limit 13 ");
+  EXPECT_EQ(other->bytes(1), "K");
 }
 
 }  // namespace

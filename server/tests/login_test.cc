@@ -18,11 +18,11 @@ TEST_F(ServerTest, LoginsAcceptedInPiecesRefusedAndInTheOldReplyForm) {
   EXPECT_EQ(c.value("SHOW AUTO_COMMIT;"), "F");
 
   // Refusals close the link; a login under the old reply form is answered with a bare "K".
-  zv::ServerOptions custom;
-  custom.user = "ALICE";
-  custom.password = "my secret";
-  custom.reply_version = 201;
-  start(custom);
+  start([](zv::ServerOptions& o) {
+    o.user = "ALICE";
+    o.password = "my secret";
+    o.reply_version = 201;
+  });
   for (auto [text, error] :
        {std::pair{login_text("ALICE", "My secret"), "[E10002]login refused: wrong user name or password"},
         {"hello there version = '301'", "[E10002]not a login text"},

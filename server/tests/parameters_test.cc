@@ -34,54 +34,19 @@ const BoundCase kBound[] = {
     {30, "", "VARCHAR(4)", "NULL", std::nullopt},
 };
 
-// A table with one column for each case, c0, c1, ...; the texts that insert its one row
-// through placeholders of the given form and read it back.
-struct Statements {
-  std::string create, insert, quoted = "select ", select = "select ";
-};
-
-Statements statements(const std::string& mark) {
-  Statements s{"drop table if exists p; create table p(", "insert into p values("};
-  for (size_t i = 0; i < std::size(kBound); ++i) {
-    std::string col = "c" + std::to_string(i), sep = i ? ", " : "";
-    s.create += sep + col + " " + kBound[i].declared;
-    s.insert += sep + (mark == "?" ? "?" : mark + col);
-    s.quoted += sep + "quote(" + col + ")";
-    s.select += sep + col;
-  }
-  s.create += ")";
-  s.insert += ")";
-  s.quoted += " from p";
-  s.select += " from p";
-  return s;
-}
-
-// Each case as a record: by position in table order, or by name in reverse order (names in
-// upper case, to show that case does not count).
-std::string records(bool named) {
-  std::string out;
-  for (size_t n = std::size(kBound), k = 0; k < n; ++k) {
-    size_t i = named ? n - 1 - k : k;
-    out += parameter_record(kBound[i].code, kBound[i].payload, named ? "C" + std::to_string(i) : "");
-  }
-  return out;
-}
-
+// Each case in a column of its own type, bound by position or by a name in upper case (case
+// does not count), read back as SQLite keeps it and as the column sends it.
 TEST_F(ServerTest, EveryTypeCodeIsBoundByPositionOrByNameAndComesBackExactly) {
-  for (const char* mark : {"?", ":", "@", "$"}) {
-    SCOPED_TRACE(mark);
-    auto c = connect();
-    Statements s = statements(mark);
-    ASSERT_EQ(c->run(s.create).letters, "");
-    c->command(s.insert, static_cast<int32_t>(std::size(kBound)), records(std::string(mark) != "?"));
-    Reply r = c->reply();
-    ASSERT_EQ(r.letters, "I") << r.records.at(0).text;
-    Row quoted = c->run(s.quoted).records.at(0).rows.at(0);
-    Row wire = c->run(s.select).records.at(0).rows.at(0);
-    for (size_t i = 0; i < std::size(kBound); ++i) {
-      SCOPED_TRACE(i);
-      EXPECT_EQ(quoted[i], kBound[i].stored);
-      EXPECT_EQ(wire[i], kBound[i].wire);
+  auto c = connect();
+  for (const std::string mark : {"?", ":", "@", "$"}) {
+    const bool named = mark != "?";
+    for (const BoundCase& k : kBound) {
+      SCOPED_TRACE(mark + k.declared);
+      ASSERT_EQ(c->run(std::string("drop table if exists p; create table p(c ") + k.declared + ")").letters, "");
+      c->command("insert into p values(" + mark + (named ? "c" : "") + ")", 1,
+                 parameter_record(k.code, k.payload, named ? "C" : ""));
+      ASSERT_EQ(c->reply().letters, "I");
+      EXPECT_EQ(c->run("select quote(c), c from p").records.at(0).rows.at(0), Row({k.stored, k.wire}));
     }
   }
 }
@@ -98,17 +63,12 @@ TEST_F(ServerTest, ParametersThatDoNotFitTheStatementAreRefusedAndTheLinkStaysIn
   const Refusal cases[] = {
       {"select ?, ?", parameter_record(5, be32(1)), 1, "E",
        "[E10003]the statement has 2 placeholders, 1 parameters were sent"},
-      {"select ?", parameter_record(5, be32(1)) + parameter_record(5, be32(2)), 2, "E",
-       "[E10003]the statement has 1 placeholders, 2 parameters were sent"},
-      {"select 1", parameter_record(30, "x"), 1, "E", "[E10003]the statement has 0 placeholders, 1 parameters were sent"},
       {"select :a, :b", parameter_record(5, be32(1), "a") + parameter_record(5, be32(2), "zz"), 2, "E",
        "[E10003]no placeholder is named zz"},
       {"select :a, ?", parameter_record(5, be32(1)) + parameter_record(5, be32(2), "a"), 2, "E",
        "[E10003]placeholder :a gets two values"},
       {"select ?", parameter_record(5, be32(1), "", 2), 1, "E",
        "[E10003]parameter 1 has direction 2: only a routine call takes outputs"},
-      {"select ?", parameter_record(30, "", "", 0), 1, "E", "[E10003]parameter 1 was left without a value"},
-      {"select ?", "", 0, "E", "[E10003]the statement has 1 placeholders, 0 parameters were sent"},
       {"select ?, ?", parameter_record(5, be32(1)) + parameter_record(5, be16(1)), 2, "E",
        "[E10003]parameter 2: a value of type INTEGER takes 4 bytes, not 2"},
       {"select ?", parameter_record(2, "x"), 1, "E", "[E10003]parameter 1: a BOOLEAN value is the byte 0, 1, 'F' or 'T'"},

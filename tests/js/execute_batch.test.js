@@ -2,11 +2,10 @@
 // executeBatch(sql, rows, cb): rows bound as arrays and loaded in commands of at most 65535 rows.
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { openConnection, run, withServer } = require('./helpers');
+const { openConnection, run, typeError, withServer } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
-const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
 
 // executeBatch gathered into one object, since the callback runs before the method returns.
 function load(sql, rows, conn = fx.conn) {
@@ -21,29 +20,23 @@ function select(sql) {
   return rows;
 }
 
-test('rows by position: one type per column, several kinds in a column as text, nulls', () => {
-  run(fx.conn, 'create table eb (i integer, big bigint, d double, s varchar(40), b boolean, t datetime, ' +
-               'nobin integer, m varchar(20))');
-  const at = new Date(2026, 0, 2, 3, 4, 5);
+// The kinds of values of one type per column are the faces test's (parameters.test.js).
+test('rows by position: several kinds in a column as text, a date as text, empty values and undefined as nulls', () => {
+  run(fx.conn, 'create table eb (i integer, d double, s varchar(40), t datetime, bin blob, m varchar(20))');
   const rows = [
-    [1, 2 ** 40, 1.5, 'one', true, '2026-01-02 03:04:05', Buffer.from([1, 0, 2]), 5],
-    [2, -7, 2, 'twó\u0000cut', false, at, null, 'x'],
-    [3, null, undefined, '', null, null, Buffer.alloc(0), true],
-    [4, 4294967295, -0.25, null, true, null, null, 1.5],
+    [1, 1.5, 'one', '2026-01-02 03:04:05', Buffer.from([1, 0, 2]), 5],
+    [2, undefined, '', null, Buffer.alloc(0), 'x'],
+    [3, -0.25, null, null, null, true],
+    [4, 2, 'four', null, null, 1.5],
   ];
-  assert.deepEqual(load('insert into eb values (?, ?, ?, ?, ?, ?, ?, ?)', rows), { err: null, count: 4 });
-  const back = select('select i, big, d, s, b, t, nobin is null as nobin, length(nobin) as len, m from eb order by i');
-  const t = back.map((r) => (r.t === null ? null : r.t.getTime()));
-  // The local wall clock goes out and reads back in UTC: the column keeps no zone.
-  const wall = Date.UTC(2026, 0, 2, 3, 4, 5);
-  assert.deepEqual(t, [wall, wall, null, null]);
-  assert.deepEqual(back.map(({ t: _, ...r }) => r), [
-    { i: 1, big: 2 ** 40, d: 1.5, s: 'one', b: true, nobin: 0, len: 3, m: '5' },
-    // Text is cut at its first NUL, as query cuts it; an empty string or Buffer arrives as NULL.
-    { i: 2, big: -7, d: 2, s: 'twó', b: false, nobin: 1, len: null, m: 'x' },
-    { i: 3, big: null, d: null, s: null, b: null, nobin: 1, len: null, m: '1' },
-    { i: 4, big: 4294967295, d: -0.25, s: null, b: true, nobin: 1, len: null, m: '1.5' },
+  assert.deepEqual(load('insert into eb values (?, ?, ?, ?, ?, ?)', rows), { err: null, count: 4 });
+  assert.deepEqual(select('select i, d, s, t is null as t, hex(bin) as bin, m from eb order by i'), [
+    { i: 1, d: 1.5, s: 'one', t: 0, bin: '010002', m: '5' },
+    { i: 2, d: null, s: null, t: 1, bin: null, m: 'x' },
+    { i: 3, d: -0.25, s: null, t: 1, bin: null, m: '1' },
+    { i: 4, d: 2, s: 'four', t: 1, bin: null, m: '1.5' },
   ]);
+  assert.equal(select('select t from eb where i = 1')[0].t.getTime(), Date.UTC(2026, 0, 2, 3, 4, 5));
 });
 
 test('rows by name: objects by name, arrays by index, a repeated name bound once; counts of an update', () => {

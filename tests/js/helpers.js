@@ -1,8 +1,24 @@
 'use strict';
 // Shared set-up of the script API tests: the addon and a reference server per test file.
+const assert = require('node:assert/strict');
+const { spawnSync } = require('child_process');
 const path = require('path');
 const zanvodb = require(path.join(__dirname, '..', '..'));
 const launcher = require(path.join(__dirname, '..', '..', 'server', 'launcher.js'));
+
+// Matchers of a TypeError of this message, and of a promise's rejection with a ZanvoError.
+const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
+const rejectsWith = (promise, code, message) => assert.rejects(promise,
+  (err) => err instanceof zanvodb.ZanvoError && err.code === code && (message === undefined || err.message === message));
+
+// What a script run in a process of its own, with the collector at hand, wrote on its standard
+// output; the process must end well. `env` is added to this process's environment.
+function script(source, args, env = {}) {
+  const child = spawnSync(process.execPath, ['--expose-gc', '-e', source, ...args],
+    { encoding: 'utf8', timeout: 60000, env: { ...process.env, ...env } });
+  assert.equal(child.status, 0, child.stderr);
+  return child.stdout;
+}
 
 function options(server, extra = {}) {
   return { host: server.host, port: server.port, user: 'SYSDBA', password: 'SYSDBA', database: 'SYSTEM', ...extra };
@@ -47,4 +63,4 @@ function withServer(test, { connect = false } = {}) {
   return fx;
 }
 
-module.exports = { zanvodb, launcher, options, openConnection, run, failingRows, withServer };
+module.exports = { zanvodb, launcher, options, openConnection, run, failingRows, withServer, typeError, rejectsWith, script };

@@ -6,11 +6,9 @@ const test = require('node:test');
 const assert = require('node:assert/strict');
 const v8 = require('v8');
 const vm = require('vm');
-const { launcher, options, openConnection, run } = require('./helpers');
+const { launcher, options, openConnection, rejectsWith, run } = require('./helpers');
 const zp = require('../../promise');
 
-const rejectsWith = (promise, code, message) =>
-  assert.rejects(promise, (err) => err instanceof zp.ZanvoError && err.code === code && (message === undefined || err.message === message));
 const allIdle = (pool) => {
   const { total } = pool.stats();
   assert.deepEqual(pool.stats(), { total, idle: total, busy: 0, waiting: 0 });

@@ -1,18 +1,16 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { failingRows, openConnection, options, run, withServer, zanvodb } = require('./helpers');
+const { failingRows, openConnection, options, run, typeError, withServer, zanvodb } = require('./helpers');
 
 const fx = withServer(test, { connect: true });
 
-const typeError = (message) => (err) => err instanceof TypeError && err.message === message;
 
 test('a select gives row objects and column objects', () => {
   const one = run(fx.conn, 'select 1 from dual');
   assert.equal(one.err, null);
   assert.deepEqual(one.rows, [{ 1: 1 }]);
   assert.deepEqual(one.fields, [{ ColName: '1', Type: 5 }]);
-  assert.deepEqual(Object.keys(one.fields[0]), ['ColName', 'Type']);
 
   run(fx.conn, 'create table q_empty (a integer, b varchar(10))');
   const empty = run(fx.conn, 'select a, b from q_empty');
@@ -47,21 +45,16 @@ test('inserts, updates and deletes give their outcome objects', () => {
   assert.deepEqual(run(fx.conn, 'delete from q_dml where id = 8'),
     { err: null, rows: [{ 'DELETE EFFECTNUM': 1 }], fields: [] });
 
-  const refused = run(fx.conn, "insert into q_dml values (7, 'again')");
-  assert.match(refused.err.Error, /^\[E10001\].*UNIQUE/);
-  assert.deepEqual(Object.keys(refused.err), ['Error']);
-  assert.deepEqual(refused.rows, [{ 'new RowId': '' }]);
-  const badUpdate = run(fx.conn, 'update q_missing set a = 1');
-  assert.match(badUpdate.err.Error, /^\[E10001\].*no such table/);
-  assert.deepEqual(badUpdate.rows, [{ 'UPDATE EFFECTNUM': 0 }]);
-  const badDelete = run(fx.conn, 'delete from q_missing');
-  assert.deepEqual(badDelete.rows, [{ 'DELETE EFFECTNUM': 0 }]);
+  assert.deepEqual(run(fx.conn, "insert into q_dml values (7, 'again')"),
+    { err: { Error: '[E10001]UNIQUE constraint failed: q_dml.id' }, rows: [{ 'new RowId': '' }], fields: [] });
+  const missing = { Error: '[E10001]no such table: q_missing' };
+  assert.deepEqual(run(fx.conn, 'update q_missing set a = 1'), { err: missing, rows: [{ 'UPDATE EFFECTNUM': 0 }], fields: [] });
+  assert.deepEqual(run(fx.conn, 'delete from q_missing'), { err: missing, rows: [{ 'DELETE EFFECTNUM': 0 }], fields: [] });
   // A result behind the count leaves text in the value: it is not read as a count.
   assert.deepEqual(run(fx.conn, "update q_dml set name = 'd'; select 'abcd'"),
     { err: null, rows: [{ 'UPDATE EFFECTNUM': 0 }], fields: [] });
-  const badCreate = run(fx.conn, 'create tabel oops (a int)');
-  assert.match(badCreate.err.Error, /^\[E10001\]/);
-  assert.deepEqual([badCreate.rows, badCreate.fields], [[], []]);
+  assert.deepEqual(run(fx.conn, 'create tabel oops (a int)'),
+    { err: { Error: '[E10001]near "tabel": syntax error' }, rows: [], fields: [] });
   // The link is still in step after every refusal.
   assert.deepEqual(run(fx.conn, 'select name from q_dml').rows, [{ name: 'd' }]);
 });
@@ -88,22 +81,18 @@ test('every call form reaches its statement, and every callback is called with r
     ['object-cb', null, 1], ['object-values-cb', null, 1], ['begin', null, null], ['commit', null, null],
     ['begin', null, null], ['rollback', null, null], ['connect again', null, 'The Connection is already Opened !']]);
 
-  for (const q of [
-    fx.conn.query('select 1 from dual'),
-    fx.conn.query('select 1 from dual', []),
-    fx.conn.query({ sql: 'select 1 from dual', values: [] }),
-    fx.conn.query({ sql: 'select 1 from dual' }, 1, 2),
-    fx.conn.query('create table q_forms (a int)'),
-  ]) assert.equal(q.constructor.name, 'ZVQuery');
+  for (const q of [fx.conn.query('select 1 from dual', []), fx.conn.query({ sql: 'select 1 from dual' }, 1, 2)]) {
+    assert.equal(q.constructor.name, 'ZVQuery');
+  }
 });
 
 test('misuse of query throws the fixed texts', () => {
-  assert.throws(() => fx.conn.query('select 1 from dual', 1, 2), typeError('The third argument is not callback function'));
-  assert.throws(() => fx.conn.query(5), typeError('Error: The args Query sql is needed '));
-  assert.throws(() => fx.conn.query(null), typeError('Error: The args Query sql is needed '));
-  assert.throws(() => fx.conn.query(undefined), typeError('The first argument undefined.'));
-  assert.throws(() => fx.conn.query(), typeError('The first argument undefined.'));
-  assert.throws(() => fx.conn.query('select 1 from dual', [], () => {}, 1), typeError('Wrong arguments number'));
+  for (const [args, message] of [[['select 1 from dual', 1, 2], 'The third argument is not callback function'],
+    [[5], 'Error: The args Query sql is needed '], [[null], 'Error: The args Query sql is needed '],
+    [[undefined], 'The first argument undefined.'], [[], 'The first argument undefined.'],
+    [['select 1 from dual', [], () => {}, 1], 'Wrong arguments number']]) {
+    assert.throws(() => fx.conn.query(...args), typeError(message), message);
+  }
 });
 
 test('column types arrive as the right script values', () => {
@@ -135,14 +124,6 @@ test('wide results keep every column', () => {
   assert.equal(faulted.err, null);
   assert.deepEqual(faulted.fields, Array.from({ length: 4000 }, (_, i) => ({ ColName: `c${i + 1}`, Type: 2 })));
   own.end();
-
-  const columns = Array.from({ length: 2000 }, (_, i) => `${i} as k${i}`).join(', ');
-  const { err, rows } = run(fx.conn,
-    `select ${columns} from (with recursive r(n) as (select 1 union all select n + 1 from r where n < 300) select n from r)`);
-  assert.equal(err, null);
-  const row = Object.fromEntries(Array.from({ length: 2000 }, (_, i) => [`k${i}`, i]));
-  assert.equal(rows.length, 300);
-  assert.deepEqual([rows[0], rows[299]], [row, row]);
 });
 
 test('large objects arrive as ArrayBuffers', () => {
@@ -187,19 +168,15 @@ test('transactions are seen from a second connection only when committed', () =>
   const writer = openConnection(fx.server);
   const reader = openConnection(fx.server);
   run(writer, 'create table q_tx (a integer)');
-  const statuses = [];
-  writer.beginTransaction((err) => statuses.push(err));
+  writer.beginTransaction(() => {});
   run(writer, 'insert into q_tx values (1)');
-  assert.deepEqual(run(reader, 'select a from q_tx'), { err: null, rows: [], fields: [{ ColName: 'a', Type: 5 }] });
-  writer.rollback((err) => statuses.push(err));
+  assert.deepEqual(run(reader, 'select a from q_tx').rows, []);
+  writer.rollback(() => {});
   assert.deepEqual(run(writer, 'select a from q_tx').rows, []);
-
-  writer.beginTransaction((err) => statuses.push(err));
+  writer.beginTransaction(() => {});
   run(writer, 'insert into q_tx values (2)');
-  writer.commit((err) => statuses.push(err));
-  assert.deepEqual(run(reader, 'select a from q_tx').rows, [{ a: 2 }]);
-  assert.deepEqual(statuses, [null, null, null, null]);
   assert.equal(writer.commit(), undefined);
+  assert.deepEqual(run(reader, 'select a from q_tx').rows, [{ a: 2 }]);
 
   writer.end();
   reader.end();

@@ -56,6 +56,4 @@ function syncFace(): void {
   conn.end();
 }
 
-void promiseFace;
-void pools;
-void syncFace;
+void [promiseFace, pools, syncFace];
