@@ -85,16 +85,26 @@ test('a stream whose link drops rejects with the lost-link code; one whose conne
   }
 });
 
-test('a transaction streams inside its callback; once it has ended, its stream throws EP001', async () => {
+// The reader starts before the transaction, so that it reads in an async context of its own:
+// only the transaction's handle makes its stream part of the transaction. A stream that waited
+// for the transaction's end would wait forever; the test's deadline ends that.
+test('a transaction streams through its handle while it runs, also from outside its callback; once it has ended, its stream throws EP001', { timeout: 30000 }, async () => {
   const conn = await connect();
   await filled(conn, 'tx_rows', 30);
   let kept;
+  let go;
+  const started = new Promise((resolve) => { go = resolve; });
+  const outside = (async () => {
+    await started;
+    let total = 0;
+    for await (const row of kept.stream('select i from tx_rows', [], { blockRows: 7 })) total += row.i;
+    return total;
+  })();
   const sum = await conn.transaction(async (tx) => {
     kept = tx;
     await tx.query('delete from tx_rows where i >= 20');
-    let total = 0;
-    for await (const row of tx.stream('select i from tx_rows', [], { blockRows: 7 })) total += row.i;
-    return total;
+    go();
+    return outside;
   });
   assert.equal(sum, 190);
   assert.throws(() => kept.stream('select 1'), (err) => err instanceof zp.ZanvoError && err.code === 'EP001');
