@@ -3,7 +3,7 @@
     {
       "target_name": "zanvodbjs",
       "sources": [
-        "<!@(ls -1 src/zanvodbjs.cc src/binding/*.cc src/client/*/*.cc)"
+        "<!@(sh scripts/addon_sources.sh)"
       ],
       "include_dirs": ["src", "src/client"],
       "cflags_cc": ["-std=gnu++17", "-O2", "-Wall", "-Wextra", "-fno-exceptions",

@@ -4,7 +4,8 @@
 # --runs N for N inputs in all (npm test's short run), starting from a copy of its
 # seed corpus, so that the repository's corpus is never written to. Prints each harness's
 # executions; exits non-zero when any harness found a crash, a leak, a hang or a broken
-# promise. The inputs that did are kept in out-asan/artifacts/.
+# promise. The inputs that did are kept in out-asan/artifacts/. The harnesses run as many at a
+# time as there are cores.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -33,17 +34,34 @@ seed_dir() {
 
 # Undefined behaviour stops the run like a crash does.
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
-failed=0
-for name in $harnesses; do
+
+# One harness's run, from a copy of its seeds; its log and exit status go to $work.
+run_harness() {
+  local name=$1 harness corpus seeds rc=0
   harness=$(find out-asan -type f -perm -u+x -name "$name" -not -path '*/CMakeFiles/*')
   corpus="$work/$name"
   mkdir -p "$corpus"
   seeds=$(seed_dir "$name")
-  if [ -d "$seeds" ]; then cp -r "$seeds/." "$corpus/"; else echo "$name: no seeds in $seeds"; fi
-  log="$work/$name.log"
+  if [ -d "$seeds" ]; then cp -r "$seeds/." "$corpus/"; else echo "$name: no seeds in $seeds" >"$work/$name.note"; fi
   # -close_fd_mask=1: the readers' lines on standard output would only slow the run.
-  if "$harness" "$corpus" "${limit[@]}" -rss_limit_mb=2048 -timeout=10 -close_fd_mask=1 \
-      -print_final_stats=1 -artifact_prefix="out-asan/artifacts/$name-" >"$log" 2>&1; then
+  "$harness" "$corpus" "${limit[@]}" -rss_limit_mb=2048 -timeout=10 -close_fd_mask=1 \
+    -print_final_stats=1 -artifact_prefix="out-asan/artifacts/$name-" >"$work/$name.log" 2>&1 || rc=$?
+  echo $rc >"$work/$name.status"
+}
+
+# As many harnesses at once as there are cores; each is one process.
+cores=$(nproc 2>/dev/null || echo 2)
+for name in $harnesses; do
+  while [ "$(jobs -rp | wc -l)" -ge "$cores" ]; do wait -n || true; done
+  run_harness "$name" &
+done
+wait
+
+failed=0
+for name in $harnesses; do
+  [ -f "$work/$name.note" ] && cat "$work/$name.note"
+  log="$work/$name.log"
+  if [ "$(cat "$work/$name.status" 2>/dev/null)" = 0 ]; then
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     echo "$name: ${runs:-?} executions"
   else

@@ -5,8 +5,8 @@
 # the release addon and server (scripts/build.sh), and out-asan, which the C++ tests and the
 # fuzz harnesses share.
 #
-# The script tests and the install of the typings' compiler mostly wait on sockets and the
-# network, so they run while out-asan compiles; their output is printed when they are done.
+# The script tests and the typings' check (with the install of its compiler, which mostly
+# waits on the network) run while out-asan compiles; their output is printed when they are done.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,13 +16,13 @@ work=$(mktemp -d)
 # A step that fails stops the run; what still runs in the background stops with it.
 trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
 
+# The typings of both faces, by compiling a typed use of them, after installing the compiler.
 # The packages' own install scripts are skipped: the typings need only the compiler, and the
 # benchmarks build the peers they use.
-if [ -x node_modules/.bin/tsc ]; then
-  true & install=$!
-else
-  npm install --no-audit --no-fund --ignore-scripts >"$work/install.log" 2>&1 & install=$!
-fi
+{
+  [ -x node_modules/.bin/tsc ] || npm install --no-audit --no-fund --ignore-scripts
+  node_modules/.bin/tsc -p tests/types
+} >"$work/types.log" 2>&1 & types=$!
 
 # In a zone other than UTC, where a mix-up of local and UTC time cannot hide. Two files at a
 # time: each starts its own server, and most of their time is spent waiting on it.
@@ -53,12 +53,10 @@ for i in "${!pids[@]}"; do
   fi
 done
 
-# The typings of both faces, by compiling a typed use of them.
-if ! wait $install; then
-  cat "$work/install.log"
+if ! wait $types; then
+  cat "$work/types.log"
   exit 1
 fi
-node_modules/.bin/tsc -p tests/types
 
 fuzz_failed=0
 bash scripts/fuzz.sh --runs 300 || fuzz_failed=1

@@ -29,8 +29,8 @@ using v8::Value;
 namespace {
 
 enum {
-  TEXT_BUF = 1024,
-  ATTR_EFFECT_COUNT = 63,  // a result's count of rows changed
+  CALL_TEXT_BUF = 1024,
+  ATTR_ROWS_CHANGED = 63,  // a result's count of rows changed
 };
 const char kLinkClosed[] = "[EJ1024] database connection is closed";
 
@@ -52,7 +52,7 @@ class CallJob : public ExchangeJob {
   void hand_over(std::unique_ptr<DecodedResult> rows);
 
   void fail(ConnRecord** link, int32_t rc) {
-    char buffer[TEXT_BUF] = {0};
+    char buffer[CALL_TEXT_BUF] = {0};
     failure_text(reinterpret_cast<void**>(link), rc, buffer, sizeof buffer);
     error = buffer;
     if (rc == ZV_NET_ERROR) ZVC_CloseConnection(link);
@@ -319,7 +319,7 @@ void AsyncLink::Execute(const FunctionCallbackInfo<Value>& args) {
     void* res = nullptr;
     int32_t rc = ZVC_Execute2(link, name.c_str(), nullptr, &res);
     int32_t effect = 0, type = 0, length = 0;
-    if (rc >= 0 && res != nullptr) ZVC_GetAttr(&res, ATTR_EFFECT_COUNT, &effect, sizeof effect, &type, &length);
+    if (rc >= 0 && res != nullptr) ZVC_GetAttr(&res, ATTR_ROWS_CHANGED, &effect, sizeof effect, &type, &length);
     job->numbers = {static_cast<double>(effect)};
     take_outcome(link, job, rc, res, sql.c_str(), local);
   });

@@ -24,7 +24,7 @@ v8::Persistent<v8::Function> AsyncResult::constructor_;
 namespace {
 
 enum { ROWS_PER_CLOCK_CHECK = 16 };
-const int64_t kSafeMax = 9007199254740991;  // 2^53 - 1
+const int64_t kSafeInt64Max = 9007199254740991;  // 2^53 - 1
 
 // False for an int64 that no number holds exactly, with the RangeError thrown. With bigint a
 // 64-bit column gives BigInts throughout.
@@ -36,7 +36,7 @@ bool cell_value(Isolate* isolate, const DecodedResult& r, const Cell& cell, bool
     case CELL_INT64:
       if (bigint) {
         *out = v8::BigInt::New(isolate, cell.i);
-      } else if (cell.i > kSafeMax || cell.i < -kSafeMax) {
+      } else if (cell.i > kSafeInt64Max || cell.i < -kSafeInt64Max) {
         isolate->ThrowException(v8::Exception::RangeError(utf8(isolate, "value out of the safe integer range")));
         return false;
       } else {

@@ -24,8 +24,8 @@ using v8::Object;
 using v8::Value;
 
 enum {
-  ROW_ID_FIELD = 40,
-  ERROR_TEXT_BUF = 1024,
+  QUERY_ROW_ID_FIELD = 40,
+  QUERY_ERROR_TEXT_BUF = 1024,
 };
 
 // What one run of query builds.
@@ -48,7 +48,7 @@ static void append(QueryRun* run, Local<Array> array, Local<Value> value) {
 }
 
 static void set_run_error(QueryRun* run, int32_t ret) {
-  char text[ERROR_TEXT_BUF] = {0};
+  char text[QUERY_ERROR_TEXT_BUF] = {0};
   failure_text(reinterpret_cast<void**>(run->handle), ret, text, sizeof text);
   run->failure = text;
   run->obj_err->CreateDataProperty(run->context, utf8(run->isolate, "Error"), utf8(run->isolate, text)).FromMaybe(false);
@@ -68,7 +68,7 @@ static Local<Object> outcome(QueryRun* run, const char* key, Local<Value> value)
 // could not be fetched (ret below 0) or when the server's reply carried an error among them: the
 // rows read so far stay, and "Error" tells why there are no more.
 static void check_rows_end(RowContext* ctx, int32_t ret) {
-  char text[ERROR_TEXT_BUF] = {0};
+  char text[QUERY_ERROR_TEXT_BUF] = {0};
   if (ret < 0) {
     failure_text(ctx->p_res, ret, text, sizeof text);
     set_error(ctx, text);
@@ -85,7 +85,7 @@ static void run_insert(QueryRun* run, const char* sql) {
     set_run_error(run, ret);
     value[0] = '\0';
   }
-  value[ROW_ID_FIELD - 1] = '\0';
+  value[QUERY_ROW_ID_FIELD - 1] = '\0';
   append(run, run->arr_to, outcome(run, "new RowId", utf8(run->isolate, reinterpret_cast<char*>(value))));
 }
 

@@ -20,8 +20,8 @@ using v8::Object;
 using v8::Value;
 
 enum {
-  ROW_ID_FIELD = 40,
-  ERROR_TEXT_BUF = 1024,
+  MANY_ROW_ID_FIELD = 40,
+  MANY_ERROR_TEXT_BUF = 1024,
   ATTR_EFFECT_COUNT = 63,
 };
 
@@ -40,7 +40,7 @@ struct ManyRun {
 static void fail(ManyRun* run, const char* text) { run->error = text; }
 
 static void fail_call(ManyRun* run, int32_t ret) {
-  char text[ERROR_TEXT_BUF] = {0};
+  char text[MANY_ERROR_TEXT_BUF] = {0};
   failure_text(reinterpret_cast<void**>(run->handle), ret, text, sizeof text);
   fail(run, text);
 }
@@ -51,7 +51,7 @@ static Local<Object> row_outcome(ManyRun* run, int32_t sql_class, void** p_res) 
   Isolate* isolate = run->isolate;
   Local<Object> outcome = Object::New(isolate);
   if (sql_class == SQL_INSERT) {
-    char row_id[ROW_ID_FIELD] = {0};
+    char row_id[MANY_ROW_ID_FIELD] = {0};
     ZVC_GetRowId(p_res, row_id, sizeof row_id);
     outcome->CreateDataProperty(run->context, utf8(isolate, "new RowId"), utf8(isolate, row_id)).FromMaybe(false);
   } else if (sql_class == SQL_UPDATE || sql_class == SQL_DELETE) {

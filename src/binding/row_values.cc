@@ -21,7 +21,7 @@ using v8::Object;
 using v8::Value;
 
 enum {
-  NAME_BUF = 128,
+  ROW_NAME_BUF = 128,
   TEXT_UNSIZED = 64000,
   // CTypes whose declared length says nothing about the width of their text.
   CT_UNSIZED_FIRST = 30,
@@ -235,7 +235,7 @@ bool column_names(RowContext* ctx, int32_t count) {
   std::vector<Local<Name>>& names = ctx->names;
   names.resize(count > 0 ? count : 0);
   for (int32_t c = 1; c <= count; ++c) {
-    char name[NAME_BUF] = {0};
+    char name[ROW_NAME_BUF] = {0};
     if (ZVC_GetColumnName(ctx->p_res, c, name) < 0) return false;
     names[c - 1] = v8::String::NewFromUtf8(ctx->isolate, name, v8::NewStringType::kInternalized).ToLocalChecked();
   }
@@ -253,7 +253,7 @@ MaybeLocal<Array> column_objects(RowContext* ctx, int32_t count) {
   Isolate* isolate = ctx->isolate;
   std::vector<Local<Value>> fields(count > 0 ? count : 0);
   for (int32_t c = 1; c <= count; ++c) {
-    char name[NAME_BUF] = {0};
+    char name[ROW_NAME_BUF] = {0};
     if (ZVC_GetColumnName(ctx->p_res, c, name) < 0) return MaybeLocal<Array>();
     int32_t type = 0;
     ZVC_GetColumnType(ctx->p_res, c, &type);

@@ -20,7 +20,7 @@ using v8::Local;
 using v8::Object;
 using v8::Value;
 
-enum { NAME_BUF = 128, ERROR_TEXT_BUF = 1024 };
+enum { QUERY_NAME_BUF = 128, ERROR_TEXT_BUF = 1024 };
 
 v8::Persistent<Function> ZVQuery::constructor;
 
@@ -67,9 +67,9 @@ void ZVQuery::take_columns(Isolate* isolate) {
   std::set<std::string> seen;
   for (int32_t c = 1; c <= column_count; ++c) {
     Column& column = columns[c - 1];
-    char name[NAME_BUF] = {0};
+    char name[QUERY_NAME_BUF] = {0};
     column.named = ZVC_GetColumnName(&p_res, c, name) >= 0;
-    name[NAME_BUF - 1] = '\0';
+    name[QUERY_NAME_BUF - 1] = '\0';
     column.name.Reset(isolate, v8::String::NewFromUtf8(isolate, name, v8::NewStringType::kInternalized).ToLocalChecked());
     column.type = 0;
     ZVC_GetColumnType(&p_res, c, &column.type);

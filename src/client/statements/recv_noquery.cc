@@ -31,7 +31,7 @@ int32_t on_notice(ReplyState* st, char letter) {
   return REPLY_GO_ON;
 }
 
-int32_t on_row_id(ReplyState* st, char) {
+int32_t on_noquery_row_id(ReplyState* st, char) {
   char bkmk[ROWID_BUF_SIZE] = {};
   if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   memcpy(st->conn->last_rowid, bkmk, ROWID_BUF_SIZE);
@@ -39,7 +39,7 @@ int32_t on_row_id(ReplyState* st, char) {
   return REPLY_PEEK;
 }
 
-int32_t on_count(ReplyState* st, char) {
+int32_t on_noquery_count(ReplyState* st, char) {
   int32_t count = 0;
   // A count is never negative: one that is would read as a failure code, so the reply is broken.
   if (!recv_int32(st->conn, &count) || count < 0) return ZV_NET_ERROR;
@@ -63,12 +63,12 @@ void on_failure(ConnRecord* conn, char letter) {
 
 // Rows of a statement run as one that brings none (a SELECT behind another statement) are not
 // wanted here, but what follows them is; output values the caller did not bind are dropped.
-const ReplyLetter kLetters[] = {
+const ReplyLetter kNoQueryLetters[] = {
     {'E', on_error},  {'F', on_error}, {'W', on_notice},          {'M', on_notice},
-    {'I', on_row_id}, {'U', on_count}, {'D', on_count},           {'A', drop_result_hook},
+    {'I', on_noquery_row_id}, {'U', on_noquery_count}, {'D', on_noquery_count},           {'A', drop_result_hook},
     {'O', drop_out_value_hook},        {'P', drop_out_value_hook}, {0, nullptr},
 };
-const ReplyReader kNoQuery = {kLetters, READ_RET, on_failure};
+const ReplyReader kNoQuery = {kNoQueryLetters, READ_RET, on_failure};
 
 void op_failure(ConnRecord* conn, char letter) {
   if (letter == 0) client_print(conn, "Net Error %s \n", "recv_noQuery_OP");

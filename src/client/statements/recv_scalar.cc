@@ -17,7 +17,7 @@ struct Scalar {
 };
 
 // Every server text is printed here: errors, warnings and messages alike.
-int32_t on_text(ReplyState* st, char letter) {
+int32_t on_scalar_text(ReplyState* st, char letter) {
   int32_t rc = recv_reply_text(st->conn);
   if (rc != 0) return rc;
   const char* line = letter == 'W' ? "Server Warning %s \n" : letter == 'M' ? "Server Message %s \n" : "Server Error %s \n";
@@ -26,7 +26,7 @@ int32_t on_text(ReplyState* st, char letter) {
   return REPLY_GO_ON;
 }
 
-int32_t on_row_id(ReplyState* st, char) {
+int32_t on_scalar_row_id(ReplyState* st, char) {
   char bkmk[ROWID_BUF_SIZE] = {};
   if (recv_row_id(st, bkmk) != 0) return ZV_NET_ERROR;
   Scalar* s = static_cast<Scalar*>(st->ctx);
@@ -35,7 +35,7 @@ int32_t on_row_id(ReplyState* st, char) {
   return REPLY_PEEK;
 }
 
-int32_t on_count(ReplyState* st, char letter) {
+int32_t on_scalar_count(ReplyState* st, char letter) {
   int32_t num = 0;
   if (!recv_int32(st->conn, &num) || num < 0) return ZV_NET_ERROR;  // a count is never negative
   memcpy(static_cast<Scalar*>(st->ctx)->value_buf, &num, sizeof num);
@@ -73,12 +73,12 @@ int32_t on_result(ReplyState* st, char) {
 }
 
 // Output values the caller did not ask for are dropped, so that the reply stays in step.
-const ReplyLetter kLetters[] = {
-    {'E', on_text},   {'F', on_text},  {'W', on_text},           {'M', on_text},
-    {'I', on_row_id}, {'U', on_count}, {'D', on_count},          {'A', on_result},
+const ReplyLetter kScalarLetters[] = {
+    {'E', on_scalar_text},   {'F', on_scalar_text},  {'W', on_scalar_text},           {'M', on_scalar_text},
+    {'I', on_scalar_row_id}, {'U', on_scalar_count}, {'D', on_scalar_count},          {'A', on_result},
     {'O', drop_out_value_hook},        {'P', drop_out_value_hook}, {0, nullptr},
 };
-const ReplyReader kScalar = {kLetters, 0, nullptr};
+const ReplyReader kScalar = {kScalarLetters, 0, nullptr};
 }  // namespace
 
 int32_t recv_scalar(ConnRecord* conn, void* value_buf, int32_t value_cap, int32_t* type_out) {
