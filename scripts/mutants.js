@@ -187,7 +187,7 @@ module.exports = [
     name: 'cursor-full-block-drained', file: 'src/client/statements/smart_cursor.cc',
     from: '  if (cursor->result->row_count == SMART_BLOCK_ROWS) return 0;\n  return drain(cursor, conn);',
     to: '  return drain(cursor, conn);',
-    fault: 'a cursor stops after its second block even when it was full', tests: [CURSOR, J('query_object.test.js')],
+    fault: 'a cursor stops after its second block even when it was full', tests: [CURSOR, J('query_object.test.js', 'promise_stream.test.js')],
   },
   {
     name: 'cursor-first-block-edge', file: 'src/client/statements/smart_cursor.cc',
@@ -287,7 +287,7 @@ module.exports = [
   {
     name: 'cipher-refill-late', file: 'src/client/connection/link_cipher.cc',
     from: 'if (ctx->counter == LINK_REFILL) {', to: 'if (ctx->counter == LINK_REFILL + TURING_BATCH) {',
-    fault: 'the keystream is refilled one batch too late', tests: [CIPHER],
+    fault: 'the keystream is refilled one batch too late', tests: [CIPHER, J('enciphered.test.js')],
   },
   {
     name: 'cipher-recv-tries', file: 'src/client/connection/wire.cc',
