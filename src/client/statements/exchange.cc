@@ -19,17 +19,16 @@ bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql) {
   *ex = {conn, strdup(sql), nullptr};
   if (!ex->text) return false;
   plat_sem_wait(conn->semaphore);
-  // A CLOSE sent without waiting has its reply next on the link, before this command goes out;
-  // one still held in the send buffer goes out with this command (flush_exchange).
-  if (!conn->close_held) settle_close(conn);
   return true;
 }
 
 void flush_exchange(ConnRecord* conn) {
-  bool held = conn->close_held;
+  // A CLOSE whose reply is unread, sent already or held in the send buffer ahead of this command,
+  // has its reply first on the link. It is read once this command is out too, so that the two
+  // replies come back in one round trip.
+  bool unread = conn->closing_name[0] != 0;
   send_flush(conn);
-  // The held CLOSE went out ahead of the command: its reply comes first.
-  if (held) settle_close(conn);
+  if (unread) settle_close(conn);
 }
 
 bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params) {
