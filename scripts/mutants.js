@@ -525,12 +525,17 @@ module.exports = [
   },
   {
     name: 'cursor-held-close-never-sent', file: 'src/client/statements/smart_cursor.cc',
-    from: '  if (conn->close_held) settle_close(conn);\n  int32_t rc', to: '  int32_t rc',
+    from: '    if (send_flush(conn) < 0) drop_link(conn);', to: '',
     fault: 'a CLOSE held for the next command is never sent when the link goes idle', tests: [CURSOR],
   },
   {
+    name: 'sync-held-close-kept-while-idle', file: 'src/binding/idle_closes.cc',
+    from: '  uv_idle_start(idle, send_held);', to: '',
+    fault: "a synchronous link's held CLOSE waits for the next command however long the script idles", tests: [J('query.test.js')],
+  },
+  {
     name: 'cursor-held-close-reply-late', file: 'src/client/statements/exchange.cc',
-    from: '  if (held) settle_close(conn);', to: '',
+    from: '  if (unread) settle_close(conn);', to: '',
     fault: 'the reply of a CLOSE sent with the next command is left unread, so that command reads it as its own', tests: [CURSOR, J('promise.test.js')],
   },
   {

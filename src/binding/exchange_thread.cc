@@ -62,7 +62,7 @@ void ExchangeThread::loop_body() {
     // (sent at the latest when the queue runs dry, above); setting them again is free.
     if (link_) {
       ZVC_SetNoticeHook(link_, keep_notice, this);
-      ZVC_HoldCloses(&link_, 1);
+      ZVC_HoldCloses(&link_, 1, nullptr, nullptr);
     }
     job->notices.swap(notices_);
     notices_.clear();

@@ -1,6 +1,7 @@
 #include "binding/link_holder.h"
 
 #include "binding/held_results.h"
+#include "binding/idle_closes.h"
 #include "binding/script_util.h"
 #include "zvc.h"
 
@@ -44,7 +45,10 @@ void LinkHolder::watch(Isolate* isolate, Local<Object> connection, Local<Object>
     return;
 }
 
+LinkHolder::~LinkHolder() { forget_idle_close(this); }
+
 void LinkHolder::release() {
+  forget_idle_close(this);
   if (p_res != nullptr) ZVC_CloseResult(&p_res);
   if (p_conn != nullptr) ZVC_CloseConnection(&p_conn);
   // Cursors of query objects left to close: those of this link are detached now and only freed.

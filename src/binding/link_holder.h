@@ -27,6 +27,7 @@ class LinkHolder : public node::ObjectWrap {
   // last one stays with the holder, as the client gives no other way to free it.
   ServerList* servers = nullptr;
 
+  ~LinkHolder() override;
   // Frees the held result and closes the link, if any; nothing is left to do a second time.
   void release();
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "binding/execute_batch_method.h"
+#include "binding/idle_closes.h"
 #include "binding/options_string.h"
 #include "binding/querymany.h"
 #include "zvc.h"
@@ -92,6 +93,7 @@ int32_t ZVConnection::open_link() {
   // A link that a repeated open replaces is closed, never left behind.
   release_link();
   p_conn = handle;
+  ZVC_HoldCloses(&p_conn, 1, close_when_idle, link);
   state = STATE_OPEN;
   return ret;
 }

@@ -288,9 +288,13 @@ int32_t ZVC_CloseCursor(ConnRecord** handle, const char* cursor_name);
 // 1: a short first block's CLOSE waits in the send buffer and goes out with the link's next
 // command, its reply read ahead of that command's, so that a run of short selects costs one
 // write and one wake of the server each; 0 (the default): it goes out at once. A link that holds
-// its CLOSEs must have ZVC_SendHeld called whenever it has nothing more to send.
-int32_t ZVC_HoldCloses(ConnRecord** handle, int32_t on);
-// Sends a held CLOSE and reads its reply: 0, or -4 when the link failed.
+// its CLOSEs must have ZVC_SendHeld called whenever it has nothing more to send: hook, when not
+// null, is called with context each time a CLOSE starts to wait, on the thread of the statement
+// and with the link locked (it must not call into the link), so that its owner can arrange that.
+typedef void (*HeldHook)(void* context);
+int32_t ZVC_HoldCloses(ConnRecord** handle, int32_t on, HeldHook hook, void* context);
+// Sends a held CLOSE without waiting for its reply, which the link's next exchange reads ahead
+// of its own: 0, or -4 when the link failed.
 int32_t ZVC_SendHeld(ConnRecord** handle);
 // Frees the record in *result_io, sends text and reads its rows into a new one there.
 int32_t ZVC_Refetch(ConnRecord** handle, const char* text, void** result_io);

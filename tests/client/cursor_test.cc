@@ -218,20 +218,25 @@ TEST(SmartCursor, RefusalsKeepTheLinkInStep) {
 }
 
 // A link that holds its CLOSEs: a short select's CLOSE waits in the send buffer and goes out in
-// one write with the next command, its reply read ahead of that command's; ZVC_SendHeld sends
-// the last one. The bytes and their order are those of a link that sends each at once.
+// one write with the next command, its reply read ahead of that command's, and the hook hears of
+// each; ZVC_SendHeld sends the last one, whose reply the next exchange reads ahead of its own.
+// The bytes and their order are those of a link that sends each at once.
 TEST(SmartCursor, HeldClosesGoOutWithTheNextCommand) {
-  StreamPeer peer("K" "K" + block(2, 5) + "K" "K" "K" + block(1, 7) + "K");
-  ASSERT_EQ(0, ZVC_HoldCloses(&peer.conn, 1));
+  StreamPeer peer("K" "K" + block(2, 5) + "K" "K" "K" + block(1, 7) + "K" "U" + be32(1) + "K");
+  int heard = 0;
+  ASSERT_EQ(0, ZVC_HoldCloses(&peer.conn, 1, [](void* count) { ++*static_cast<int*>(count); }, &heard));
   void* first = nullptr;
   void* second = nullptr;
   EXPECT_EQ(2, ZVC_Execute(&peer.conn, "select 1", &first, nullptr, nullptr, nullptr));
   EXPECT_EQ(smart_texts(0, "select 1"), peer.sent());
   EXPECT_EQ(1, ZVC_Execute(&peer.conn, "select 2", &second, nullptr, nullptr, nullptr));
   EXPECT_EQ(close_text("STC0_SMARTCUR") + smart_texts(1, "select 2"), peer.sent());
+  EXPECT_EQ(2, heard);
   EXPECT_EQ(0, ZVC_SendHeld(&peer.conn));
   EXPECT_EQ(0, ZVC_SendHeld(&peer.conn));
   EXPECT_EQ(close_text("STC1_SMARTCUR"), peer.sent());
+  EXPECT_EQ(1, ZVC_ExecNoQuery(&peer.conn, "update t"));
+  EXPECT_EQ(command_bytes("update t"), peer.sent());
   EXPECT_EQ(11, read_all(&first).sum);
   EXPECT_EQ(7, read_all(&second).sum);
   EXPECT_NE(0, peer.conn->socket);

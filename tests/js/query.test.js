@@ -2,6 +2,8 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const { failingRows, openConnection, options, run, typeError, withServer, zanvodb } = require('./helpers');
+const { once } = require('node:events');
+const { Worker } = require('node:worker_threads');
 
 const fx = withServer(test, { connect: true });
 
@@ -183,4 +185,36 @@ test('transactions are seen from a second connection only when committed', () =>
   for (const method of ['beginTransaction', 'commit', 'rollback']) {
     assert.throws(() => writer[method](() => {}), typeError('The Connection is Not Open!'));
   }
+});
+
+// A short select's CLOSE waits for the connection's next command, and goes out by itself once the
+// script is idle. A relay on a worker thread (this thread blocks in each exchange) passes the
+// bytes on to the server and says when it has seen the CLOSE pass while the script waits.
+test("a short select's CLOSE goes out once the script is idle", { timeout: 20000 }, async () => {
+  const relay = new Worker(`
+    const net = require('net');
+    const { parentPort, workerData } = require('worker_threads');
+    const listener = net.createServer((client) => {
+      const server = net.connect(workerData.port, workerData.host);
+      let sent = '';
+      client.on('data', (bytes) => {
+        server.write(bytes);
+        sent += bytes.toString('latin1');
+        if (/CLOSE STC\\d+_SMARTCUR/.test(sent)) parentPort.postMessage('close');
+        sent = sent.slice(-64);
+      });
+      server.pipe(client);
+      client.on('error', () => server.destroy());
+      server.on('error', () => client.destroy());
+    }).listen(0, '127.0.0.1', () => parentPort.postMessage(listener.address().port));`,
+  { eval: true, workerData: { host: fx.server.host, port: fx.server.port } });
+  const [port] = await once(relay, 'message');
+  const conn = zanvodb.createConnection({ ...options(fx.server), host: '127.0.0.1', port });
+  conn.connect();
+  const closed = once(relay, 'message');
+  assert.deepEqual(run(conn, 'select 7 as n').rows, [{ n: 7 }]);
+  await closed;
+  assert.deepEqual(run(conn, 'select 8 as n').rows, [{ n: 8 }]);
+  conn.end();
+  await relay.terminate();
 });

@@ -95,8 +95,11 @@ struct ConnRecord {
   char closing_name[ZV_CURSOR_NAME_SIZE];
   SmartCursor* closing;
   // Set by ZVC_HoldCloses: such a CLOSE waits in the send buffer and goes out in one write with
-  // the link's next command, whose owner sends it by itself when it has nothing more to send.
+  // the link's next command, whose owner sends it by itself when it has nothing more to send;
+  // held_hook tells the owner each time one starts to wait.
   int32_t hold_closes;
+  HeldHook held_hook;
+  void* held_context;
   // 1 while the CLOSE of closing_name is still in the send buffer.
   int32_t close_held;
 };

@@ -169,6 +169,7 @@ void drain_later(SmartCursor* cursor, ConnRecord* conn) {
   conn->closing = cursor;
   memcpy(conn->closing_name, cursor->name, sizeof conn->closing_name);
   memset(cursor->name, 0, sizeof cursor->name);
+  if (held && conn->held_hook) conn->held_hook(conn->held_context);
   end_exchange(&ex);
 }
 
@@ -291,10 +292,12 @@ void settle_cursor_close(SmartCursor* cursor) {
   plat_sem_signal(conn->semaphore);
 }
 
-int32_t ZVC_HoldCloses(ConnRecord** handle, int32_t on) {
+int32_t ZVC_HoldCloses(ConnRecord** handle, int32_t on, HeldHook hook, void* context) {
   ConnRecord* conn = conn_of(handle);
   if (!conn) return ZV_BAD_HANDLE;
   conn->hold_closes = on != 0;
+  conn->held_hook = hook;
+  conn->held_context = context;
   return 0;
 }
 
@@ -302,7 +305,10 @@ int32_t ZVC_SendHeld(ConnRecord** handle) {
   ConnRecord* conn = conn_of(handle);
   if (!conn) return ZV_BAD_HANDLE;
   plat_sem_wait(conn->semaphore);
-  if (conn->close_held) settle_close(conn);
+  if (conn->close_held) {
+    conn->close_held = 0;
+    if (send_flush(conn) < 0) drop_link(conn);
+  }
   int32_t rc = conn->socket == 0 ? ZV_NET_ERROR : 0;
   plat_sem_signal(conn->semaphore);
   return rc;
