@@ -194,7 +194,7 @@ class Statement {
     return new RowStream(this.#conn, this.#sql, `${name}_CUR`, blockRows, () => this.#conn._call(() => {
       if (this.#closed) throw new ZanvoError(codes.CLOSED, 'statement is closed', this.#sql);
       return (link, done) => link.executeCursor(name, this.#sql, checked, blockRows, done);
-    }, this.#sql, true));
+    }, this.#sql, false));
   }
 
   close() {
@@ -223,7 +223,6 @@ class Transaction {
 
 class Connection extends EventEmitter {
   #link;
-  #bigint;
   #closed = false;
   #parked = null;  // while a transaction runs: the outside calls waiting for its end
   #cursors = 0;    // streams opened: each names its cursor after its number
@@ -231,7 +230,7 @@ class Connection extends EventEmitter {
   constructor(link, settings) {
     super();
     this.#link = link;
-    this.#bigint = settings.bigint;
+    this._bigint = settings.bigint;
     this._local = settings.local;
   }
 
@@ -248,7 +247,7 @@ class Connection extends EventEmitter {
           if (rows !== null) rows.fail(ZanvoError.from(err, sql));
           else reject(ZanvoError.from(err, sql));
         } else if (makesResult) {
-          if (rows === null) rows = new ResultRows(sql, this.#bigint, resolve, reject);
+          if (rows === null) rows = new ResultRows(sql, this._bigint, resolve, reject);
           rows.add(value, number !== true);
         } else {
           resolve(value === undefined ? number : value);
@@ -321,7 +320,7 @@ class Connection extends EventEmitter {
     const blockRows = checks.blockRows(options, 'stream');
     const cursor = `ZS${++this.#cursors}_STREAM`;
     return new RowStream(this, sql, cursor, blockRows,
-      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, true, inTransaction));
+      () => this._call(() => (link, done) => link.openCursor(sql, checked, cursor, blockRows, done), sql, false, inTransaction));
   }
 
   stream(sql, values, options) { return this._stream(sql, values, options, false); }

@@ -1,8 +1,10 @@
 'use strict';
 // A select's rows as an async iterable, read through a server cursor a block at a time. While
 // the script reads one block, the connection's thread fetches the next: one block ahead, never
-// more, so the client holds at most two blocks however long the result. Leaving early closes
-// the cursor; reading to the end closes it with the last, short block.
+// more, so the client holds at most two blocks however long the result. A block stays decoded in
+// native memory and becomes row objects CHUNK_ROWS at a time as the script reads: so few rows
+// live at once that they die young, and the collector has next to nothing to keep. Leaving early
+// closes the cursor; reading to the end closes it with the last, short block.
 const { Readable } = require('stream');
 const { ZanvoError, codes } = require('./errors');
 
@@ -12,9 +14,9 @@ const { performance } = require('perf_hooks');
 const now = performance.now.bind(performance);
 const setImmediateAtLoad = setImmediate;
 // Rows handed out in one turn of the event loop: a block in hand is read in microtasks alone,
-// so the loop gets a turn every SLICE_MS, checked every CHECK_EVERY rows.
+// so the loop gets a turn every SLICE_MS, checked at each chunk.
 const SLICE_MS = 4;
-const CHECK_EVERY = 512;
+const CHUNK_ROWS = 256;
 const nextTurn = () => new Promise((resolve) => setImmediateAtLoad(resolve));
 const promiseWithCatch = (promise) => {
   promise.then(undefined, () => {});
@@ -26,13 +28,14 @@ class RowStream {
   #sql;
   #cursor;
   #blockRows;
-  #rows = null;     // the block being read
+  #bigint;
+  #block = null;    // the block being read, until its last chunk is made
+  #rows = null;     // the chunk being read
   #at = 0;
   #ahead;           // the promise of the next block, fetched while this one is read
   #done = false;
   #cursorOpen = true;
   #settleFields;
-  #handedOut = 0;
   #sliceStart = 0;
 
   // open posts the job that opens the cursor and fetches its first block; it is posted now,
@@ -42,6 +45,7 @@ class RowStream {
     this.#sql = sql;
     this.#cursor = cursor;
     this.#blockRows = blockRows;
+    this.#bigint = conn._bigint;
     // Blocks the connection's thread has read for this stream: the one being read and the
     // one ahead of it at most.
     this.blocksRead = 0;
@@ -52,15 +56,20 @@ class RowStream {
   [Symbol.asyncIterator]() { return this; }
 
   async next() {
-    if (++this.#handedOut % CHECK_EVERY === 0 && now() - this.#sliceStart >= SLICE_MS) {
-      await nextTurn();
-      this.#sliceStart = now();
-    }
     for (;;) {
       const rows = this.#rows;
       if (rows !== null && this.#at < rows.length) return { value: rows[this.#at++], done: false };
-      if (this.#done) return { value: undefined, done: true };
-      await this.#nextBlock();
+      if (this.#block !== null) {
+        if (now() - this.#sliceStart >= SLICE_MS) {
+          await nextTurn();
+          this.#sliceStart = now();
+        }
+        this.#chunk();
+      } else if (this.#done) {
+        return { value: undefined, done: true };
+      } else {
+        await this.#nextBlock();
+      }
     }
   }
 
@@ -69,10 +78,11 @@ class RowStream {
     if (this.#done) return { value, done: true };
     this.#done = true;
     this.#rows = null;
+    this.#block = null;
     const ahead = this.#ahead;
     this.#ahead = null;
     const last = await ahead.catch(() => null);
-    if (last !== null && last.rows.length < this.#blockRows) this.#cursorOpen = false;
+    if (last !== null && last.info().rows < this.#blockRows) this.#cursorOpen = false;
     await this.#closeCursor();
     return { value, done: true };
   }
@@ -94,16 +104,34 @@ class RowStream {
       await this.#closeCursor();
       throw err;
     }
-    this.#settleFields.resolve(block.fields);
+    const info = block.info();
+    this.#settleFields.resolve(info.fields);
     this.#sliceStart = now();
-    this.#rows = block.rows;
-    this.#at = 0;
-    if (block.rows.length < this.#blockRows) {
+    this.#block = block;
+    if (info.rows < this.#blockRows) {
       this.#done = true;
       this.#cursorOpen = false;
       this.#ahead = null;
     } else {
       this.#ahead = this.#fetch();
+    }
+  }
+
+  // The next chunk of the block in hand; a value no number holds exactly fails the stream.
+  #chunk() {
+    let rows;
+    try {
+      rows = this.#block.take(SLICE_MS, this.#bigint, CHUNK_ROWS);
+    } catch (err) {
+      this.return();
+      throw err instanceof RangeError ? new ZanvoError(codes.UNSAFE_INTEGER, err.message, this.#sql) : err;
+    }
+    if (rows === undefined) {
+      this.#block = null;
+      this.#rows = null;
+    } else {
+      this.#rows = rows;
+      this.#at = 0;
     }
   }
 
@@ -123,7 +151,7 @@ class RowStream {
     }
     const cursor = this.#cursor;
     const blockRows = this.#blockRows;
-    return this.#counted(this.#conn._call(() => (link, done) => link.fetch(cursor, blockRows, done), this.#sql, true, true));
+    return this.#counted(this.#conn._call(() => (link, done) => link.fetch(cursor, blockRows, done), this.#sql, false, true));
   }
 
   // Best effort: a link that dropped took the cursor with it.

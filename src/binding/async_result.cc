@@ -121,6 +121,7 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   const DecodedResult& r = *self->result_;
   double budget_ms = args[0]->IsNumber() ? args[0].As<v8::Number>()->Value() : 4;
   bool bigint = args[1]->IsTrue();
+  uint32_t limit = args[2]->IsUint32() ? args[2].As<v8::Uint32>()->Value() : UINT32_MAX;
   size_t width = r.fields.size();
   uint64_t deadline = uv_hrtime() + static_cast<uint64_t>(budget_ms * 1e6);
   v8::EscapableHandleScope scope(isolate);
@@ -133,7 +134,7 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   // them one by one.
   std::vector<Local<Value>> values;
   uint32_t made = 0;
-  while (self->next_row_ < r.row_count) {
+  while (self->next_row_ < r.row_count && made < limit) {
     uint64_t first = self->next_row_ * width;
     for (size_t c = 0; c < width; ++c) {
       Local<Value> v;

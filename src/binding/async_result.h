@@ -24,7 +24,8 @@ class AsyncResult : public node::ObjectWrap {
   static void New(const v8::FunctionCallbackInfo<v8::Value>& args);
   // info() -> { fields: [{name, type}], changed, rowId, rows }
   static void Info(const v8::FunctionCallbackInfo<v8::Value>& args);
-  // take(budgetMs, bigint) gives an array of the next row objects, made for about budgetMs;
+  // take(budgetMs, bigint, maxRows) gives an array of the next row objects, made for about
+  // budgetMs and at most maxRows of them (all, without a count);
   // undefined once every row has been taken. The decoded memory goes with the last row. An
   // int64 outside the safe integers without bigint throws a RangeError.
   static void Take(const v8::FunctionCallbackInfo<v8::Value>& args);
