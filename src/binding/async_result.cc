@@ -32,13 +32,16 @@ bool cell_value(Isolate* isolate, const DecodedResult& r, const Cell& cell, bool
   switch (cell.kind) {
     case CELL_NULL: *out = v8::Null(isolate); break;
     case CELL_BOOL: *out = v8::Boolean::New(isolate, cell.i != 0); break;
-    case CELL_INT: *out = v8::Number::New(isolate, static_cast<double>(cell.i)); break;
+    // A small integer is made without a stop at floating point.
+    case CELL_INT: *out = v8::Integer::New(isolate, static_cast<int32_t>(cell.i)); break;
     case CELL_INT64:
       if (bigint) {
         *out = v8::BigInt::New(isolate, cell.i);
       } else if (cell.i > kSafeInt64Max || cell.i < -kSafeInt64Max) {
         isolate->ThrowException(v8::Exception::RangeError(utf8(isolate, "value out of the safe integer range")));
         return false;
+      } else if (cell.i >= INT32_MIN && cell.i <= INT32_MAX) {
+        *out = v8::Integer::New(isolate, static_cast<int32_t>(cell.i));
       } else {
         *out = v8::Number::New(isolate, static_cast<double>(cell.i));
       }
@@ -133,6 +136,7 @@ void AsyncResult::Take(const FunctionCallbackInfo<Value>& args) {
   // The values are gathered first and made into rows at the end: far cheaper than setting
   // them one by one.
   std::vector<Local<Value>> values;
+  values.reserve(std::min<uint64_t>({limit, r.row_count - self->next_row_, 4096}) * width);
   uint32_t made = 0;
   while (self->next_row_ < r.row_count && made < limit) {
     uint64_t first = self->next_row_ * width;
