@@ -529,6 +529,11 @@ module.exports = [
     fault: 'a CLOSE held for the next command is never sent when the link goes idle', tests: [CURSOR],
   },
   {
+    name: 'server-busy-wait-unbounded', file: 'server/src/write_turns.cc',
+    from: '  if (now >= deadline) return 0;\n', to: '',
+    fault: 'a connection waits for a write lock held elsewhere past its busy timeout', tests: [S('ServerTest.ALockHeldByAnotherConnection*')],
+  },
+  {
     name: 'sync-held-close-kept-while-idle', file: 'src/binding/idle_closes.cc',
     from: '  uv_idle_start(idle, send_held);', to: '',
     fault: "a synchronous link's held CLOSE waits for the next command however long the script idles", tests: [J('query.test.js')],

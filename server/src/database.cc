@@ -13,6 +13,7 @@
 #include "routine_catalogue.h"
 #include "sandbox.h"
 #include "sqlite_memory.h"
+#include "write_turns.h"
 
 namespace zv {
 namespace {
@@ -116,7 +117,7 @@ DbPtr Database::connect(int busy_timeout_ms, int64_t value_max, std::string& err
     error = raw ? sqlite3_errmsg(raw) : "out of memory";
     return nullptr;
   }
-  sqlite3_busy_timeout(db.get(), busy_timeout_ms);
+  wait_for_writers(db.get(), busy_timeout_ms);
   // A private database dies with the server, so nothing is gained by waiting for the disk. Its
   // files are the server's alone, in memory, so SQLite reads its pages through a mapping
   // instead of a system call for each page.
