@@ -534,6 +534,11 @@ module.exports = [
     fault: 'a connection waits for a write lock held elsewhere past its busy timeout', tests: [S('ServerTest.ALockHeldByAnotherConnection*')],
   },
   {
+    name: 'sync-idle-handle-left-open', file: 'src/binding/idle_closes.cc',
+    from: '    cleanup_hook = node::AddEnvironmentCleanupHook(isolate, close_idle, nullptr).release();\n', to: '',
+    fault: "the handle that sends held CLOSEs is left open when a worker ends, which aborts the process", tests: [J('query.test.js')],
+  },
+  {
     name: 'sync-held-close-kept-while-idle', file: 'src/binding/idle_closes.cc',
     from: '  uv_idle_start(idle, send_held);', to: '',
     fault: "a synchronous link's held CLOSE waits for the next command however long the script idles", tests: [J('query.test.js')],

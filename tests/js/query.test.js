@@ -1,8 +1,9 @@
 'use strict';
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { failingRows, openConnection, options, run, typeError, withServer, zanvodb } = require('./helpers');
+const { failingRows, openConnection, options, run, script, typeError, withServer, zanvodb } = require('./helpers');
 const { once } = require('node:events');
+const path = require('node:path');
 const { Worker } = require('node:worker_threads');
 
 const fx = withServer(test, { connect: true });
@@ -217,4 +218,23 @@ test("a short select's CLOSE goes out once the script is idle", { timeout: 20000
   assert.deepEqual(run(conn, 'select 8 as n').rows, [{ n: 8 }]);
   conn.end();
   await relay.terminate();
+});
+
+// A worker that loads the addon and leaves a CLOSE waiting ends cleanly: its loop cannot close
+// while the handle that sends such CLOSEs is open, and the addon closes it at the worker's end.
+// The worker is the first to load the addon in a process of its own: one environment may hold it.
+test('a worker that used the synchronous face ends cleanly', () => {
+  const out = script(`
+    const { Worker } = require('worker_threads');
+    const worker = new Worker(\`
+      const { parentPort, workerData } = require('worker_threads');
+      const conn = require(workerData.root).createConnection(workerData.options);
+      conn.connect();
+      conn.query('select 9 as n', (err, rows) => parentPort.postMessage(rows));\`,
+    { eval: true, workerData: { root: process.argv[1], options: JSON.parse(process.argv[2]) } });
+    let rows;
+    worker.on('message', (got) => { rows = got; });
+    worker.on('exit', (code) => process.stdout.write(JSON.stringify({ rows, code })));`,
+  [path.join(__dirname, '..', '..'), JSON.stringify(options(fx.server))]);
+  assert.deepEqual(JSON.parse(out), { rows: [{ n: 9 }], code: 0 });
 });
