@@ -539,6 +539,11 @@ module.exports = [
     fault: "the handle that sends held CLOSEs is left open when a worker ends, which aborts the process", tests: [J('query.test.js')],
   },
   {
+    name: 'exchange-thread-outlives-worker', file: 'src/binding/exchange_thread.cc',
+    from: '  cleanup_ = node::AddEnvironmentCleanupHook(isolate, on_teardown, this).release();\n', to: '',
+    fault: "a Promise connection left open keeps its handle past its worker's end, which aborts the process", tests: [J('query.test.js')],
+  },
+  {
     name: 'sync-held-close-kept-while-idle', file: 'src/binding/idle_closes.cc',
     from: '  uv_idle_start(idle, send_held);', to: '',
     fault: "a synchronous link's held CLOSE waits for the next command however long the script idles", tests: [J('query.test.js')],

@@ -10,6 +10,27 @@ ExchangeThread::ExchangeThread(v8::Isolate* isolate) : context_(isolate, isolate
   // An idle connection does not keep the process alive; a pending job does (see post).
   uv_unref(reinterpret_cast<uv_handle_t*>(&async_));
   thread_ = std::thread(&ExchangeThread::loop_body, this);
+  cleanup_ = node::AddEnvironmentCleanupHook(isolate, on_teardown, this).release();
+}
+
+// The environment ends (a worker's end, or the process's) with the connection still open: the
+// jobs not yet begun are dropped unsettled, since no script can run any more, and the teardown
+// waits until the thread has closed the link and the async handle is closed, for a loop that
+// still has the handle cannot be closed.
+void ExchangeThread::on_teardown(void* arg, void (*done)(void*), void* done_arg) {
+  ExchangeThread* self = static_cast<ExchangeThread*>(arg);
+  self->torn_down_ = done;
+  self->torn_down_arg_ = done_arg;
+  std::deque<ExchangeJob*> dropped;
+  {
+    std::lock_guard<std::mutex> lock(self->mutex_);
+    self->quit_ = true;
+    dropped.swap(self->todo_);
+  }
+  self->wake_.notify_one();
+  for (ExchangeJob* job : dropped) delete job;
+  // The teardown turns the loop only while something keeps it alive.
+  uv_ref(reinterpret_cast<uv_handle_t*>(&self->async_));
 }
 
 void ExchangeThread::post(ExchangeJob* job) {
@@ -90,6 +111,10 @@ void ExchangeThread::on_done(uv_async_t* handle) {
     done.swap(self->done_);
     finished = self->finished_;
   }
+  if (self->torn_down_) {
+    for (ExchangeJob* job : done) delete job;
+    done.clear();
+  }
   if (!done.empty()) {
     v8::Isolate* isolate = v8::Isolate::GetCurrent();
     v8::HandleScope scope(isolate);
@@ -113,6 +138,12 @@ void ExchangeThread::keep_notice(void* context, const char* line) {
   static_cast<ExchangeThread*>(context)->notices_.push_back(line);
 }
 
-void ExchangeThread::on_closed(uv_handle_t* handle) { delete static_cast<ExchangeThread*>(handle->data); }
+void ExchangeThread::on_closed(uv_handle_t* handle) {
+  ExchangeThread* self = static_cast<ExchangeThread*>(handle->data);
+  // Off the environment's list (once it ran, only freed).
+  node::RemoveEnvironmentCleanupHook(node::AsyncCleanupHookHandle(self->cleanup_));
+  if (self->torn_down_) self->torn_down_(self->torn_down_arg_);
+  delete self;
+}
 
 }  // namespace zvdbms

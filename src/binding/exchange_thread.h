@@ -55,6 +55,7 @@ class ExchangeThread {
   void loop_body();
   static void on_done(uv_async_t* handle);
   static void on_closed(uv_handle_t* handle);
+  static void on_teardown(void* arg, void (*done)(void*), void* done_arg);
   // The link's notice hook: a line is kept for the job that runs, never printed.
   static void keep_notice(void* context, const char* line);
 
@@ -70,6 +71,9 @@ class ExchangeThread {
   int pending_ = 0;        // script thread only
   ConnRecord* link_ = nullptr;  // exchange thread only
   std::vector<std::string> notices_;  // exchange thread only: lines of the job that runs
+  node::ACHHandle* cleanup_ = nullptr;  // the environment's hook that ends the thread with it
+  void (*torn_down_)(void*) = nullptr;  // set once that hook ran: called when the handle is closed
+  void* torn_down_arg_ = nullptr;
 };
 
 }  // namespace zvdbms

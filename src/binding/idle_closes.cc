@@ -36,7 +36,7 @@ void send_held(uv_idle_t* handle) {
 // The environment is going: the handle closes, and the teardown goes on once it has.
 void closed(uv_handle_t* handle) {
   delete reinterpret_cast<uv_idle_t*>(handle);
-  node::AsyncCleanupHookHandle(cleanup_hook).reset();
+  node::RemoveEnvironmentCleanupHook(node::AsyncCleanupHookHandle(cleanup_hook));
   cleanup_hook = nullptr;
   torn_down(torn_down_arg);
 }

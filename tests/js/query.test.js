@@ -220,21 +220,24 @@ test("a short select's CLOSE goes out once the script is idle", { timeout: 20000
   await relay.terminate();
 });
 
-// A worker that loads the addon and leaves a CLOSE waiting ends cleanly: its loop cannot close
-// while the handle that sends such CLOSEs is open, and the addon closes it at the worker's end.
-// The worker is the first to load the addon in a process of its own: one environment may hold it.
-test('a worker that used the synchronous face ends cleanly', () => {
+// A worker that leaves connections of both faces open ends cleanly: its loop cannot close while
+// a handle of the addon is open (the one that sends held CLOSEs, a Promise connection's), and
+// the addon closes them at the worker's end. The worker is the first to load the addon in a
+// process of its own: one environment may hold it.
+test('a worker that leaves connections of both faces open ends cleanly', () => {
   const out = script(`
     const { Worker } = require('worker_threads');
     const worker = new Worker(\`
       const { parentPort, workerData } = require('worker_threads');
       const conn = require(workerData.root).createConnection(workerData.options);
       conn.connect();
-      conn.query('select 9 as n', (err, rows) => parentPort.postMessage(rows));\`,
+      conn.query('select 9 as n', (err, rows) => parentPort.postMessage(rows));
+      require(workerData.root + '/promise').connect(workerData.options)
+        .then((link) => link.query('select 10 as n')).then(({ rows }) => parentPort.postMessage(rows));\`,
     { eval: true, workerData: { root: process.argv[1], options: JSON.parse(process.argv[2]) } });
-    let rows;
-    worker.on('message', (got) => { rows = got; });
+    const rows = [];
+    worker.on('message', (got) => rows.push(...got));
     worker.on('exit', (code) => process.stdout.write(JSON.stringify({ rows, code })));`,
   [path.join(__dirname, '..', '..'), JSON.stringify(options(fx.server))]);
-  assert.deepEqual(JSON.parse(out), { rows: [{ n: 9 }], code: 0 });
+  assert.deepEqual(JSON.parse(out), { rows: [{ n: 9 }, { n: 10 }], code: 0 });
 });
