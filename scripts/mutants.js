@@ -554,9 +554,27 @@ module.exports = [
     fault: 'the reply of a CLOSE sent with the next command is left unread, so that command reads it as its own', tests: [CURSOR, J('promise.test.js')],
   },
   {
+    name: 'run-refusal-replies-unread', file: 'src/client/statements/smart_cursor.cc',
+    from: '    drop_replies(conn, unread);', to: '    drop_replies(conn, 0);',
+    fault: "a refused query's trailing replies are left unread, so the next query of the run reads them as its own",
+    tests: [CURSOR, J('promise.test.js')],
+  },
+  {
+    name: 'run-closes-first-only', file: 'src/client/statements/smart_cursor.cc',
+    from: 'i < count && !conn->out_of_step; i++) settle_one', to: 'i < 1 && !conn->out_of_step; i++) settle_one',
+    fault: "of a run's CLOSEs only the first reply is read, so the next command reads the others as its own",
+    tests: [CURSOR, J('promise.test.js')],
+  },
+  {
+    name: 'run-refusal-text-lost', file: 'src/client/statements/query_run.cc',
+    from: '    if (queries[i].code < 0 && !lost) take_error(cursors[i], conn);\n', to: '',
+    fault: "a query refused in a run loses the server's text to the queries read after it",
+    tests: [CURSOR, J('promise.test.js')],
+  },
+  {
     name: 'tx-stream-waits-for-itself', file: 'lib/connection.js',
-    from: 'link.openCursor(sql, checked, cursor, blockRows, done), sql, true, inTransaction));',
-    to: 'link.openCursor(sql, checked, cursor, blockRows, done), sql, true, false));',
+    from: 'link.openCursor(sql, checked, cursor, blockRows, done), sql, false, inTransaction));',
+    to: 'link.openCursor(sql, checked, cursor, blockRows, done), sql, false, false));',
     fault: "a transaction's stream waits for the transaction to end, which waits for the stream", tests: [J('promise_stream.test.js')],
   },
   {

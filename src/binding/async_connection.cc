@@ -30,7 +30,9 @@ namespace {
 
 enum {
   CALL_TEXT_BUF = 1024,
+  ATTR_CURSORS_OFF = 12,   // a connection's server cursors turned off
   ATTR_ROWS_CHANGED = 63,  // a result's count of rows changed
+  RUN_COMMAND_BYTES = 128,  // what OPEN, FETCH and the DECLARE's own words add to a query's text
 };
 const char kLinkClosed[] = "[EJ1024] database connection is closed";
 
@@ -46,25 +48,44 @@ class CallJob : public ExchangeJob {
   std::string text;                         // a text value (a statement's name)
   std::unique_ptr<DecodedResult> result;    // a result value
 
-  // Records the failure of a client call on the link. A failed link is closed at once: every
-  // later call then fails with the same words, and the socket does not linger.
+  // A select that may go out in one write with the selects queued behind it: its text and
+  // values, and once such a run has read its replies (ran), its code and handle, for work.
+  std::string select_sql;
+  std::shared_ptr<ParamList> select_params;
+  bool ran = false;
+  int32_t run_code = 0;
+  void* run_result = nullptr;
+
   // Settles rows, a part of the select's, on the script thread ahead of this job.
   void hand_over(std::unique_ptr<DecodedResult> rows);
 
-  void fail(ConnRecord** link, int32_t rc) {
+  // Records the failure of a client call on the link, with the text that source (the link when
+  // null) holds. A failed link is closed at once: every later call then fails with the same
+  // words, and the socket does not linger.
+  void fail(ConnRecord** link, int32_t rc, void** source = nullptr) {
     char buffer[CALL_TEXT_BUF] = {0};
-    failure_text(reinterpret_cast<void**>(link), rc, buffer, sizeof buffer);
+    failure_text(source ? source : reinterpret_cast<void**>(link), rc, buffer, sizeof buffer);
     error = buffer;
     if (rc == ZV_NET_ERROR) ZVC_CloseConnection(link);
   }
 
+  // A select that ran has its outcome in hand, even when a failure before it closed the link.
   void run(ConnRecord** link) override {
-    if (*link == nullptr && !opens_) {
+    if (*link == nullptr && !opens_ && !ran) {
       error = kLinkClosed;
       return;
     }
     work(link, this);
   }
+
+  size_t run_bytes() const override {
+    if (select_sql.empty()) return 0;
+    size_t bytes = select_sql.size() + RUN_COMMAND_BYTES;
+    for (const ParamValue& p : select_params->values) bytes += p.bytes.size() + RUN_COMMAND_BYTES;
+    return bytes;
+  }
+
+  void send_run(ConnRecord** link, ExchangeJob* const* jobs, size_t count) override;
 
   void settle(Isolate* isolate) override {
     Local<Function> on_notice = on_notice_.Get(isolate);
@@ -121,6 +142,36 @@ class PartJob : public ExchangeJob {
 
 void CallJob::hand_over(std::unique_ptr<DecodedResult> rows) {
   thread->hand_over(new PartJob(&callback_, std::move(rows)));
+}
+
+// Each select of the run gets its own parameter set; a set that cannot be bound ends the run
+// ahead of its select, which then runs alone, and so do all when the run cannot be sent (a link
+// already closed, server cursors off, memory).
+void CallJob::send_run(ConnRecord** link, ExchangeJob* const* jobs, size_t count) {
+  int32_t cursors_off = 0, type = 0, length = 0;
+  if (*link == nullptr ||
+      ZVC_GetAttr(reinterpret_cast<void**>(link), ATTR_CURSORS_OFF, &cursors_off, sizeof cursors_off, &type, &length) < 0 ||
+      cursors_off != 0)
+    return;
+  RunQuery queries[ZV_RUN_MAX];
+  ParamSet* sets[ZV_RUN_MAX] = {};
+  size_t n = 0;
+  for (; n < count; n++) {
+    CallJob* job = static_cast<CallJob*>(jobs[n]);
+    if (!job->select_params->values.empty() &&
+        (ZVC_NewParamSet(&sets[n]) < 0 || bind_params(reinterpret_cast<void**>(&sets[n]), *job->select_params) < 0))
+      break;
+    queries[n] = {job->select_sql.c_str(), sets[n], nullptr, 0};
+  }
+  if (n > 1 && ZVC_ExecuteRun(link, queries, static_cast<int32_t>(n)) == 0) {
+    for (size_t i = 0; i < n; i++) {
+      CallJob* job = static_cast<CallJob*>(jobs[i]);
+      job->ran = true;
+      job->run_code = queries[i].code;
+      job->run_result = queries[i].result;
+    }
+  }
+  for (size_t i = 0; i < count; i++) ZVC_FreeHandle(reinterpret_cast<void**>(&sets[i]));
 }
 
 // A statement's outcome: rows decoded, or the count or row id it brought. A select's rows go
@@ -279,14 +330,28 @@ void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
   auto params = std::make_shared<ParamList>();
   if (!read_params(isolate, sql.c_str(), args[1], Face::kExact, params.get())) return;
   bool local = self->local_;
-  post(self->thread_, self->on_notice_, args, [sql, params, local](ConnRecord** link, CallJob* job) {
-    if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
-    void* res = nullptr;
-    int32_t fields = 0, rows = 0, effect = 0;
-    int32_t rc = ZVC_Execute(link, sql.c_str(), &res, &fields, &rows, &effect);
-    job->numbers = {static_cast<double>(effect)};
+  auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
+  if (ZVC_ClassifySql(sql.c_str()) == SQL_QUERY) {
+    job->select_sql = sql;
+    job->select_params = params;
+  }
+  job->work = [sql, params, local](ConnRecord** link, CallJob* job) {
+    void* res = job->run_result;
+    int32_t rc = job->run_code;
+    if (job->ran && rc < 0) {
+      job->fail(link, rc, &res);
+      ZVC_CloseResult(&res);
+      return;
+    }
+    if (!job->ran) {
+      if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
+      int32_t fields = 0, rows = 0, effect = 0;
+      rc = ZVC_Execute(link, sql.c_str(), &res, &fields, &rows, &effect);
+      job->numbers = {static_cast<double>(effect)};
+    }
     take_outcome(link, job, rc, res, sql.c_str(), local);
-  });
+  };
+  self->thread_->post(job);
 }
 
 void AsyncLink::Prepare(const FunctionCallbackInfo<Value>& args) {

@@ -58,11 +58,33 @@ void ExchangeThread::hand_over(ExchangeJob* part) {
   uv_async_send(&async_);
 }
 
+void ExchangeThread::take_run() {
+  // Commands of the run beyond what the sockets hold at once would wait on the server, which
+  // waits on the replies of the first ones: a run stays well inside that.
+  const size_t kRunBytes = 32768;
+  size_t bytes = todo_.front()->run_bytes();
+  run_.assign(1, todo_.front());
+  todo_.pop_front();
+  while (bytes > 0 && !todo_.empty() && run_.size() < ZV_RUN_MAX) {
+    size_t next = todo_.front()->run_bytes();
+    if (next == 0 || bytes + next > kRunBytes) break;
+    bytes += next;
+    run_.push_back(todo_.front());
+    todo_.pop_front();
+  }
+}
+
+void ExchangeThread::finish(ExchangeJob* job) {
+  job->notices.swap(notices_);
+  notices_.clear();
+  std::lock_guard<std::mutex> lock(mutex_);
+  done_.push_back(job);
+}
+
 void ExchangeThread::loop_body() {
   // Lines printed while a link is opened, before it has the hook below, are kept as well.
   ZVC_SetThreadNoticeHook(keep_notice, this);
   for (;;) {
-    ExchangeJob* job = nullptr;
     {
       std::unique_lock<std::mutex> lock(mutex_);
       if (todo_.empty() && link_) {
@@ -74,23 +96,22 @@ void ExchangeThread::loop_body() {
       }
       wake_.wait(lock, [this] { return quit_ || !todo_.empty(); });
       if (todo_.empty()) break;  // quit_ with nothing left to run
-      job = todo_.front();
-      todo_.pop_front();
+      take_run();
     }
-    job->thread = this;
-    job->run(&link_);
-    // A link the job opened gets the hook at once, and holds its CLOSEs for the next command
-    // (sent at the latest when the queue runs dry, above); setting them again is free.
-    if (link_) {
-      ZVC_SetNoticeHook(link_, keep_notice, this);
-      ZVC_HoldCloses(&link_, 1, nullptr, nullptr);
+    for (ExchangeJob* job : run_) job->thread = this;
+    if (run_.size() > 1) run_[0]->send_run(&link_, run_.data(), run_.size());
+    for (ExchangeJob* job : run_) {
+      job->run(&link_);
+      // A link the job opened gets the hook at once, and holds its CLOSEs for the next command
+      // (sent at the latest when the queue runs dry, above); setting them again is free.
+      if (link_) {
+        ZVC_SetNoticeHook(link_, keep_notice, this);
+        ZVC_HoldCloses(&link_, 1, nullptr, nullptr);
+      }
+      finish(job);
     }
-    job->notices.swap(notices_);
-    notices_.clear();
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      done_.push_back(job);
-    }
+    // One wake of the script thread for the whole run (a part handed over wakes it earlier,
+    // with the jobs finished ahead of it).
     uv_async_send(&async_);
   }
   if (link_) ZVC_CloseConnection(&link_);

@@ -33,6 +33,12 @@ class ExchangeJob {
   ExchangeThread* thread = nullptr;
   // A part of a running job's outcome, settled ahead of it; the job stays pending.
   bool part = false;
+  // The bytes a job sends when it may go out in one write with the like jobs queued right
+  // behind it (a select); 0 for a job that runs alone.
+  virtual size_t run_bytes() const { return 0; }
+  // Called on the first job of such a run with every job of it, in queue order, before each
+  // one's run(): sends them together and leaves each job its outcome for its run() to take.
+  virtual void send_run(ConnRecord**, ExchangeJob* const*, size_t) {}
 };
 
 class ExchangeThread {
@@ -53,6 +59,12 @@ class ExchangeThread {
  private:
   ~ExchangeThread() = default;
   void loop_body();
+  // Under mutex_: the job at the head of the queue into run_, with the jobs queued behind it
+  // that go out in one write with it, up to ZV_RUN_MAX of them and kRunBytes in all.
+  void take_run();
+  // The job, with the lines given out since the last one, queued for the script thread, which
+  // the caller wakes.
+  void finish(ExchangeJob* job);
   static void on_done(uv_async_t* handle);
   static void on_closed(uv_handle_t* handle);
   static void on_teardown(void* arg, void (*done)(void*), void* done_arg);
@@ -71,6 +83,7 @@ class ExchangeThread {
   int pending_ = 0;        // script thread only
   ConnRecord* link_ = nullptr;  // exchange thread only
   std::vector<std::string> notices_;  // exchange thread only: lines of the job that runs
+  std::vector<ExchangeJob*> run_;     // exchange thread only: the jobs taken to run next
   node::ACHHandle* cleanup_ = nullptr;  // the environment's hook that ends the thread with it
   void (*torn_down_)(void*) = nullptr;  // set once that hook ran: called when the handle is closed
   void* torn_down_arg_ = nullptr;

@@ -234,8 +234,7 @@ bool read_params(Isolate* isolate, const char* sql, Local<Value> values, Face fa
   return true;
 }
 
-int32_t bind_params(ConnRecord** link, const ParamList& params) {
-  void** h = reinterpret_cast<void**>(link);
+int32_t bind_params(void** h, const ParamList& params) {
   int32_t first_failure = 0;
   for (size_t s = 0; s < params.values.size(); s++) {
     const ParamValue& p = params.values[s];

@@ -97,9 +97,13 @@ struct ParamList {
 // connection finds no half-bound parameters. False when script code threw (its exception
 // stands) or, under the exact face, with a TypeError for a value of no kind.
 bool read_params(v8::Isolate* isolate, const char* sql, v8::Local<v8::Value> values, Face face, ParamList* out);
-// Binds the list on the connection for its next statement, by position or by name; runs no
-// script code. Every value is bound; the first failing bind's code, or 0.
-int32_t bind_params(ConnRecord** link, const ParamList& params);
+// Binds the list into handle's set, by position or by name: a connection's, for its next
+// statement, or a set of its own (ZVC_NewParamSet); runs no script code. Every value is bound;
+// the first failing bind's code, or 0.
+int32_t bind_params(void** handle, const ParamList& params);
+inline int32_t bind_params(ConnRecord** link, const ParamList& params) {
+  return bind_params(reinterpret_cast<void**>(link), params);
+}
 
 // Throws the TypeError of a row that is neither an array nor an object; index counts from 0.
 void throw_not_a_row(v8::Isolate* isolate, uint32_t index);

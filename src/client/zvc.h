@@ -296,6 +296,23 @@ int32_t ZVC_HoldCloses(ConnRecord** handle, int32_t on, HeldHook hook, void* con
 // Sends a held CLOSE without waiting for its reply, which the link's next exchange reads ahead
 // of its own: 0, or -4 when the link failed.
 int32_t ZVC_SendHeld(ConnRecord** handle);
+// A run of queries at once: the DECLARE, OPEN and first FETCH of each one (the bytes ZVC_Execute
+// sends for it alone, its parameters from its own set) go out in one write, and their replies
+// are read in order before any query goes on, so that the run costs one round trip. A query's
+// code is ZVC_Execute's for it alone; its result the cursor handle, or on failure a handle
+// without rows that holds the failure's text (null when its FETCH brought no rows at all). A
+// failed link fails its query and every later one with -4 (those hold no text) and is dropped. Short blocks' CLOSEs
+// are held or sent as ZVC_Execute's are, all of them read in order by the next exchange. Queries
+// always run through server cursors, whatever attribute 12 says. 0; -3 for a bad handle, a
+// missing text or a count outside 1 to ZV_RUN_MAX; -5 when memory ran out (nothing is sent).
+enum { ZV_RUN_MAX = 64 };
+struct RunQuery {
+  const char* sql;   // a query text
+  ParamSet* params;  // its parameters (ZVC_NewParamSet, bound through that handle), or null; the caller's
+  void* result;      // out: a handle of kind 6, for ZVC_CloseResult
+  int32_t code;      // out
+};
+int32_t ZVC_ExecuteRun(ConnRecord** handle, RunQuery* queries, int32_t count);
 // Frees the record in *result_io, sends text and reads its rows into a new one there.
 int32_t ZVC_Refetch(ConnRecord** handle, const char* text, void** result_io);
 

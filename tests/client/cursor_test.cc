@@ -6,6 +6,7 @@
 #include <string>
 
 #include "peer.h"
+#include "param_wire.h"
 #include "reply_script.h"
 #include "results/result_record.h"
 #include "zvc.h"
@@ -243,4 +244,65 @@ TEST(SmartCursor, HeldClosesGoOutWithTheNextCommand) {
   ZVC_CloseResult(&first);
   ZVC_CloseResult(&second);
   ZVC_CloseConnection(&peer.conn);
+}
+
+// A run of three queries: the nine commands go out in one write, the third with its own
+// parameter in the bytes it sends alone; the second, refused at its OPEN, gets that refusal
+// while the replies behind it are read in step. The two short blocks' CLOSEs go out with the
+// next command, their replies read in order ahead of its own (the second one refused).
+TEST(SmartCursor, RunOfQueriesInOneWrite) {
+  const char* where = "select n from t where n > ?";
+  int32_t v = 9, len = 4;
+  StreamPeer alone("K" "K" + block(1));
+  alone.conn->stmt_counter = 2;
+  ZVC_HoldCloses(&alone.conn, 1, nullptr, nullptr);
+  ZVC_BindParamByPos(reinterpret_cast<void**>(&alone.conn), 1, 1, CT_INT32, &v, 4, &len);
+  void* handle = nullptr;
+  ZVC_Execute(&alone.conn, where, &handle, nullptr, nullptr, nullptr);
+  const std::string third = alone.sent();
+  ZVC_CloseResult(&handle);
+
+  StreamPeer peer("K" "K" + block(2, 5) + "K" + error_reply("not open") + error_reply("no cursor") + "K" "K" +
+                  block(3, 10) + "K" + error_reply("gone") + "U" + be32(1) + "K" "K");
+  ZVC_HoldCloses(&peer.conn, 1, nullptr, nullptr);
+  ParamSet* set = nullptr;
+  ZVC_NewParamSet(&set);
+  ZVC_BindParamByPos(reinterpret_cast<void**>(&set), 1, 1, CT_INT32, &v, 4, &len);
+  RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {"select x from t", nullptr, nullptr, 0}, {where, set, nullptr, 0}};
+  EXPECT_EQ(0, ZVC_ExecuteRun(&peer.conn, run, 3));
+  EXPECT_EQ(smart_texts(0, "select 1") + smart_texts(1, "select x from t") + third, peer.sent());
+  EXPECT_EQ("2 -1 3", std::to_string(run[0].code) + " " + std::to_string(run[1].code) + " " + std::to_string(run[2].code));
+  EXPECT_EQ("not open", error_text_of(&run[1].result));
+  EXPECT_EQ(1, ZVC_ExecNoQuery(&peer.conn, "update t"));
+  EXPECT_EQ(close_text("STC0_SMARTCUR") + close_text("STC2_SMARTCUR") + command_bytes("update t"), peer.sent());
+  EXPECT_EQ(11, read_all(&run[0].result).sum);
+  EXPECT_EQ(33, read_all(&run[2].result).sum);
+  EXPECT_EQ("[EC027]Error :gone Close Cursor STC2_SMARTCUR  \n", error_text_of(&run[2].result));
+  // Left open by the refusal, the third cursor is closed once more.
+  for (RunQuery& q : run) EXPECT_EQ(0, ZVC_CloseResult(&q.result));
+  EXPECT_EQ(close_text("STC2_SMARTCUR"), peer.sent());
+  ZVC_FreeHandle(reinterpret_cast<void**>(&set));
+}
+
+// The run's replies cut at every byte: a query whose replies came whole has its outcome (the
+// second its refusal, once the refusal's text came whole), and every later one -4; the link is
+// dropped, the semaphore free, and nothing leaks or hangs.
+TEST(SmartCursor, RunRepliesCutAtEveryByte) {
+  const std::string first = "K" "K" + block(2, 5), second = "K" + error_reply("not open");
+  const std::string whole = first + second + error_reply("no cursor") + "K" "K" + block(3, 10);
+  for (size_t cut = 0; cut <= whole.size(); cut++) {
+    SCOPED_TRACE(cut);
+    StreamPeer peer(whole.substr(0, cut));
+    RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {"select x", nullptr, nullptr, 0}, {"select n", nullptr, nullptr, 0}};
+    EXPECT_EQ(0, ZVC_ExecuteRun(&peer.conn, run, 3));
+    EXPECT_EQ(1, semaphore_count(peer.conn));
+    const int32_t codes[] = {cut >= first.size() ? 2 : -4, cut + 1 >= first.size() + second.size() ? -1 : -4,
+                             cut == whole.size() ? 3 : -4};
+    for (int i = 0; i < 3; i++) EXPECT_EQ(codes[i], run[i].code) << i;
+    if (codes[0] == 2) EXPECT_EQ(11, read_all(&run[0].result).sum);
+    if (codes[2] == 3) EXPECT_EQ(33, read_all(&run[2].result).sum);
+    EXPECT_EQ(-4, ZVC_ExecNoQuery(&peer.conn, "update t"));
+    EXPECT_EQ(0, peer.conn->socket);
+    for (RunQuery& q : run) EXPECT_EQ(0, ZVC_CloseResult(&q.result));
+  }
 }

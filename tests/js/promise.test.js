@@ -116,6 +116,23 @@ test('calls run in the order they were made, also around a transaction; calls af
   await again.close();
 });
 
+test('64 selects made at once each settle with their own rows: one refused, one of 45,000 rows (three blocks); the link goes on', async () => {
+  const conn = await connect();
+  await conn.query('create table r64 (i integer)');
+  await conn.query('insert into r64 with recursive n(i) as (select 1 union all select i + 1 from n where i < 45000) select i from n');
+  const calls = Array.from({ length: 64 }, (_, k) => {
+    if (k === 20) return conn.query('select i from nowhere').catch((err) => err.code);
+    if (k === 40) return conn.query('select i from r64 order by i').then(({ rows }) => [rows.length, rows[20000], rows[44999]]);
+    return conn.query('select i, ? as k from r64 where i = ?', [`k${k}`, k + 1]).then(({ rows }) => rows);
+  });
+  const expected = Array.from({ length: 64 }, (_, k) => [{ i: k + 1, k: `k${k}` }]);
+  expected[20] = 'E10001';
+  expected[40] = [45000, { i: 20001 }, { i: 45000 }];
+  assert.deepEqual(await Promise.all(calls), expected);
+  assert.deepEqual((await conn.query('select count(*) as n from r64')).rows, [{ n: 45000 }]);
+  await conn.close();
+});
+
 test('bad arguments are TypeErrors before anything is sent', async () => {
   const conn = await connect();
   for (const call of [

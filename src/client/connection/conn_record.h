@@ -22,6 +22,13 @@ struct SmartCursor;
 
 enum { CONN_FAULT_SIZE = 128 };
 
+// A CLOSE whose reply is still to read: the cursor's name, and the cursor while its handle lasts
+// (else null).
+struct PendingClose {
+  char name[ZV_CURSOR_NAME_SIZE];
+  SmartCursor* cursor;
+};
+
 struct ConnRecord {
   int32_t kind;  // HT_CONN
   char database[128];
@@ -89,17 +96,18 @@ struct ConnRecord {
   // The smart cursors that stand open on the server over this link, linked through next_open: a
   // close of the connection detaches them, so that none reaches the freed record.
   SmartCursor* open_cursors;
-  // A smart cursor's CLOSE that went out without its reply being read: the cursor's name, empty
-  // when there is none, and the cursor while its handle lasts (else null). The next exchange on
-  // the link reads that reply first; a dropped link takes it along.
-  char closing_name[ZV_CURSOR_NAME_SIZE];
-  SmartCursor* closing;
+  // The smart cursors' CLOSEs that went out without their replies being read, in the order they
+  // went: at most one per query of a run (ZV_RUN_MAX), since every exchange reads them all
+  // first. The next exchange on the link reads those replies ahead of its own; a dropped link
+  // takes them along.
+  PendingClose closing[ZV_RUN_MAX];
+  int32_t closing_count;
   // Set by ZVC_HoldCloses: such a CLOSE waits in the send buffer and goes out in one write with
   // the link's next command, whose owner sends it by itself when it has nothing more to send;
   // held_hook tells the owner each time one starts to wait.
   int32_t hold_closes;
   HeldHook held_hook;
   void* held_context;
-  // 1 while the CLOSE of closing_name is still in the send buffer.
+  // 1 while CLOSEs of the list are still in the send buffer.
   int32_t close_held;
 };

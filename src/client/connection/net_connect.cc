@@ -11,8 +11,7 @@ void drop_link(ConnRecord* conn) {
   conn->recv_len = conn->recv_pos = 0;
   conn->pushback = 0;
   conn->out_of_step = 0;
-  conn->closing_name[0] = 0;
-  conn->closing = nullptr;
+  conn->closing_count = 0;
   conn->close_held = 0;
   conn->link_deadline = 0;
 }

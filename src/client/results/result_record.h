@@ -43,7 +43,7 @@ struct ArenaBlock {
 struct RowArena {
   ArenaBlock* first;
   ArenaBlock* current;
-  int32_t block_count;  // blocks of 65536 bytes made so far
+  int32_t block_count;  // blocks made so far: the first of 4096 bytes, the others of 65536
   uint8_t* run_next;    // the part of the current run not yet handed out as blocks
   uint8_t* run_end;
 };

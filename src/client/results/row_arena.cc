@@ -10,15 +10,17 @@
 namespace {
 // The first blocks of an arena are heap blocks of their own, so that a small result holds
 // little memory; later ones are cut from 2 MiB runs that the kernel can back with one huge
-// page each and that the block cache recycles between results.
-enum { ARENA_HEAP_BLOCKS = 4 };
+// page each and that the block cache recycles between results. The very first is small: the
+// many short results that a run of queries holds at once then take little of the heap, which
+// would otherwise be grown for them and given back to the kernel after each run.
+enum { ARENA_HEAP_BLOCKS = 4, ARENA_FIRST_BLOCK = 4096 };
 
-// Data for the next block of ARENA_BLOCK_SIZE bytes; *owned receives the size of the
-// allocation it starts, 0 when it lies inside a run an earlier block started.
-uint8_t* next_block_data(RowArena* arena, size_t* owned) {
+// Data for the next block of size bytes; *owned receives the size of the allocation it starts,
+// 0 when it lies inside a run an earlier block started.
+uint8_t* next_block_data(RowArena* arena, int32_t size, size_t* owned) {
   if (arena->block_count < ARENA_HEAP_BLOCKS) {
-    *owned = ARENA_BLOCK_SIZE;
-    return static_cast<uint8_t*>(block_take(ARENA_BLOCK_SIZE, false));
+    *owned = static_cast<size_t>(size);
+    return static_cast<uint8_t*>(block_take(*owned, false));
   }
   *owned = 0;
   if (arena->run_next == arena->run_end) {
@@ -37,14 +39,15 @@ uint8_t* next_block_data(RowArena* arena, size_t* owned) {
 ArenaBlock* block_new(RowArena* arena) {
   ArenaBlock* block = static_cast<ArenaBlock*>(client_alloc(sizeof(ArenaBlock)));
   if (!block) return nullptr;
-  block->data = next_block_data(arena, &block->owned);
+  int32_t size = arena->block_count == 0 ? int32_t{ARENA_FIRST_BLOCK} : int32_t{ARENA_BLOCK_SIZE};
+  block->data = next_block_data(arena, size, &block->owned);
   if (!block->data) {
     free(block);
     return nullptr;
   }
   arena->block_count++;
-  block->size = ARENA_BLOCK_SIZE;
-  block->free = ARENA_BLOCK_SIZE;
+  block->size = size;
+  block->free = size;
   return block;
 }
 
@@ -98,7 +101,7 @@ uint8_t* arena_alloc(RowArena* arena, int32_t n) {
     ArenaBlock* block = block_new(arena);
     if (!block) return nullptr;
     block->used = take;
-    block->free = ARENA_BLOCK_SIZE - take;
+    block->free = block->size - take;
     cur->next = block;
     arena->current = block;
     return block->data;

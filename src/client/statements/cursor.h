@@ -19,13 +19,32 @@ int32_t smart_next_row(SmartCursor* cursor);
 // server refused gives -1 and leaves the record alive with the text in its error; a link that is
 // already down took the server's cursor along and the record is freed.
 int32_t close_smart_cursor(SmartCursor* cursor);
-// Reads the reply of a smart cursor's CLOSE that went out without its reply being read, when
-// there is one: the caller holds the semaphore, and nothing else has been sent behind it. A
-// refusal is the cursor's error as when it was read at once, and leaves the cursor open for a
-// close to try again; when the cursor's handle is already gone, its text goes to the notice hook.
-// A reply cut short drops the link.
+// The pieces of open_smart_cursor that a run of queries (ZVC_ExecuteRun) shares:
+// A new record named after the connection's counter, with its DECLARE text in *declare_text
+// (the caller frees it); null when memory ran out.
+SmartCursor* new_smart_cursor(ConnRecord* conn, const char* sql, char** declare_text);
+// Puts "OPEN name ;" and "FETCH 20000 FROM name ;" into the send buffer, behind the DECLARE.
+void send_open_fetch(ConnRecord* conn, const char* name);
+// Reads the replies of DECLARE, OPEN and FETCH in turn, under the semaphore the caller holds.
+// A refused one gives -1 with its text in error_text, and the replies behind it are read and
+// forgotten; a reply that stopped short leaves the rest unread (the link is out of step), -4.
+// The FETCH's block goes to *block; the DECLARE's result, or the failure.
+int32_t read_declare_open_fetch(ConnRecord* conn, ResultRecord** block);
+// A cursor whose replies are read goes on with its block: on the connection's list, and Drained
+// at once after a short block. A FETCH that brought no block closes the cursor at once and frees
+// the record: null then.
+SmartCursor* take_first_block(ConnRecord* conn, SmartCursor* cursor);
+// The error text of the connection becomes the cursor's, leaving the connection's clear.
+void take_error(SmartCursor* cursor, ConnRecord* conn);
+
+// Reads the replies of the smart cursors' CLOSEs that went out without their replies being
+// read, in the order they went, when there are any: the caller holds the semaphore, and nothing
+// else has been sent behind them. A refusal is that cursor's error as when it was read at once,
+// and leaves the cursor open for a close to try again; when the cursor's handle is already gone,
+// its text goes to the notice hook. A reply cut short drops the link, which forgets the rest.
 void settle_close(ConnRecord* conn);
-// The same for one cursor's own CLOSE, under the semaphore, before its error or attributes are read.
+// The same, under the semaphore, when one of them is the cursor's own, before its error or
+// attributes are read.
 void settle_cursor_close(SmartCursor* cursor);
 // The connection is going away: its open smart cursors let go of it. Each keeps its block; its
 // next refill reports that the connection was closed.

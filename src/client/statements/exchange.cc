@@ -23,10 +23,10 @@ bool open_exchange(Exchange* ex, ConnRecord* conn, const char* sql) {
 }
 
 void flush_exchange(ConnRecord* conn) {
-  // A CLOSE whose reply is unread, sent already or held in the send buffer ahead of this command,
-  // has its reply first on the link. It is read once this command is out too, so that the two
-  // replies come back in one round trip.
-  bool unread = conn->closing_name[0] != 0;
+  // CLOSEs whose replies are unread, sent already or held in the send buffer ahead of this
+  // command, have their replies first on the link. They are read once this command is out too,
+  // so that all the replies come back in one round trip.
+  bool unread = conn->closing_count > 0;
   send_flush(conn);
   if (unread) settle_close(conn);
 }
@@ -43,10 +43,14 @@ bool queue_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_p
     ex->set = conn->params;
     conn->params = nullptr;
   }
-  send_sql_params(conn, ex->text, ex->set ? param_word(ex->set) : 0);
-  // Records cut short leave the server reading the rest from the next command.
-  if (ex->set && send_params(conn, ex->set) != 0) conn->out_of_step = 1;
+  send_command(conn, ex->text, ex->set);
   return true;
+}
+
+void send_command(ConnRecord* conn, const char* sql, ParamSet* set) {
+  send_sql_params(conn, sql, set ? param_word(set) : 0);
+  // Records cut short leave the server reading the rest from the next command.
+  if (set && send_params(conn, set) != 0) conn->out_of_step = 1;
 }
 
 void end_exchange(Exchange* ex) {

@@ -22,8 +22,11 @@ bool begin_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_p
 // The same, but the command stays in the send buffer, so that commands the caller puts behind it
 // go out in the same write; the caller flushes with flush_exchange.
 bool queue_exchange(Exchange* ex, ConnRecord* conn, const char* sql, bool with_params);
-// Sends what the exchange put in the send buffer; a CLOSE held there went out ahead of it, and
-// its reply is read here, before the caller reads the exchange's own.
+// Puts a command into the send buffer with set's records (none for a null set), under the
+// semaphore the caller holds.
+void send_command(ConnRecord* conn, const char* sql, ParamSet* set);
+// Sends what the exchange put in the send buffer; CLOSEs held there went out ahead of it, and
+// their replies are read here, in order, before the caller reads the exchange's own.
 void flush_exchange(ConnRecord* conn);
 // After the reply: a reply left before its end drops the link (the next exchange then fails
 // cleanly instead of reading the rest of this reply as its own); the semaphore is released; the

@@ -49,44 +49,13 @@ void drop_replies(ConnRecord* conn, int32_t count) {
 }
 
 // DECLARE text (carrying the connection's parameters), "OPEN name ;" and the first "FETCH 20000
-// FROM name ;" in one write: the server reads its commands one at a time in the order they came,
-// so the two behind the DECLARE wait in its socket, and their replies come back in that order.
-// The replies are read in turn. A refused DECLARE or OPEN is the result, and the replies behind it
-// are read and forgotten; a reply that stopped short of its end leaves the rest unread, and the
-// link is dropped. The FETCH's block goes to *block; the DECLARE's result, or the first failure.
+// FROM name ;" in one write, and their replies read in turn (read_declare_open_fetch).
 int32_t declare_open_fetch(ConnRecord* conn, const char* text, const char* name, ResultRecord** block) {
-  char open_sql[128] = {0};
-  char fetch_sql[128] = {0};
-  client_sprintf(open_sql, sizeof open_sql, "OPEN %s ;", name);
-  client_sprintf(fetch_sql, sizeof fetch_sql, "FETCH %d FROM %s ;", SMART_BLOCK_ROWS, name);
   Exchange ex;
   if (!queue_exchange(&ex, conn, text, true)) return ZV_NO_MEMORY;
-  send_sql_params(conn, open_sql, 0);
-  send_sql_params(conn, fetch_sql, 0);
+  send_open_fetch(conn, name);
   flush_exchange(conn);
-  ResultRecord* declared = nullptr;
-  int32_t rc = recv_result(conn, &declared);
-  free_result_chain(declared);
-  int32_t unread = 2;  // the OPEN's and the FETCH's replies
-  if (rc >= 0 && !conn->out_of_step) {
-    conn->smart_busy = 0;
-    rc = read_short_reply(conn);
-    unread = 1;
-  }
-  if (rc >= 0 && !conn->out_of_step) {
-    ResultRecord* chain = nullptr;
-    rc = recv_fetch(conn, SMART_BLOCK_ROWS, &chain);
-    // A refusal after rows leaves them in the chain: a failed FETCH hands out nothing.
-    if (rc < 0)
-      free_result_chain(chain);
-    else
-      *block = chain;
-    unread = 0;
-  }
-  if (rc < 0)
-    drop_replies(conn, unread);
-  else if (unread > 0)
-    rc = ZV_NET_ERROR;  // the DECLARE's reply ended on a letter it does not know: the rest is lost
+  int32_t rc = read_declare_open_fetch(conn, block);
   end_exchange(&ex);
   return rc;
 }
@@ -109,7 +78,8 @@ void list_remove(ConnRecord* conn, SmartCursor* cursor) {
   SmartCursor** slot = &conn->open_cursors;
   while (*slot && *slot != cursor) slot = &(*slot)->next_open;
   if (*slot) *slot = cursor->next_open;
-  if (conn->closing == cursor) conn->closing = nullptr;
+  for (int32_t i = 0; i < conn->closing_count; i++)
+    if (conn->closing[i].cursor == cursor) conn->closing[i].cursor = nullptr;
   cursor->next_open = nullptr;
   cursor->conn = nullptr;
 }
@@ -126,13 +96,6 @@ void unlink_open(SmartCursor* cursor) {
   cursor->conn = nullptr;
   cursor->open = 0;
   memset(cursor->name, 0, sizeof cursor->name);
-}
-
-// The error text of the connection becomes the cursor's, leaving the connection's clear.
-void take_error(SmartCursor* cursor, ConnRecord* conn) {
-  free(cursor->error);
-  cursor->error = conn->error_text;
-  conn->error_text = nullptr;
 }
 
 // A short block came in a refill: the server cursor is closed and the cursor goes Drained. A
@@ -165,9 +128,10 @@ void drain_later(SmartCursor* cursor, ConnRecord* conn) {
     unlink_open(cursor);
     return;
   }
-  conn->close_held = held;
-  conn->closing = cursor;
-  memcpy(conn->closing_name, cursor->name, sizeof conn->closing_name);
+  conn->close_held = conn->close_held || held;
+  PendingClose* pending = &conn->closing[conn->closing_count++];
+  pending->cursor = cursor;
+  memcpy(pending->name, cursor->name, sizeof pending->name);
   memset(cursor->name, 0, sizeof cursor->name);
   if (held && conn->held_hook) conn->held_hook(conn->held_context);
   end_exchange(&ex);
@@ -192,31 +156,91 @@ int32_t refill(SmartCursor* cursor) {
 }
 }  // namespace
 
-int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out) {
-  *out = nullptr;
+void send_open_fetch(ConnRecord* conn, const char* name) {
+  char open_sql[128] = {0};
+  char fetch_sql[128] = {0};
+  client_sprintf(open_sql, sizeof open_sql, "OPEN %s ;", name);
+  client_sprintf(fetch_sql, sizeof fetch_sql, "FETCH %d FROM %s ;", SMART_BLOCK_ROWS, name);
+  send_sql_params(conn, open_sql, 0);
+  send_sql_params(conn, fetch_sql, 0);
+}
+
+// The server reads its commands one at a time in the order they came, so the two behind the
+// DECLARE wait in its socket, and their replies come back in that order.
+int32_t read_declare_open_fetch(ConnRecord* conn, ResultRecord** block) {
+  ResultRecord* declared = nullptr;
+  int32_t rc = recv_result(conn, &declared);
+  free_result_chain(declared);
+  int32_t unread = 2;  // the OPEN's and the FETCH's replies
+  if (rc >= 0 && !conn->out_of_step) {
+    conn->smart_busy = 0;
+    rc = read_short_reply(conn);
+    unread = 1;
+  }
+  if (rc >= 0 && !conn->out_of_step) {
+    ResultRecord* chain = nullptr;
+    rc = recv_fetch(conn, SMART_BLOCK_ROWS, &chain);
+    // A refusal after rows leaves them in the chain: a failed FETCH hands out nothing.
+    if (rc < 0)
+      free_result_chain(chain);
+    else
+      *block = chain;
+    unread = 0;
+  }
+  if (rc < 0)
+    drop_replies(conn, unread);
+  else if (unread > 0)
+    rc = ZV_NET_ERROR;  // the DECLARE's reply ended on a letter it does not know: the rest is lost
+  // A refusal is the server's text in error_text; a failed link keeps its own code.
+  if (rc < 0 && rc != ZV_NET_ERROR && rc != ZV_NO_MEMORY) rc = ZV_SERVER_ERROR;
+  return rc;
+}
+
+SmartCursor* new_smart_cursor(ConnRecord* conn, const char* sql, char** declare_text) {
   SmartCursor* cursor = static_cast<SmartCursor*>(client_alloc(sizeof(SmartCursor)));
   size_t cap = strlen(sql) + 128;
   char* text = static_cast<char*>(client_alloc(cap));
   if (!cursor || !text) {
     free(cursor);
     free(text);
-    return ZV_NO_MEMORY;
+    return nullptr;
   }
   cursor->kind = HT_SMART_CURSOR;
   client_sprintf(cursor->name, sizeof cursor->name, "STC%u_%s", conn->stmt_counter++, "SMARTCUR");
   client_sprintf(text, cap, "DECLARE %s CURSOR FOR %s;", cursor->name, sql);
-  int32_t rc = declare_open_fetch(conn, text, cursor->name, &cursor->result);
-  free(text);
-  if (rc < 0 || !cursor->result) {
-    // A refusal is the server's text in error_text; a failed link keeps its own code.
-    if (rc < 0 && rc != ZV_NET_ERROR && rc != ZV_NO_MEMORY) rc = ZV_SERVER_ERROR;
-    if (rc >= 0) close_cursor(conn, cursor->name);
+  *declare_text = text;
+  return cursor;
+}
+
+SmartCursor* take_first_block(ConnRecord* conn, SmartCursor* cursor) {
+  if (!cursor->result) {
+    close_cursor(conn, cursor->name);
     free(cursor);
-    return rc;
+    return nullptr;
   }
   link_open(cursor, conn);
   if (cursor->result->row_count != SMART_BLOCK_ROWS) drain_later(cursor, conn);
-  *out = cursor;
+  return cursor;
+}
+
+void take_error(SmartCursor* cursor, ConnRecord* conn) {
+  free(cursor->error);
+  cursor->error = conn->error_text;
+  conn->error_text = nullptr;
+}
+
+int32_t open_smart_cursor(ConnRecord* conn, const char* sql, SmartCursor** out) {
+  *out = nullptr;
+  char* text = nullptr;
+  SmartCursor* cursor = new_smart_cursor(conn, sql, &text);
+  if (!cursor) return ZV_NO_MEMORY;
+  int32_t rc = declare_open_fetch(conn, text, cursor->name, &cursor->result);
+  free(text);
+  if (rc < 0) {
+    free(cursor);
+    return rc;
+  }
+  *out = take_first_block(conn, cursor);
   return rc;
 }
 
@@ -251,28 +275,21 @@ void detach_smart_cursors(ConnRecord* conn) {
   }
 }
 
-void settle_close(ConnRecord* conn) {
-  if (!conn->closing_name[0]) return;
-  if (conn->close_held) {
-    conn->close_held = 0;
-    send_flush(conn);
-  }
-  SmartCursor* cursor = conn->closing;
-  char name[ZV_CURSOR_NAME_SIZE];
-  memcpy(name, conn->closing_name, sizeof name);
-  conn->closing = nullptr;
-  memset(conn->closing_name, 0, sizeof conn->closing_name);
+namespace {
+// The reply of one CLOSE that went out without its reply being read.
+void settle_one(ConnRecord* conn, const PendingClose* pending) {
+  SmartCursor* cursor = pending->cursor;
   char* kept = conn->error_text;
   conn->error_text = nullptr;
   int32_t rc = read_short_reply(conn);
   if (rc == ZV_SERVER_ERROR) {
     const char* refusal = conn->error_text ? conn->error_text : "";
-    set_error_textf(&conn->error_text, "[EC027]Error :%s Close Cursor %s  \n", refusal, name);
+    set_error_textf(&conn->error_text, "[EC027]Error :%s Close Cursor %s  \n", refusal, pending->name);
     if (cursor) {
       // As when the CLOSE was read at once: the cursor's error, and open for a close to try again.
       take_error(cursor, conn);
       cursor->open = 1;
-      memcpy(cursor->name, name, sizeof name);
+      memcpy(cursor->name, pending->name, sizeof cursor->name);
     } else if (conn->error_text) {
       notice_line(conn, conn->error_text);
     }
@@ -281,6 +298,21 @@ void settle_close(ConnRecord* conn) {
   }
   free(conn->error_text);
   conn->error_text = kept;
+}
+}  // namespace
+
+void settle_close(ConnRecord* conn) {
+  if (conn->closing_count == 0) return;
+  if (conn->close_held) {
+    conn->close_held = 0;
+    send_flush(conn);
+  }
+  // Taken off the connection first: a reply cut short drops the link, which forgets the rest.
+  PendingClose pending[ZV_RUN_MAX];
+  int32_t count = conn->closing_count;
+  memcpy(pending, conn->closing, sizeof pending[0] * static_cast<size_t>(count));
+  conn->closing_count = 0;
+  for (int32_t i = 0; i < count && !conn->out_of_step; i++) settle_one(conn, &pending[i]);
   if (conn->out_of_step) drop_link(conn);
 }
 
@@ -288,7 +320,10 @@ void settle_cursor_close(SmartCursor* cursor) {
   ConnRecord* conn = cursor->conn;
   if (!conn) return;
   plat_sem_wait(conn->semaphore);
-  if (conn->closing == cursor) settle_close(conn);
+  bool pending = false;
+  for (int32_t i = 0; i < conn->closing_count; i++) pending = pending || conn->closing[i].cursor == cursor;
+  // The replies ahead of its own are read first, in order.
+  if (pending) settle_close(conn);
   plat_sem_signal(conn->semaphore);
 }
 
