@@ -55,7 +55,7 @@ void write_lob_fetch_reply(const LobFetch& fetch, LobStore& store, sqlite3* db, 
   std::string_view bytes = kept->bytes();
   sqlite3_blob* blob = nullptr;
   if (kept->reference() && !open_reference(db, *kept->reference(), bytes, blob)) {
-    out.error("[E10014]large object " + fetch.descriptor + " is gone: its table was dropped or rebuilt");
+    out.error("[E10014]large object " + fetch.descriptor + " can no longer be read: the schema changed since it was selected");
     out.letter('K');
     return;
   }

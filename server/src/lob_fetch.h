@@ -25,8 +25,8 @@ bool parse_lob_fetch(std::string_view text, LobFetch& out);
 // "A", one field description, "R", then pieces (int32 total length, int32 piece length,
 // the bytes) and a closing int32 0. The reader of this reply takes nothing after that
 // zero, so no "K" follows. An unknown descriptor is answered by a bare "K". An object kept by
-// reference is read from its row through `db`; when its row went in a way that kept no copy
-// (its table dropped or rebuilt), the answer is an "E" and "K". Should reading the row fail
+// reference is read from its row through `db`; once the schema changed, or its row went in a
+// way that kept no copy, the answer is an "E" and "K". Should reading the row fail
 // part-way, the reply stops there and `out` sends nothing more, so that the link ends.
 void write_lob_fetch_reply(const LobFetch& fetch, LobStore& store, sqlite3* db, ReplyWriter& out);
 

@@ -72,7 +72,7 @@ TEST_F(ServerTest, LargeObjectsKeptByReferenceGiveWhatTheSelectRead) {
   }
   ASSERT_EQ(other->run("drop table big; create table big(id INTEGER, data BLOB)").letters, "");
   EXPECT_EQ(c->run("get lob 'B000000000001' offset 0 limit 5 ").records.at(0).text,
-            "[E10014]large object B000000000001 is gone: its table was dropped or rebuilt");
+            "[E10014]large object B000000000001 can no longer be read: the schema changed since it was selected");
 }
 
 }  // namespace
