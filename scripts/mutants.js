@@ -502,7 +502,7 @@ module.exports = [
   },
   {
     name: 'server-lob-reference-not-copied', file: 'server/src/row_references.cc',
-    from: '  if (reg.count.load() == 0) return;', to: '  return;',
+    from: '  reg.changes.fetch_add(1);\n  if (reg.count.load() == 0) return;', to: '  reg.changes.fetch_add(1);\n  return;',
     fault: 'a change to a row whose large object is kept by reference keeps no copy of the old value',
     tests: [S('ServerTest.LargeObjectsKept*')],
   },
@@ -510,6 +510,12 @@ module.exports = [
     name: 'server-lob-reference-offset', file: 'server/src/lob_fetch.cc',
     from: 'static_cast<int>(piece), static_cast<int>(pos))', to: 'static_cast<int>(piece), static_cast<int>(pos - start))',
     fault: 'a large object kept by reference is read from its first byte whatever the offset fetched',
+    tests: [S('ServerTest.LargeObjectsKept*')],
+  },
+  {
+    name: 'server-lob-reference-schema', file: 'server/src/sandbox.cc',
+    from: '  if (changes_schema(action, database)) copy_all_references', to: '  if (false) copy_all_references',
+    fault: 'a large object kept by reference is not copied before its table is dropped',
     tests: [S('ServerTest.LargeObjectsKept*')],
   },
   {

@@ -74,7 +74,40 @@ void copy_before_change(Registry& reg, sqlite3* db, int op, const char* table, i
   }
 }
 
+// The bytes of the reference's row through `reader`, into a copy; false when they cannot be read.
+bool copy_from_row(sqlite3* reader, RowReference& ref) {
+  sqlite3_blob* blob = nullptr;
+  std::string bytes(ref.size, '\0');
+  bool read = sqlite3_blob_open(reader, "main", ref.table.c_str(), ref.column.c_str(), ref.rowid, 0, &blob) ==
+                  SQLITE_OK &&
+              static_cast<size_t>(sqlite3_blob_bytes(blob)) == ref.size &&
+              sqlite3_blob_read(blob, bytes.data(), static_cast<int>(ref.size), 0) == SQLITE_OK;
+  sqlite3_blob_close(blob);
+  if (read) ref.copy = std::make_unique<KeptObject>(bytes.data(), ref.size);
+  return read;
+}
+
 }  // namespace
+
+void copy_all_references(sqlite3* db) {
+  Registry& reg = registry();
+  if (reg.count.load() == 0) return;
+  // The connection that compiles the statement may not be used meanwhile; a reader of its own
+  // sees the last committed rows, which a referenced row still holds (a change would have copied it).
+  const char* vfs = nullptr;
+  sqlite3_file_control(db, "main", SQLITE_FCNTL_VFSNAME, &vfs);
+  sqlite3* raw = nullptr;
+  int rc = sqlite3_open_v2(sqlite3_db_filename(db, "main"), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
+                           vfs && std::strncmp(vfs, "unix-excl", 9) == 0 ? "unix-excl" : nullptr);
+  sqlite3_free(const_cast<char*>(vfs));
+  DbPtr reader(raw);
+  if (rc != SQLITE_OK) return;
+  std::lock_guard<std::mutex> guard(reg.lock);
+  for (auto& [key, ref] : reg.refs) {
+    std::lock_guard<std::mutex> ref_guard(ref->lock);
+    if (!ref->copy && !ref->lost) ref->lost = !copy_from_row(reader.get(), *ref);
+  }
+}
 
 ChangeStamp stamp_changes(sqlite3* db) {
   // With a read under way, the statement's rows may come from before the stamp.

@@ -47,6 +47,11 @@ std::shared_ptr<RowReference> take_reference(sqlite3_stmt* stmt, int col, int ro
 // Forgets a reference; its owner is releasing it.
 void drop_reference(const std::shared_ptr<RowReference>& ref);
 
+// Copies every object kept by reference, process-wide, that has no copy yet, reading them
+// through a connection of its own to the database of `db`: for a statement about to change the
+// schema, after which references are not read.
+void copy_all_references(sqlite3* db);
+
 // The current schema version of the main database, or -1.
 int schema_version(sqlite3* db);
 
