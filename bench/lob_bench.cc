@@ -4,11 +4,12 @@
 // script layer does. The fetch cases run the select once and then only read the column again
 // and again: for a descriptor, the "get lob" exchange and the copy out. One process and one
 // connection throughout, as in a program running many queries; faults/read counts the client's
-// minor page faults. The steady case first selects and reads the object four times untimed: the
-// server keeps 256 MiB of objects for a connection, four of these, so the first four selects
-// copy the object into memory the server never touched, and from the fifth on each copy takes
-// the memory of the oldest one, released to make room. Loopback64MiB is the floor beneath them
-// all, measured in the same run:
+// minor page faults. The descriptor cases start from a fresh server, as a program's first
+// selects do; the server keeps such an object by reference to its row and reads it from there
+// when it is fetched, so no select copies it into memory the server never touched. The steady
+// case first selects and reads the object four times untimed, as many as the 256 MiB a
+// connection keeps hold, for the figure of a server that has run a while. Loopback64MiB is the
+// floor beneath them all, measured in the same run:
 // 64 MiB sent over a raw loopback socket in 1 MiB sends and read into one buffer, both
 // buffers in warm huge-page memory like the client's and the server's.
 #include <arpa/inet.h>

@@ -501,6 +501,24 @@ module.exports = [
     fault: 'a large-object fetch at a negative offset is served', tests: [S('ServerTest.LargeObjects*'), LOB],
   },
   {
+    name: 'server-lob-reference-not-copied', file: 'server/src/row_references.cc',
+    from: '  reg.changes.fetch_add(1);\n  if (reg.count.load() == 0) return;', to: '  reg.changes.fetch_add(1);\n  return;',
+    fault: 'a change to a row whose large object is kept by reference keeps no copy of the old value',
+    tests: [S('ServerTest.LargeObjectsKept*')],
+  },
+  {
+    name: 'server-lob-reference-offset', file: 'server/src/lob_fetch.cc',
+    from: 'static_cast<int>(piece), static_cast<int>(pos))', to: 'static_cast<int>(piece), static_cast<int>(pos - start))',
+    fault: 'a large object kept by reference is read from its first byte whatever the offset fetched',
+    tests: [S('ServerTest.LargeObjectsKept*')],
+  },
+  {
+    name: 'server-lob-reference-schema', file: 'server/src/sandbox.cc',
+    from: '  if (changes_schema(action, database)) copy_all_references', to: '  if (false) copy_all_references',
+    fault: 'a large object kept by reference is not copied before its table is dropped',
+    tests: [S('ServerTest.LargeObjectsKept*')],
+  },
+  {
     name: 'server-batch-savepoint', file: 'server/src/batch_runner.cc',
     from: 'if (sqlite3_exec(db, "SAVEPOINT zanvo_batch", nullptr, nullptr, nullptr) != SQLITE_OK) {',
     to: 'if (sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) != SQLITE_OK) {',

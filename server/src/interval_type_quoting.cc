@@ -47,25 +47,6 @@ size_t interval_type_end(std::string_view s, size_t pos) {
   return pos;
 }
 
-// End of a literal, quoted name or comment that starts at `pos`, or `pos` when none does.
-size_t skip_unparsed(std::string_view s, size_t pos) {
-  char c = s[pos];
-  if (c == '\'' || c == '"' || c == '`' || c == '[') {
-    char close = c == '[' ? ']' : c;
-    size_t end = s.find(close, pos + 1);
-    return end == std::string_view::npos ? s.size() : end + 1;
-  }
-  if (s.compare(pos, 2, "--") == 0) {
-    size_t end = s.find('\n', pos);
-    return end == std::string_view::npos ? s.size() : end + 1;
-  }
-  if (s.compare(pos, 2, "/*") == 0) {
-    size_t end = s.find("*/", pos + 2);
-    return end == std::string_view::npos ? s.size() : end + 2;
-  }
-  return pos;
-}
-
 }  // namespace
 
 bool may_hold_interval_type(std::string_view sql) {

@@ -1,8 +1,10 @@
 #include "lob_fetch.h"
 
 #include <algorithm>
+#include <mutex>
 #include <vector>
 
+#include "row_references.h"
 #include "text_util.h"
 #include "type_codes.h"
 
@@ -21,9 +23,39 @@ bool parse_lob_fetch(std::string_view text, LobFetch& out) {
   return parse_int64(w[4], out.offset) && out.offset >= 0 && parse_int64(w[6], out.limit) && out.limit >= 0;
 }
 
-void write_lob_fetch_reply(const LobFetch& fetch, const LobStore& store, ReplyWriter& out) {
-  std::optional<std::string_view> object = store.find(fetch.descriptor);
-  if (!object) {
+namespace {
+
+// Where a fetch takes a referenced object's bytes from: the copy a change of its row made, or
+// its row, read under a read of the fetch's own that holds the row as it is now. The reference
+// is locked meanwhile, so that no change of the row slips between the look and the read.
+bool open_reference(sqlite3* db, RowReference& ref, std::string_view& bytes, sqlite3_blob*& blob) {
+  std::lock_guard<std::mutex> guard(ref.lock);
+  if (ref.copy) {
+    bytes = ref.copy->bytes();
+    return true;
+  }
+  if (!ref.lost && sqlite3_blob_open(db, "main", ref.table.c_str(), ref.column.c_str(), ref.rowid, 0, &blob) == SQLITE_OK &&
+      static_cast<size_t>(sqlite3_blob_bytes(blob)) == ref.size && schema_version(db) == ref.schema) {
+    return true;
+  }
+  sqlite3_blob_close(blob);
+  blob = nullptr;
+  ref.lost = true;
+  return false;
+}
+
+}  // namespace
+
+void write_lob_fetch_reply(const LobFetch& fetch, LobStore& store, sqlite3* db, ReplyWriter& out) {
+  const KeptObject* kept = store.find(fetch.descriptor);
+  if (!kept) {
+    out.letter('K');
+    return;
+  }
+  std::string_view bytes = kept->bytes();
+  sqlite3_blob* blob = nullptr;
+  if (kept->reference() && !open_reference(db, *kept->reference(), bytes, blob)) {
+    out.error("[E10014]large object " + fetch.descriptor + " can no longer be read: the schema changed since it was selected");
     out.letter('K');
     return;
   }
@@ -34,16 +66,27 @@ void write_lob_fetch_reply(const LobFetch& fetch, const LobStore& store, ReplyWr
   out.int32(0);
   out.int32(0);
   out.letter('R');
-  size_t start = static_cast<size_t>(std::min<int64_t>(fetch.offset, static_cast<int64_t>(object->size())));
-  size_t end = start + static_cast<size_t>(std::min<int64_t>(fetch.limit, static_cast<int64_t>(object->size() - start)));
-  int32_t total = static_cast<int32_t>(std::min<size_t>(object->size(), INT32_MAX));
+  const size_t size = blob ? kept->size() : bytes.size();
+  size_t start = static_cast<size_t>(std::min<int64_t>(fetch.offset, static_cast<int64_t>(size)));
+  size_t end = start + static_cast<size_t>(std::min<int64_t>(fetch.limit, static_cast<int64_t>(size - start)));
+  int32_t total = static_cast<int32_t>(std::min<size_t>(size, INT32_MAX));
   for (size_t pos = start; pos < end;) {
     size_t piece = std::min<size_t>(end - pos, kLobPieceMax);
+    const char* data = bytes.data() + pos;
+    if (blob) {
+      char* buffer = store.piece_buffer(piece);
+      if (sqlite3_blob_read(blob, buffer, static_cast<int>(piece), static_cast<int>(pos)) != SQLITE_OK) {
+        out.limit_to(0);
+        break;
+      }
+      data = buffer;
+    }
     out.int32(total);
     out.int32(static_cast<int32_t>(piece));
-    out.bytes(object->data() + pos, piece);
+    out.bytes(data, piece);
     pos += piece;
   }
+  sqlite3_blob_close(blob);
   out.int32(0);
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "large_blocks.h"
+#include "row_references.h"
 
 namespace zv {
 
@@ -16,29 +17,44 @@ KeptObject::KeptObject(const void* data, size_t n) : size_(n) {
   }
 }
 
-KeptObject::~KeptObject() { give_back_large_block(block_, capacity_); }
+KeptObject::KeptObject(std::shared_ptr<RowReference> ref) : size_(ref->size), ref_(std::move(ref)) {}
 
-std::string LobStore::keep(char letter, const void* data, size_t n) {
+KeptObject::~KeptObject() {
+  if (ref_) drop_reference(ref_);
+  give_back_large_block(block_, capacity_);
+}
+
+std::string LobStore::next_descriptor(char letter, size_t n) {
   while (!order_.empty() && (bytes_ + n > max_bytes_ || objects_.size() >= kMaxObjects)) release_oldest();
   char descriptor[32];
   std::snprintf(descriptor, sizeof descriptor, "%c%012llu", letter,
                 static_cast<unsigned long long>(next_id_++ % 1000000000000ULL));
-  objects_.try_emplace(descriptor, data, n);
   order_.push_back(descriptor);
   bytes_ += n;
   return descriptor;
 }
 
-std::optional<std::string_view> LobStore::find(std::string_view descriptor) const {
+std::string LobStore::keep(char letter, const void* data, size_t n) {
+  std::string descriptor = next_descriptor(letter, n);
+  objects_.try_emplace(descriptor, data, n);
+  return descriptor;
+}
+
+std::string LobStore::keep(char letter, std::shared_ptr<RowReference> ref) {
+  std::string descriptor = next_descriptor(letter, ref->size);
+  objects_.try_emplace(descriptor, std::move(ref));
+  return descriptor;
+}
+
+const KeptObject* LobStore::find(std::string_view descriptor) const {
   auto it = objects_.find(std::string(descriptor));
-  if (it == objects_.end()) return std::nullopt;
-  return it->second.bytes();
+  return it == objects_.end() ? nullptr : &it->second;
 }
 
 void LobStore::release_oldest() {
   auto it = objects_.find(order_.front());
   if (it != objects_.end()) {
-    bytes_ -= it->second.bytes().size();
+    bytes_ -= it->second.size();
     objects_.erase(it);
   }
   order_.pop_front();

@@ -43,12 +43,15 @@ void write_field_descriptions(const std::vector<FieldDescription>& fields, Reply
   }
 }
 
-ResultStream::ResultStream(StmtPtr stmt) : stmt_(std::move(stmt)) {}
+ResultStream::ResultStream(StmtPtr stmt, bool rowid_column)
+    : stmt_(std::move(stmt)), rowid_col_(rowid_column ? sqlite3_column_count(stmt_.get()) - 1 : -1) {}
 
 bool ResultStream::start() {
+  if (rowid_col_ >= 0) stamp_ = stamp_changes(sqlite3_db_handle(stmt_.get()));
   state_ = sqlite3_step(stmt_.get());
   if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) return false;
   fields_ = describe_fields(stmt_.get(), state_ == SQLITE_ROW);
+  if (rowid_col_ >= 0) fields_.pop_back();
   return true;
 }
 
@@ -56,6 +59,7 @@ void ResultStream::write_header(ReplyWriter& out) const { write_field_descriptio
 
 void ResultStream::write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t limit) {
   ValueEncoder encoder(out, lobs);
+  if (rowid_col_ >= 0) encoder.find_rows_by(rowid_col_, stamp_);
   sqlite3_stmt* stmt = stmt_.get();
   const int count = static_cast<int>(fields_.size());
   int64_t unreadable = 0;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "reply_writer.h"
+#include "row_references.h"
 #include "sqlite_handles.h"
 #include "type_codes.h"
 #include "value_encoder.h"
@@ -26,7 +27,9 @@ void write_field_descriptions(const std::vector<FieldDescription>& fields, Reply
 
 class ResultStream {
  public:
-  explicit ResultStream(StmtPtr stmt);
+  // With `rowid_column`, the statement's last column is the row id of the rows' table: the
+  // client never sees it, and large objects of that table are kept by reference to their row.
+  explicit ResultStream(StmtPtr stmt, bool rowid_column = false);
 
   // Runs the query up to its first row, which types the columns that have no declared
   // type. False when the query failed; the message is then in error_text().
@@ -45,6 +48,8 @@ class ResultStream {
  private:
   StmtPtr stmt_;
   int state_ = SQLITE_OK;  // result of the latest step
+  int rowid_col_ = -1;
+  ChangeStamp stamp_;  // taken before the first step
   std::vector<FieldDescription> fields_;
 };
 

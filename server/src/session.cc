@@ -80,6 +80,7 @@ bool Session::login() {
     return false;
   }
   watch_.watch(db_.get());
+  changes_.watch(db_.get());
   LobPolicy lobs;
   if (request.lob_descriptors) lobs = LobPolicy{&lobs_, options_.lob_inline_max};
   const KeepLimits limits{static_cast<size_t>(options_.max_prepared), static_cast<size_t>(options_.name_max),
@@ -144,7 +145,8 @@ bool Session::serve_command() {
   } else {
     answer(command.text, command.parameters);
   }
-  if (fault.kind == FaultKind::kCloseAfter) {
+  // A reply cut short, by a fault or by a large object that could not be read whole, ends the link.
+  if (fault.kind == FaultKind::kCloseAfter || out_.limit_reached()) {
     out_.flush();
     return false;
   }
@@ -163,7 +165,7 @@ void Session::answer(std::string_view text, const Parameters& params) {
     pending_fault_ = fault;
     out_.letter('K');
   } else if (parse_lob_fetch(text, fetch)) {
-    write_lob_fetch_reply(fetch, lobs_, out_);
+    write_lob_fetch_reply(fetch, lobs_, db_.get(), out_);
   } else {
     runner_->run(text, params, out_);
   }

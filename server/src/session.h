@@ -13,6 +13,7 @@
 #include "login.h"
 #include "options.h"
 #include "reply_writer.h"
+#include "row_references.h"
 #include "socket_reader.h"
 #include "statement_runner.h"
 #include "stop_signal.h"
@@ -40,6 +41,7 @@ class Session {
   SocketReader in_;
   ReplyWriter out_;
   ClientWatch watch_;  // before db_, which must not outlive it
+  RowChangeWatch changes_;  // the same
   DbPtr db_;
   LobStore lobs_;
   std::unique_ptr<StatementRunner> runner_;

@@ -8,6 +8,7 @@
 #include "parameter_binding.h"
 #include "routine_call.h"
 #include "routine_catalogue.h"
+#include "rowid_query.h"
 #include "sqlite_error.h"
 #include "text_util.h"
 
@@ -51,6 +52,15 @@ bool bind_parameters(sqlite3_stmt* stmt, const Parameters& params, ReplyWriter& 
 // Statements that begin or end a transaction themselves; the others open one in manual mode.
 bool controls_transaction(std::string_view verb) {
   return iequals(verb, "BEGIN") || iequals(verb, "SAVEPOINT") || iequals(verb, "RELEASE") || iequals(verb, "ROLLBACK");
+}
+
+// A column declared as a large object that reads a table's column.
+bool reads_table_lobs(sqlite3_stmt* stmt) {
+  for (int col = 0; col < sqlite3_column_count(stmt); ++col) {
+    int32_t code = type_from_declared(sqlite3_column_decltype(stmt, col)).code;
+    if ((code == kBlob || code == kClob) && sqlite3_column_table_name(stmt, col)) return true;
+  }
+  return false;
 }
 
 std::string version_text() { return std::string("Zanvo reference server 1.0 (SQLite ") + sqlite3_libversion() + ")"; }
@@ -265,7 +275,9 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
     out.error("[E10004]a cursor needs a query that returns rows");
     return false;
   }
-  auto give_back_on_error = [&] { statements_.give_back(query, std::move(stmt), used); };
+  std::string cursor_text(query);
+  const bool rowid_column = add_rowid_column(cursor_text, stmt, used);
+  auto give_back_on_error = [&] { statements_.give_back(cursor_text, std::move(stmt), used); };
   if (!bind_parameters(stmt.get(), params, out)) {
     give_back_on_error();
     return false;
@@ -276,10 +288,32 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
     return false;
   }
   if (existing != cursors_.end()) close_cursor(existing);
-  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt)), false, std::string(query), used, kept};
+  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt), rowid_column), false,
+                            std::move(cursor_text), used, kept};
   kept_ += kept;
   // The query's own end decides where the next statement starts, not the first ";".
   s.length = named ? text.size() : static_cast<size_t>(tail - text.data());
+  return true;
+}
+
+bool StatementRunner::add_rowid_column(std::string& text, StmtPtr& stmt, size_t& used) {
+  if (!lobs_.store || !reads_table_lobs(stmt.get())) return false;
+  std::string with_rowid = with_rowid_column(std::string_view(text).substr(0, used));
+  if (with_rowid.empty()) return false;
+  StmtPtr other;
+  size_t other_used = 0;
+  if (!statements_.take(with_rowid, other, other_used)) {
+    sqlite3_stmt* raw = nullptr;
+    const char* tail = nullptr;
+    sqlite3_prepare_v2(db_, with_rowid.data(), static_cast<int>(with_rowid.size()), &raw, &tail);
+    other.reset(raw);
+    other_used = raw ? static_cast<size_t>(tail - with_rowid.data()) : 0;
+  }
+  if (!other || !adds_rowid_column(stmt.get(), other.get())) return false;
+  statements_.give_back(text, std::move(stmt), used);
+  stmt = std::move(other);
+  text = std::move(with_rowid);
+  used = other_used;
   return true;
 }
 

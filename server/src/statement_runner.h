@@ -57,6 +57,11 @@ class StatementRunner {
   bool create_routine(SpecialStatement& s, std::string_view text, ReplyWriter& out);
   bool drop_routine(const SpecialStatement& s, ReplyWriter& out);
   bool fetch_cursor(const SpecialStatement& s, ReplyWriter& out);
+  // With descriptors on, a cursor whose rows hold large objects of a table reads the row id of
+  // its rows too, as a last column the client never sees, so that their large objects can be
+  // kept by reference instead of copied. Then `text`, `stmt` and `used` become those of that
+  // query, and the statement they held goes back to the statement cache.
+  bool add_rowid_column(std::string& text, StmtPtr& stmt, size_t& used);
   // Gives the cursor's statement back to the statement cache; null when it was already.
   void give_back_statement(Cursor& c);
   void close_cursor(std::map<std::string, Cursor>::iterator it);

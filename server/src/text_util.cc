@@ -92,4 +92,23 @@ bool parse_int64(std::string_view s, int64_t& out) {
   return true;
 }
 
+// End of a literal, quoted name or comment that starts at `pos`, or `pos` when none does.
+size_t skip_unparsed(std::string_view s, size_t pos) {
+  char c = s[pos];
+  if (c == '\'' || c == '"' || c == '`' || c == '[') {
+    char close = c == '[' ? ']' : c;
+    size_t end = s.find(close, pos + 1);
+    return end == std::string_view::npos ? s.size() : end + 1;
+  }
+  if (s.compare(pos, 2, "--") == 0) {
+    size_t end = s.find('\n', pos);
+    return end == std::string_view::npos ? s.size() : end + 1;
+  }
+  if (s.compare(pos, 2, "/*") == 0) {
+    size_t end = s.find("*/", pos + 2);
+    return end == std::string_view::npos ? s.size() : end + 2;
+  }
+  return pos;
+}
+
 }  // namespace zv

@@ -23,6 +23,8 @@ std::vector<std::string_view> split_words(std::string_view s, size_t max_words =
 // `s` when it has at most `max` bytes, else its first `max` bytes or fewer (a character
 // is not cut in two) and "...".
 std::string clip(std::string_view s, size_t max);
+// End of an SQL literal, quoted name or comment that starts at `pos`, or `pos` when none does.
+size_t skip_unparsed(std::string_view s, size_t pos);
 // Optional sign and decimal digits, nothing else; false on overflow.
 bool parse_int64(std::string_view s, int64_t& out);
 

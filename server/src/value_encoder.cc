@@ -9,6 +9,7 @@
 
 #include "calendar.h"
 #include "interval.h"
+#include "large_blocks.h"
 #include "text_util.h"
 
 namespace zv {
@@ -176,7 +177,7 @@ bool ValueEncoder::write(sqlite3_stmt* stmt, int col, const ColumnType& type) {
     case kClob:
     case kBlob:
       if (lobs_.store) {
-        write_lob(value, storage, type.code == kClob ? 'c' : 'b');
+        write_lob(stmt, col, value, storage, type.code == kClob ? 'c' : 'b');
       } else {
         write_bytes(value, storage);
       }
@@ -319,8 +320,9 @@ void ValueEncoder::write_bytes(sqlite3_value* value, int storage) {
 }
 
 // With descriptors on: "c"/"b" and the bytes for a small object; a larger one is kept
-// and goes out as its descriptor, a ":" and its length: "C000000000001:5000".
-void ValueEncoder::write_lob(sqlite3_value* value, int storage, char letter) {
+// and goes out as its descriptor, a ":" and its length: "C000000000001:5000". One of a large
+// block's size or more is kept by reference to its row where that can be found again.
+void ValueEncoder::write_lob(sqlite3_stmt* stmt, int col, sqlite3_value* value, int storage, char letter) {
   const void* p = storage == SQLITE_BLOB ? sqlite3_value_blob(value)
                                                                : static_cast<const void*>(sqlite3_value_text(value));
   int n = sqlite3_value_bytes(value);
@@ -331,7 +333,10 @@ void ValueEncoder::write_lob(sqlite3_value* value, int storage, char letter) {
     return;
   }
   char upper = letter == 'c' ? 'C' : 'B';
-  out_.string(lobs_.store->keep(upper, p, static_cast<size_t>(n)) + ":" + std::to_string(n));
+  std::shared_ptr<RowReference> ref;
+  if (rowid_col_ >= 0 && static_cast<size_t>(n) >= kLargeBlockMin) ref = take_reference(stmt, col, rowid_col_, *stamp_);
+  std::string descriptor = ref ? lobs_.store->keep(upper, std::move(ref)) : lobs_.store->keep(upper, p, static_cast<size_t>(n));
+  out_.string(descriptor + ":" + std::to_string(n));
 }
 
 void write_unreadable_warning(ReplyWriter& out, int64_t count) {

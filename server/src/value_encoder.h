@@ -7,6 +7,7 @@
 
 #include "lob_store.h"
 #include "reply_writer.h"
+#include "row_references.h"
 #include "type_codes.h"
 
 namespace zv {
@@ -29,6 +30,12 @@ class ValueEncoder {
   // below take the column's value object and its SQLite storage class, asked once: the value
   // calls skip the statement's per-call checks, and the link's thread alone uses its connection.
   bool write(sqlite3_stmt* stmt, int col, const ColumnType& type);
+  // Column `rowid_col` holds the row id of the rows' table, read with `stamp`: a large object of
+  // that table may then be kept by reference to its row.
+  void find_rows_by(int rowid_col, const ChangeStamp& stamp) {
+    rowid_col_ = rowid_col;
+    stamp_ = &stamp;
+  }
 
  private:
   bool write_integer(sqlite3_value* value, int storage, int32_t code);
@@ -36,12 +43,14 @@ class ValueEncoder {
   bool write_moment(sqlite3_value* value, int storage, int32_t code);
   bool write_interval(sqlite3_value* value, int storage, int32_t code);
   void write_bytes(sqlite3_value* value, int storage);
-  void write_lob(sqlite3_value* value, int storage, char letter);
+  void write_lob(sqlite3_stmt* stmt, int col, sqlite3_value* value, int storage, char letter);
   void write_null() { out_.int32(null_length_); }
 
   ReplyWriter& out_;
   LobPolicy lobs_;
   int32_t null_length_;
+  int rowid_col_ = -1;
+  const ChangeStamp* stamp_ = nullptr;
 };
 
 // The warning that follows values sent as null because they could not be read as their

@@ -34,5 +34,48 @@ TEST_F(ServerTest, LargeObjectsGoInlineOrByDescriptorAndAreFetchedInPieces) {
   EXPECT_EQ(other->bytes(1), "K");
 }
 
+// The fetch reply of `bytes`, the part from `offset` on of an object of `total` bytes.
+std::string fetch_reply(const std::string& bytes, int32_t total) {
+  std::string out = fetch_head(34);
+  for (size_t pos = 0; pos < bytes.size(); pos += 1048576) {
+    std::string piece = bytes.substr(pos, 1048576);
+    out += be32(total) + be32(static_cast<int32_t>(piece.size())) + piece;
+  }
+  return out + be32(0);
+}
+
+// A cursor's objects of 4 MiB and more are kept by reference to their row and read from it when
+// fetched: still as the select read them after their row changed on any link or their table went.
+TEST_F(ServerTest, LargeObjectsKeptByReferenceGiveWhatTheSelectRead) {
+  auto c = connect(" lob_ret  =descriptor");
+  auto other = connect();
+  const int32_t n = (4 << 20) + 10;  // two full pieces and 10 bytes from 2 MiB on
+  std::string value(n, '\0');
+  value[(2 << 20) + 5] = '\xaa';
+  value.replace(n - 3, 3, "\x01\x02\x03");
+  const std::string blob =
+      "cast(zeroblob(2097157) || x'aa' || zeroblob(" + std::to_string(n - (2 << 20) - 9) + ") || x'010203' as blob)";
+  ASSERT_EQ(c->run("create table big(id INTEGER, data BLOB); insert into big values(1, " + blob + "), (2, " + blob +
+                   "), (3, " + blob + ")").letters, "I");
+  ASSERT_EQ(c->run("DECLARE A CURSOR FOR select data from big order by id").letters, "");
+  const std::string length = ":" + std::to_string(n);
+  EXPECT_EQ(c->run("FETCH 9 FROM A").records.at(0).rows,
+            std::vector<Row>({{"B000000000001" + length}, {"B000000000002" + length}, {"B000000000003" + length}}));
+  EXPECT_EQ(other->run("update big set data = x'00' where id = 2").letters, "U");
+  EXPECT_EQ(c->run("delete from big where id = 3").letters, "D");
+  auto fetch = [&](const std::string& descriptor, int32_t offset) {
+    c->command("get lob '" + descriptor + "' offset " + std::to_string(offset) + " limit " + std::to_string(n) + " ");
+    std::string expected = fetch_reply(value.substr(static_cast<size_t>(offset)), n);
+    EXPECT_TRUE(c->bytes(expected.size()) == expected) << descriptor;
+  };
+  fetch("B000000000001", 2 << 20);
+  fetch("B000000000002", 0);
+  fetch("B000000000003", 0);
+  // A change of the schema copies what is still kept by reference first.
+  ASSERT_EQ(other->run("drop table big; create table big(id INTEGER, data BLOB); insert into big values(1, x'00')").letters,
+            "I");
+  fetch("B000000000001", 0);
+}
+
 }  // namespace
 }  // namespace zvtest
