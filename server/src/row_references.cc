@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "sqlite_handles.h"
+#include "write_turns.h"
 
 namespace zv {
 namespace {
@@ -200,6 +201,7 @@ void RowChangeWatch::on_change(void* self, sqlite3* db, int op, const char* db_n
 int RowChangeWatch::on_commit(void* self, sqlite3* db, const char* db_name, int pages) {
   registry().commits.fetch_add(1);
   static_cast<RowChangeWatch*>(self)->end_write();
+  wake_writers();
   if (pages >= kCheckpointPages) sqlite3_wal_checkpoint(db, db_name);
   return SQLITE_OK;
 }

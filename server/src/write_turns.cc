@@ -27,26 +27,21 @@ int on_busy(void* timeout_ms, int tries) {
   return 1;
 }
 
-// Called after each commit, once the write lock is released. It replaces SQLite's own hook,
-// which checkpoints the log once it holds 1000 pages: so does this one.
-int on_commit(void*, sqlite3* db, const char* name, int pages) {
-  if (pages >= 1000) sqlite3_wal_checkpoint(db, name);
+}  // namespace
+
+void wake_writers() {
   {
     std::lock_guard<std::mutex> lock(turns_mutex);
     ++commits;
   }
   turns.notify_all();
-  return SQLITE_OK;
 }
-
-}  // namespace
 
 void wait_for_writers(sqlite3* db, int timeout_ms) {
   if (timeout_ms > 0)
     sqlite3_busy_handler(db, on_busy, reinterpret_cast<void*>(static_cast<intptr_t>(timeout_ms)));
   else
     sqlite3_busy_handler(db, nullptr, nullptr);
-  sqlite3_wal_hook(db, on_commit, nullptr);
 }
 
 }  // namespace zv

@@ -8,7 +8,10 @@
 
 namespace zv {
 
-// Sets db's busy handler and commit hook; timeout_ms 0 or less: a lock held elsewhere fails at once.
+// Sets db's busy handler; timeout_ms 0 or less: a lock held elsewhere fails at once.
 void wait_for_writers(sqlite3* db, int timeout_ms);
+// Wakes the connections waiting for the write lock: called after each commit, once the lock is
+// released (the link's commit hook, row_references.cc).
+void wake_writers();
 
 }  // namespace zv
