@@ -13,8 +13,9 @@ const { ZanvoError, codes } = require('./errors');
 const DEFAULTS = { max: 10, min: 0, idleTimeoutMillis: 10000, acquireTimeoutMillis: 30000 };
 // Single calls a link may hold at once once every link is open and none is idle: the one it
 // runs and those queued behind it on its thread, which goes from one to the next without
-// waiting for the script thread to hand it the next.
-const DEPTH = 4;
+// waiting for the script thread to hand it the next, and sends the selects among them in one
+// write.
+const DEPTH = 16;
 const TX_METHODS = ['query', 'prepare', 'executeMany'];
 const STATEMENT_METHODS = ['run', 'all', 'close'];
 
