@@ -84,10 +84,12 @@ class RowStream {
 
   // Leaves the rows: the cursor is closed on the server and the blocks held are dropped.
   async return(value) {
-    if (this.#done) return { value, done: true };
-    this.#done = true;
+    // Rows not yet handed out are dropped even after the last block came: a next() after this
+    // one gives done.
     this.#rows = null;
     this.#block = null;
+    if (this.#done) return { value, done: true };
+    this.#done = true;
     const ahead = this.#ahead;
     this.#ahead = null;
     const last = await ahead.catch(() => null);
