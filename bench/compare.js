@@ -3,7 +3,8 @@
 // zanvodb against the reference server, better-sqlite3 in this process, and node-postgres
 // against a private PostgreSQL on loopback (scripts/start-postgres.sh; without one its rows
 // say "absent"). Every driver holds the same generated rows of 8 columns. Figures: a select of
-// all rows (client CPU ns per row, wall rows per second), a trivial exchange (a DELETE that
+// all rows (client CPU ns per row, wall rows per second; beside it the same rows made by a plain
+// script loop, in the same rounds), a trivial exchange (a DELETE that
 // touches no row, one round trip for each driver: wall and client CPU microseconds), `select 1`
 // through each driver's query call (the same two) and a single-row insert with 8 bound values
 // (the same two), and zanvodb's figures against their targets, all from the same run. Then 64
@@ -56,6 +57,19 @@ const INSERT_TABLE = 'create table ins (i integer, b bigint, d double precision,
 // Values of the insert figure, the same for every driver.
 const insertValues = (k) => [k, k * 7, k / 7, `name ${k}`, new Date(Date.UTC(2020, 0, 1 + (k % 3000))),
   new Date(Date.UTC(2020, 0, 1, 0, k % 1440)), ((k % 100000) / 100).toFixed(2), k % 2 === 1];
+
+// The same rows made by a plain script loop, with the values zanvodb gives (two Dates, the
+// numeric as text): what the rows alone cost, with nothing read or decoded; the floor beneath
+// any driver that gives these values.
+const EPOCH_2020 = Date.UTC(2020, 0, 1);
+function plainRows() {
+  const rows = new Array(ROWS);
+  for (let x = 1; x <= ROWS; ++x) {
+    rows[x - 1] = { i: x, b: x * 1000003, d: x / 7, v: `name ${x}`, day: new Date(EPOCH_2020 + (x % 3000) * 86400000),
+                    at: new Date(EPOCH_2020 + x * 60000), n: String((x % 100000) / 100), flag: x % 2 === 1 };
+  }
+  return rows.length;
+}
 
 // The concurrent figures' row key: the select reads row (k % 1000) + 1 of bench by its key.
 const rowKey = (k) => (k % 1000) + 1;
@@ -204,7 +218,9 @@ async function checkSameRows(drivers) {
 
 async function measure(drivers) {
   const figures = new Map(drivers.map((d) => [d.name, { select: [], exchange: [], one: [], insert: [] }]));
+  const plain = [];
   for (let round = 0; round < ROUNDS; ++round) {
+    plain.push(await timed(plainRows));
     for (const work of ['select', 'exchange', 'one', 'insert']) {
       for (const d of drivers) {
         const t = await timed(d[work]);
@@ -223,7 +239,7 @@ async function measure(drivers) {
     out.set(name, { selectCpuNs: select.cpu, selectRowsPerS: 1e9 / select.wall,
                     exchange: per(f.exchange, 1000), one: per(f.one, 1000), insert: per(f.insert, 1000) });
   }
-  return out;
+  return { results: out, plainCpuNs: median(plain.map((t) => t.cpuNs / t.count)) };
 }
 
 // Queries per second and client CPU µs per query of each way of running 64 at once, after one
@@ -295,7 +311,7 @@ function printRatios(results) {
 }
 
 // zanvodb's figures against their targets, each ratio from this one run.
-function printTargets(results) {
+function printTargets(results, plainCpuNs) {
   const z = results.get('zanvodb');
   const line = (what, ratio, target, detail) =>
     console.log(`${what}: ${ratio.toFixed(2)} (target <= ${target}; ${detail})`);
@@ -310,6 +326,9 @@ function printTargets(results) {
   const lite = results.get('better-sqlite3');
   line(`rows to script, zanvodb / better-sqlite3 .all() CPU per row (${int(ROWS)} rows x 8)`,
        z.selectCpuNs / lite.selectCpuNs, 0.6, `${int(z.selectCpuNs)} ns / ${int(lite.selectCpuNs)} ns`);
+  console.log(`the same rows made by a plain script loop / better-sqlite3 .all(), CPU per row: ` +
+              `${(plainCpuNs / lite.selectCpuNs).toFixed(2)} (${int(plainCpuNs)} ns; zanvodb / plain loop ` +
+              `${(z.selectCpuNs / plainCpuNs).toFixed(2)})`);
 }
 
 async function main() {
@@ -319,14 +338,14 @@ async function main() {
   if (pg) drivers.push(pg);
   try {
     await checkSameRows(drivers);
-    const results = await measure(drivers);
+    const { results, plainCpuNs } = await measure(drivers);
     printTable(names, results);
     if (QUICK) {
       console.log('');
       printRatios(results);
     }
     console.log('');
-    printTargets(results);
+    printTargets(results, plainCpuNs);
     printConcurrent(await measureConcurrent(drivers.flatMap((d) => d.ways || [])));
   } finally {
     for (const d of drivers) await d.close();
