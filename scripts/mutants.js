@@ -567,6 +567,11 @@ module.exports = [
     fault: "a synchronous link's held CLOSE waits for the next command however long the script idles", tests: [J('query.test.js')],
   },
   {
+    name: 'promise-held-close-kept-while-idle', file: 'src/binding/exchange_thread.cc',
+    from: '        ZVC_SendHeld(&link_);\n', to: '',
+    fault: "a Promise connection's held CLOSE waits for the next statement however long the connection idles", tests: [J('query.test.js')],
+  },
+  {
     name: 'cursor-held-close-reply-late', file: 'src/client/statements/exchange.cc',
     from: '  if (unread) settle_close(conn);', to: '',
     fault: 'the reply of a CLOSE sent with the next command is left unread, so that command reads it as its own', tests: [CURSOR, J('promise.test.js')],

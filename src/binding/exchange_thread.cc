@@ -1,8 +1,14 @@
 #include "binding/exchange_thread.h"
 
+#include <chrono>
+
 #include "zvc.h"
 
 namespace zvdbms {
+
+namespace {
+constexpr std::chrono::milliseconds kHeldCloseWait{1};
+}  // namespace
 
 ExchangeThread::ExchangeThread(v8::Isolate* isolate) : context_(isolate, isolate->GetCurrentContext()) {
   uv_async_init(node::GetCurrentEventLoop(isolate), &async_, on_done);
@@ -87,9 +93,11 @@ void ExchangeThread::loop_body() {
   for (;;) {
     {
       std::unique_lock<std::mutex> lock(mutex_);
-      if (todo_.empty() && link_) {
-        // Nothing more to send: a CLOSE held for the next command goes out now, so that no
-        // cursor stays open on the server while the connection is idle.
+      // Nothing more to send: a CLOSE held for the next command waits a moment for it, as a
+      // script awaiting one statement after another posts the next within tens of microseconds,
+      // and goes out in the same write; when none comes, it goes out alone, so that no cursor
+      // stays open on the server while the connection is idle.
+      if (todo_.empty() && link_ && !wake_.wait_for(lock, kHeldCloseWait, [this] { return quit_ || !todo_.empty(); })) {
         lock.unlock();
         ZVC_SendHeld(&link_);
         lock.lock();

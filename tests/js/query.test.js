@@ -5,6 +5,7 @@ const { failingRows, openConnection, options, run, script, typeError, withServer
 const { once } = require('node:events');
 const path = require('node:path');
 const { Worker } = require('node:worker_threads');
+const { connect: connectPromise } = require('../../promise');
 
 const fx = withServer(test, { connect: true });
 
@@ -191,17 +192,19 @@ test('transactions are seen from a second connection only when committed', () =>
 // A short select's CLOSE waits for the connection's next command, and goes out by itself once the
 // script is idle. A relay on a worker thread (this thread blocks in each exchange) passes the
 // bytes on to the server and says when it has seen the CLOSE pass while the script waits.
-test("a short select's CLOSE goes out once the script is idle", { timeout: 20000 }, async () => {
+test("a short select's CLOSE goes out once the script or the connection is idle", { timeout: 20000 }, async () => {
   const relay = new Worker(`
     const net = require('net');
     const { parentPort, workerData } = require('worker_threads');
+    let clients = 0;
     const listener = net.createServer((client) => {
       const server = net.connect(workerData.port, workerData.host);
+      const id = ++clients;
       let sent = '';
       client.on('data', (bytes) => {
         server.write(bytes);
         sent += bytes.toString('latin1');
-        if (/CLOSE STC\\d+_SMARTCUR/.test(sent)) parentPort.postMessage('close');
+        if (/CLOSE STC\\d+_SMARTCUR/.test(sent)) parentPort.postMessage(\`close \${id}\`);
         sent = sent.slice(-64);
       });
       server.pipe(client);
@@ -210,13 +213,21 @@ test("a short select's CLOSE goes out once the script is idle", { timeout: 20000
     }).listen(0, '127.0.0.1', () => parentPort.postMessage(listener.address().port));`,
   { eval: true, workerData: { host: fx.server.host, port: fx.server.port } });
   const [port] = await once(relay, 'message');
+  // Resolves when the relay has seen a CLOSE from its client number id.
+  const closeFrom = (id) => new Promise((resolve) => relay.on('message', (m) => m === `close ${id}` && resolve()));
   const conn = zanvodb.createConnection({ ...options(fx.server), host: '127.0.0.1', port });
   conn.connect();
-  const closed = once(relay, 'message');
+  const closed = closeFrom(1);
   assert.deepEqual(run(conn, 'select 7 as n').rows, [{ n: 7 }]);
   await closed;
   assert.deepEqual(run(conn, 'select 8 as n').rows, [{ n: 8 }]);
   conn.end();
+  // A Promise connection's thread sends it when no statement follows within a moment.
+  const link = await connectPromise({ ...options(fx.server), host: '127.0.0.1', port });
+  const closedToo = closeFrom(2);
+  assert.deepEqual((await link.query('select 9 as n')).rows, [{ n: 9 }]);
+  await closedToo;
+  await link.close();
   await relay.terminate();
 });
 
