@@ -591,7 +591,7 @@ module.exports = [
   },
   {
     name: 'run-statement-text-lost', file: 'src/client/statements/query_run.cc',
-    from: '  if (*head) set_result_message(*head, conn->error_text);\n', to: '',
+    from: '  set_result_message(*head, conn->error_text);\n', to: '',
     fault: "an insert or update refused in a run loses the server's text to the statements read after it",
     tests: [CURSOR, J('promise.test.js')],
   },

@@ -37,8 +37,12 @@ bool new_run_cursors(ConnRecord* conn, const RunQuery* queries, int32_t count, S
 int32_t read_statement(ConnRecord* conn, ResultRecord** head) {
   int32_t rc = recv_result(conn, head);
   if (rc >= 0) return rc;
-  if (!*head && (*head = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord))))) (*head)->kind = HT_RESULT;
-  if (*head) set_result_message(*head, conn->error_text);
+  if (!*head) {
+    *head = static_cast<ResultRecord*>(client_alloc(sizeof(ResultRecord)));
+    if (!*head) return rc;
+    (*head)->kind = HT_RESULT;
+  }
+  set_result_message(*head, conn->error_text);
   return rc;
 }
 
