@@ -275,11 +275,12 @@ TEST(SmartCursor, RunOfQueriesInOneWrite) {
                   error_reply("no cursor") + error_reply("locked") + "K" "K" + block(3, 10) + "K" +
                   error_reply("gone") + "U" + be32(1) + "K" "K");
   ZVC_HoldCloses(&peer.conn, 1, nullptr, nullptr);
-  RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {insert, sets[0], nullptr, 0}, {"select x from t", nullptr, nullptr, 0},
-                    {"update t set n = 1", nullptr, nullptr, 0}, {where, sets[1], nullptr, 0}};
+  RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {insert, sets[0], nullptr, 0},
+                    {"select x from t", nullptr, nullptr, 0}, {"update t set n = 1", nullptr, nullptr, 0},
+                    {where, sets[1], nullptr, 0}};
   EXPECT_EQ(0, ZVC_ExecuteRun(&peer.conn, run, 5));
-  EXPECT_EQ(smart_texts(0, "select 1") + bound[0] + smart_texts(1, "select x from t") + command_bytes("update t set n = 1") +
-                bound[1],
+  EXPECT_EQ(smart_texts(0, "select 1") + bound[0] + smart_texts(1, "select x from t") +
+                command_bytes("update t set n = 1") + bound[1],
             peer.sent());
   std::string codes;
   for (const RunQuery& q : run) codes += std::to_string(q.code) + " ";
