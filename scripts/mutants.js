@@ -590,9 +590,21 @@ module.exports = [
   },
   {
     name: 'run-refusal-text-lost', file: 'src/client/statements/query_run.cc',
-    from: '    if (queries[i].code < 0 && !lost) take_error(cursors[i], conn);\n', to: '',
+    from: '      if (queries[i].code < 0) take_error(cursors[i], conn);\n', to: '',
     fault: "a query refused in a run loses the server's text to the queries read after it",
     tests: [CURSOR, J('promise.test.js')],
+  },
+  {
+    name: 'run-statement-text-lost', file: 'src/client/statements/query_run.cc',
+    from: '  set_result_message(*head, conn->error_text);\n', to: '',
+    fault: "an insert or update refused in a run loses the server's text to the statements read after it",
+    tests: [CURSOR, J('promise.test.js')],
+  },
+  {
+    name: 'run-write-behind-select', file: 'src/binding/exchange_thread.cc',
+    from: ' || (reads && writes)) break;', to: ') break;',
+    fault: "a delete goes out behind a select of its run, whose later blocks then miss the rows it deleted",
+    tests: [J('promise.test.js')],
   },
   {
     name: 'tx-stream-waits-for-itself', file: 'lib/connection.js',

@@ -32,7 +32,7 @@ enum {
   CALL_TEXT_BUF = 1024,
   ATTR_CURSORS_OFF = 12,   // a connection's server cursors turned off
   ATTR_ROWS_CHANGED = 63,  // a result's count of rows changed
-  RUN_COMMAND_BYTES = 128,  // what OPEN, FETCH and the DECLARE's own words add to a query's text
+  RUN_COMMAND_BYTES = 128,  // what OPEN, FETCH and the DECLARE's own words add to a statement's text
 };
 const char kLinkClosed[] = "[EJ1024] database connection is closed";
 
@@ -48,10 +48,12 @@ class CallJob : public ExchangeJob {
   std::string text;                         // a text value (a statement's name)
   std::unique_ptr<DecodedResult> result;    // a result value
 
-  // A select that may go out in one write with the selects queued behind it: its text and
-  // values, and once such a run has read its replies (ran), its code and handle, for work.
-  std::string select_sql;
-  std::shared_ptr<ParamList> select_params;
+  // A statement that may go out in one write with those queued behind it: its text and values,
+  // whether it changes rows, and once such a run has read its replies (ran), its code and
+  // handle, for work.
+  std::string run_sql;
+  std::shared_ptr<ParamList> run_params;
+  bool writes = false;
   bool ran = false;
   int32_t run_code = 0;
   void* run_result = nullptr;
@@ -69,7 +71,7 @@ class CallJob : public ExchangeJob {
     if (rc == ZV_NET_ERROR) ZVC_CloseConnection(link);
   }
 
-  // A select that ran has its outcome in hand, even when a failure before it closed the link.
+  // A statement that ran has its outcome in hand, even when a failure before it closed the link.
   void run(ConnRecord** link) override {
     if (*link == nullptr && !opens_ && !ran) {
       error = kLinkClosed;
@@ -79,11 +81,13 @@ class CallJob : public ExchangeJob {
   }
 
   size_t run_bytes() const override {
-    if (select_sql.empty()) return 0;
-    size_t bytes = select_sql.size() + RUN_COMMAND_BYTES;
-    for (const ParamValue& p : select_params->values) bytes += p.bytes.size() + RUN_COMMAND_BYTES;
+    if (run_sql.empty()) return 0;
+    size_t bytes = run_sql.size() + RUN_COMMAND_BYTES;
+    for (const ParamValue& p : run_params->values) bytes += p.bytes.size() + RUN_COMMAND_BYTES;
     return bytes;
   }
+
+  bool run_writes() const override { return writes; }
 
   void send_run(ConnRecord** link, ExchangeJob* const* jobs, size_t count) override;
 
@@ -144,9 +148,9 @@ void CallJob::hand_over(std::unique_ptr<DecodedResult> rows) {
   thread->hand_over(new PartJob(&callback_, std::move(rows)));
 }
 
-// Each select of the run gets its own parameter set; a set that cannot be bound ends the run
-// ahead of its select, which then runs alone, and so do all when the run cannot be sent (a link
-// already closed, server cursors off, memory).
+// Each statement of the run gets its own parameter set; a set that cannot be bound ends the run
+// ahead of its statement, which then runs alone, and so do all when the run cannot be sent (a
+// link already closed, server cursors off, memory).
 void CallJob::send_run(ConnRecord** link, ExchangeJob* const* jobs, size_t count) {
   int32_t cursors_off = 0, type = 0, length = 0;
   if (*link == nullptr ||
@@ -158,10 +162,10 @@ void CallJob::send_run(ConnRecord** link, ExchangeJob* const* jobs, size_t count
   size_t n = 0;
   for (; n < count; n++) {
     CallJob* job = static_cast<CallJob*>(jobs[n]);
-    if (!job->select_params->values.empty() &&
-        (ZVC_NewParamSet(&sets[n]) < 0 || bind_params(reinterpret_cast<void**>(&sets[n]), *job->select_params) < 0))
+    if (!job->run_params->values.empty() &&
+        (ZVC_NewParamSet(&sets[n]) < 0 || bind_params(reinterpret_cast<void**>(&sets[n]), *job->run_params) < 0))
       break;
-    queries[n] = {job->select_sql.c_str(), sets[n], nullptr, 0};
+    queries[n] = {job->run_sql.c_str(), sets[n], nullptr, 0};
   }
   if (n > 1 && ZVC_ExecuteRun(link, queries, static_cast<int32_t>(n)) == 0) {
     for (size_t i = 0; i < n; i++) {
@@ -331,9 +335,14 @@ void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
   if (!read_params(isolate, sql.c_str(), args[1], Face::kExact, params.get())) return;
   bool local = self->local_;
   auto* job = new CallJob(isolate, callback_of(args), self->on_notice_);
-  if (ZVC_ClassifySql(sql.c_str()) == SQL_QUERY) {
-    job->select_sql = sql;
-    job->select_params = params;
+  // Selects, inserts, updates and deletes join runs. Any other statement runs alone: a schema
+  // change or a routine may change what a statement read ahead of it in a run still fetches (a
+  // large object kept by reference is refused once the schema changed), and none comes in bulk.
+  int32_t sql_class = ZVC_ClassifySql(sql.c_str());
+  if (sql_class == SQL_QUERY || sql_class == SQL_INSERT || sql_class == SQL_UPDATE || sql_class == SQL_DELETE) {
+    job->run_sql = sql;
+    job->run_params = params;
+    job->writes = sql_class != SQL_QUERY;
   }
   job->work = [sql, params, local](ConnRecord** link, CallJob* job) {
     void* res = job->run_result;
@@ -343,12 +352,15 @@ void AsyncLink::Query(const FunctionCallbackInfo<Value>& args) {
       ZVC_CloseResult(&res);
       return;
     }
+    int32_t effect = 0, type = 0, length = 0;
     if (!job->ran) {
       if (!params->values.empty() && !bind_or_fail(link, job, *params)) return;
-      int32_t fields = 0, rows = 0, effect = 0;
+      int32_t fields = 0, rows = 0;
       rc = ZVC_Execute(link, sql.c_str(), &res, &fields, &rows, &effect);
-      job->numbers = {static_cast<double>(effect)};
+    } else if (job->writes && res != nullptr) {
+      ZVC_GetAttr(&res, ATTR_ROWS_CHANGED, &effect, sizeof effect, &type, &length);
     }
+    job->numbers = {static_cast<double>(effect)};
     take_outcome(link, job, rc, res, sql.c_str(), local);
   };
   self->thread_->post(job);

@@ -71,9 +71,12 @@ void ExchangeThread::take_run() {
   size_t bytes = todo_.front()->run_bytes();
   run_.assign(1, todo_.front());
   todo_.pop_front();
+  bool reads = !run_[0]->run_writes();
   while (bytes > 0 && !todo_.empty() && run_.size() < ZV_RUN_MAX) {
     size_t next = todo_.front()->run_bytes();
-    if (next == 0 || bytes + next > kRunBytes) break;
+    bool writes = todo_.front()->run_writes();
+    if (next == 0 || bytes + next > kRunBytes || (reads && writes)) break;
+    reads = reads || !writes;
     bytes += next;
     run_.push_back(todo_.front());
     todo_.pop_front();

@@ -34,8 +34,12 @@ class ExchangeJob {
   // A part of a running job's outcome, settled ahead of it; the job stays pending.
   bool part = false;
   // The bytes a job sends when it may go out in one write with the like jobs queued right
-  // behind it (a select); 0 for a job that runs alone.
+  // behind it (a select, an insert, update or delete); 0 for a job that runs alone.
   virtual size_t run_bytes() const { return 0; }
+  // True for such a job that changes rows. It never goes out behind a select of its run: the
+  // select's caller may still fetch from the server once the whole run is read (its next blocks,
+  // its large objects), and must find what was there before the change, as when run alone.
+  virtual bool run_writes() const { return false; }
   // Called on the first job of such a run with every job of it, in queue order, before each
   // one's run(): sends them together and leaves each job its outcome for its run() to take.
   virtual void send_run(ConnRecord**, ExchangeJob* const*, size_t) {}
@@ -60,7 +64,8 @@ class ExchangeThread {
   ~ExchangeThread() = default;
   void loop_body();
   // Under mutex_: the job at the head of the queue into run_, with the jobs queued behind it
-  // that go out in one write with it, up to ZV_RUN_MAX of them and kRunBytes in all.
+  // that go out in one write with it, up to ZV_RUN_MAX of them and kRunBytes in all, and no
+  // job that writes behind one that reads.
   void take_run();
   // The job, with the lines given out since the last one, queued for the script thread, which
   // the caller wakes.

@@ -296,20 +296,24 @@ int32_t ZVC_HoldCloses(ConnRecord** handle, int32_t on, HeldHook hook, void* con
 // Sends a held CLOSE without waiting for its reply, which the link's next exchange reads ahead
 // of its own: 0, or -4 when the link failed.
 int32_t ZVC_SendHeld(ConnRecord** handle);
-// A run of queries at once: the DECLARE, OPEN and first FETCH of each one (the bytes ZVC_Execute
-// sends for it alone, its parameters from its own set) go out in one write, and their replies
-// are read in order before any query goes on, so that the run costs one round trip. A query's
-// code is ZVC_Execute's for it alone; its result the cursor handle, or on failure a handle
-// without rows that holds the failure's text (null when its FETCH brought no rows at all). A
-// failed link fails its query and every later one with -4 (those hold no text) and is dropped. Short blocks' CLOSEs
-// are held or sent as ZVC_Execute's are, all of them read in order by the next exchange. Queries
-// always run through server cursors, whatever attribute 12 says. 0; -3 for a bad handle, a
+// A run of statements at once: the bytes ZVC_Execute sends for each alone (its parameters from
+// its own set) go out in one write, a query's DECLARE, OPEN and first FETCH, any other
+// statement's command, and their replies are read in order before any query goes on, so that the
+// run costs one round trip. The server runs them in that order. A statement's code is
+// ZVC_Execute's for it alone. A query's result is the cursor handle, or on failure a handle
+// without rows that holds the failure's text (null when its FETCH brought no rows at all); any
+// other statement's the records ZVC_Execute gives for it, or on failure the first of them (an
+// empty one when there were none) with the failure's text as its error. A failed link fails its
+// statement and every later one with -4 (those hold no text; a later one that is no query has
+// no result) and is dropped. Short blocks' CLOSEs are held or sent as ZVC_Execute's are, all of
+// them read in order by the next exchange. Queries always run through server cursors, whatever
+// attribute 12 says. A set bound as an array has no place in a run. 0; -3 for a bad handle, a
 // missing text or a count outside 1 to ZV_RUN_MAX; -5 when memory ran out (nothing is sent).
 enum { ZV_RUN_MAX = 64 };
 struct RunQuery {
-  const char* sql;   // a query text
+  const char* sql;   // a statement text: a query (ZVC_ClassifySql's 4) runs through a server cursor
   ParamSet* params;  // its parameters (ZVC_NewParamSet, bound through that handle), or null; the caller's
-  void* result;      // out: a handle of kind 6, for ZVC_CloseResult
+  void* result;      // out: a handle of kind 6 for a query, else of kind 4, for ZVC_CloseResult
   int32_t code;      // out
 };
 int32_t ZVC_ExecuteRun(ConnRecord** handle, RunQuery* queries, int32_t count);

@@ -246,61 +246,83 @@ TEST(SmartCursor, HeldClosesGoOutWithTheNextCommand) {
   ZVC_CloseConnection(&peer.conn);
 }
 
-// A run of three queries: the nine commands go out in one write, the third with its own
-// parameter in the bytes it sends alone; the second, refused at its OPEN, gets that refusal
-// while the replies behind it are read in step. The two short blocks' CLOSEs go out with the
-// next command, their replies read in order ahead of its own (the second one refused).
+// A run of three queries with an insert and an update between them: the eleven commands go out
+// in one write, the insert and the third query with their own parameters in the bytes each
+// sends alone; the second query, refused at its OPEN, and the update get their refusals while
+// the replies behind them are read in step, and the insert its row id. The two short blocks'
+// CLOSEs go out with the next command, their replies read in order ahead of its own (the second
+// one refused).
 TEST(SmartCursor, RunOfQueriesInOneWrite) {
+  const char* insert = "insert into t values (?)";
   const char* where = "select n from t where n > ?";
   int32_t v = 9, len = 4;
-  StreamPeer alone("K" "K" + block(1));
+  StreamPeer alone("I" + wire_str("7") + "K" "K" "K" + block(1));
   alone.conn->stmt_counter = 2;
   ZVC_HoldCloses(&alone.conn, 1, nullptr, nullptr);
-  ZVC_BindParamByPos(reinterpret_cast<void**>(&alone.conn), 1, 1, CT_INT32, &v, 4, &len);
-  void* handle = nullptr;
-  ZVC_Execute(&alone.conn, where, &handle, nullptr, nullptr, nullptr);
-  const std::string third = alone.sent();
-  ZVC_CloseResult(&handle);
+  std::string bound[2];
+  ParamSet* sets[2] = {};
+  for (int i = 0; i < 2; i++) {
+    ZVC_BindParamByPos(reinterpret_cast<void**>(&alone.conn), 1, 1, CT_INT32, &v, 4, &len);
+    void* handle = nullptr;
+    ZVC_Execute(&alone.conn, i ? where : insert, &handle, nullptr, nullptr, nullptr);
+    bound[i] = alone.sent();
+    ZVC_CloseResult(&handle);
+    ZVC_NewParamSet(&sets[i]);
+    ZVC_BindParamByPos(reinterpret_cast<void**>(&sets[i]), 1, 1, CT_INT32, &v, 4, &len);
+  }
 
-  StreamPeer peer("K" "K" + block(2, 5) + "K" + error_reply("not open") + error_reply("no cursor") + "K" "K" +
-                  block(3, 10) + "K" + error_reply("gone") + "U" + be32(1) + "K" "K");
+  StreamPeer peer("K" "K" + block(2, 5) + "I" + wire_str("7") + "K" "K" + error_reply("not open") +
+                  error_reply("no cursor") + error_reply("locked") + "K" "K" + block(3, 10) + "K" +
+                  error_reply("gone") + "U" + be32(1) + "K" "K");
   ZVC_HoldCloses(&peer.conn, 1, nullptr, nullptr);
-  ParamSet* set = nullptr;
-  ZVC_NewParamSet(&set);
-  ZVC_BindParamByPos(reinterpret_cast<void**>(&set), 1, 1, CT_INT32, &v, 4, &len);
-  RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {"select x from t", nullptr, nullptr, 0}, {where, set, nullptr, 0}};
-  EXPECT_EQ(0, ZVC_ExecuteRun(&peer.conn, run, 3));
-  EXPECT_EQ(smart_texts(0, "select 1") + smart_texts(1, "select x from t") + third, peer.sent());
-  EXPECT_EQ("2 -1 3", std::to_string(run[0].code) + " " + std::to_string(run[1].code) + " " + std::to_string(run[2].code));
-  EXPECT_EQ("not open", error_text_of(&run[1].result));
+  RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {insert, sets[0], nullptr, 0},
+                    {"select x from t", nullptr, nullptr, 0}, {"update t set n = 1", nullptr, nullptr, 0},
+                    {where, sets[1], nullptr, 0}};
+  EXPECT_EQ(0, ZVC_ExecuteRun(&peer.conn, run, 5));
+  EXPECT_EQ(smart_texts(0, "select 1") + bound[0] + smart_texts(1, "select x from t") +
+                command_bytes("update t set n = 1") + bound[1],
+            peer.sent());
+  std::string codes;
+  for (const RunQuery& q : run) codes += std::to_string(q.code) + " ";
+  EXPECT_EQ("2 0 -1 -1 3 ", codes);
+  char row_id[32] = {0};
+  EXPECT_EQ(0, ZVC_GetRowId(&run[1].result, row_id, sizeof row_id));
+  EXPECT_STREQ("7", row_id);
+  EXPECT_EQ("not open", error_text_of(&run[2].result));
+  EXPECT_EQ("locked", error_text_of(&run[3].result));
   EXPECT_EQ(1, ZVC_ExecNoQuery(&peer.conn, "update t"));
   EXPECT_EQ(close_text("STC0_SMARTCUR") + close_text("STC2_SMARTCUR") + command_bytes("update t"), peer.sent());
   EXPECT_EQ(11, read_all(&run[0].result).sum);
-  EXPECT_EQ(33, read_all(&run[2].result).sum);
-  EXPECT_EQ("[EC027]Error :gone Close Cursor STC2_SMARTCUR  \n", error_text_of(&run[2].result));
+  EXPECT_EQ(33, read_all(&run[4].result).sum);
+  EXPECT_EQ("[EC027]Error :gone Close Cursor STC2_SMARTCUR  \n", error_text_of(&run[4].result));
   // Left open by the refusal, the third cursor is closed once more.
   for (RunQuery& q : run) EXPECT_EQ(0, ZVC_CloseResult(&q.result));
   EXPECT_EQ(close_text("STC2_SMARTCUR"), peer.sent());
-  ZVC_FreeHandle(reinterpret_cast<void**>(&set));
+  for (ParamSet*& set : sets) ZVC_FreeHandle(reinterpret_cast<void**>(&set));
 }
 
-// The run's replies cut at every byte: a query whose replies came whole has its outcome (the
-// second its refusal, once the refusal's text came whole), and every later one -4; the link is
-// dropped, the semaphore free, and nothing leaks or hangs.
+// The run's replies cut at every byte: a statement whose replies came whole has its outcome (the
+// refused query its refusal once the refusal's text came whole), and every later one -4; the
+// link is dropped, the semaphore free, and nothing leaks or hangs.
 TEST(SmartCursor, RunRepliesCutAtEveryByte) {
-  const std::string first = "K" "K" + block(2, 5), second = "K" + error_reply("not open");
-  const std::string whole = first + second + error_reply("no cursor") + "K" "K" + block(3, 10);
+  const std::string parts[] = {"K" "K" + block(2, 5), "I" + wire_str("7") + "K", "K" + error_reply("not open"),
+                               error_reply("no cursor") + error_reply("locked"), "K" "K" + block(3, 10)};
+  size_t ends[5] = {};
+  std::string whole;
+  for (int i = 0; i < 5; i++) ends[i] = (whole += parts[i]).size();
   for (size_t cut = 0; cut <= whole.size(); cut++) {
     SCOPED_TRACE(cut);
     StreamPeer peer(whole.substr(0, cut));
-    RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {"select x", nullptr, nullptr, 0}, {"select n", nullptr, nullptr, 0}};
-    EXPECT_EQ(0, ZVC_ExecuteRun(&peer.conn, run, 3));
+    RunQuery run[] = {{"select 1", nullptr, nullptr, 0}, {"insert into t values (7)", nullptr, nullptr, 0},
+                      {"select x", nullptr, nullptr, 0}, {"update t set n = 1", nullptr, nullptr, 0},
+                      {"select n", nullptr, nullptr, 0}};
+    EXPECT_EQ(0, ZVC_ExecuteRun(&peer.conn, run, 5));
     EXPECT_EQ(1, semaphore_count(peer.conn));
-    const int32_t codes[] = {cut >= first.size() ? 2 : -4, cut + 1 >= first.size() + second.size() ? -1 : -4,
-                             cut == whole.size() ? 3 : -4};
-    for (int i = 0; i < 3; i++) EXPECT_EQ(codes[i], run[i].code) << i;
+    const int32_t codes[] = {cut >= ends[0] ? 2 : -4, cut >= ends[1] ? 0 : -4, cut + 1 >= ends[2] ? -1 : -4,
+                             cut >= ends[3] ? -1 : -4, cut == ends[4] ? 3 : -4};
+    for (int i = 0; i < 5; i++) EXPECT_EQ(codes[i], run[i].code) << i;
     if (codes[0] == 2) EXPECT_EQ(11, read_all(&run[0].result).sum);
-    if (codes[2] == 3) EXPECT_EQ(33, read_all(&run[2].result).sum);
+    if (codes[4] == 3) EXPECT_EQ(33, read_all(&run[4].result).sum);
     EXPECT_EQ(-4, ZVC_ExecNoQuery(&peer.conn, "update t"));
     EXPECT_EQ(0, peer.conn->socket);
     for (RunQuery& q : run) EXPECT_EQ(0, ZVC_CloseResult(&q.result));

@@ -116,20 +116,39 @@ test('calls run in the order they were made, also around a transaction; calls af
   await again.close();
 });
 
-test('64 selects made at once each settle with their own rows: one refused, one of 45,000 rows (three blocks); the link goes on', async () => {
+test('64 selects made at once each settle with their own rows: one refused, one of 45,000 rows (three blocks) that a delete behind it does not cut; the link goes on', async () => {
   const conn = await connect();
   await conn.query('create table r64 (i integer)');
   await conn.query('insert into r64 with recursive n(i) as (select 1 union all select i + 1 from n where i < 45000) select i from n');
   const calls = Array.from({ length: 64 }, (_, k) => {
     if (k === 20) return conn.query('select i from nowhere').catch((err) => err.code);
-    if (k === 40) return conn.query('select i from r64 order by i').then(({ rows }) => [rows.length, rows[20000], rows[44999]]);
+    if (k === 40) return conn.query('select i from r64').then(({ rows }) => [rows.length, rows[20000], rows[44999]]);
+    if (k === 41) return conn.query('delete from r64 where i > 30000').then(({ rowCount }) => rowCount);
     return conn.query('select i, ? as k from r64 where i = ?', [`k${k}`, k + 1]).then(({ rows }) => rows);
   });
   const expected = Array.from({ length: 64 }, (_, k) => [{ i: k + 1, k: `k${k}` }]);
   expected[20] = 'E10001';
   expected[40] = [45000, { i: 20001 }, { i: 45000 }];
+  expected[41] = 15000;
   assert.deepEqual(await Promise.all(calls), expected);
-  assert.deepEqual((await conn.query('select count(*) as n from r64')).rows, [{ n: 45000 }]);
+  assert.deepEqual((await conn.query('select count(*) as n from r64')).rows, [{ n: 30000 }]);
+  await conn.close();
+});
+
+test('64 writes made at once run in order, each with its own outcome; the insert its key refuses stops none', async () => {
+  const conn = await connect();
+  await conn.query('create table w64 (i integer primary key, v varchar(8), b blob)');
+  const calls = Array.from({ length: 64 }, (_, k) => {
+    if (k === 30) return conn.query('insert into w64 values (?, ?, ?)', [1, 'again', null]).catch((err) => err.code);
+    if (k === 50) return conn.query('update w64 set v = ? where i <= ?', ['u', 10]).then(({ rowCount }) => rowCount);
+    return conn.query('insert into w64 values (?, ?, ?)', [k + 1, `v${k}`, Buffer.from([k])]).then(({ rowId }) => rowId);
+  });
+  const expected = Array.from({ length: 64 }, (_, k) => k + 1);
+  expected[30] = 'E10001';
+  expected[50] = 10;
+  assert.deepEqual(await Promise.all(calls), expected);
+  const rows = Array.from({ length: 64 }, (_, k) => ({ i: k + 1, v: k < 10 ? 'u' : `v${k}`, b: Buffer.from([k]) }));
+  assert.deepEqual((await conn.query('select * from w64 order by i')).rows, rows.filter((_, k) => k !== 30 && k !== 50));
   await conn.close();
 });
 
