@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -19,6 +20,8 @@ struct RowReference;
 class KeptObject {
  public:
   KeptObject(const void* data, size_t n);
+  // `n` bytes to be written through data().
+  explicit KeptObject(size_t n);
   // An object kept by reference to its row, copied only when the row changes.
   explicit KeptObject(std::shared_ptr<RowReference> ref);
   ~KeptObject();
@@ -26,6 +29,7 @@ class KeptObject {
   KeptObject& operator=(const KeptObject&) = delete;
 
   std::string_view bytes() const { return block_ ? std::string_view(block_, size_) : std::string_view(small_); }
+  char* data() { return block_ ? block_ : small_.data(); }
   size_t size() const { return size_; }
   // Null for an object kept as bytes.
   const std::shared_ptr<RowReference>& reference() const { return ref_; }
@@ -51,6 +55,8 @@ class LobStore {
   // The same for an object kept by reference; it counts as its length against the bound, so
   // that it has room for the copy a change of its row makes.
   std::string keep(char letter, std::shared_ptr<RowReference> ref);
+  // The same for an object of `n` bytes that `fill` writes; empty, with nothing kept, when it fails.
+  std::string keep_filled(char letter, size_t n, const std::function<bool(char*)>& fill);
   // The object of a descriptor, or null when it was never kept or has been released.
   const KeptObject* find(std::string_view descriptor) const;
   // A buffer of at least `n` bytes for the pieces of a fetch, kept for the next one.
