@@ -75,7 +75,7 @@ void write_lob_fetch_reply(const LobFetch& fetch, LobStore& store, sqlite3* db, 
     const char* data = bytes.data() + pos;
     if (blob) {
       char* buffer = store.piece_buffer(piece);
-      if (sqlite3_blob_read(blob, buffer, static_cast<int>(piece), static_cast<int>(pos)) != SQLITE_OK) {
+      if (!buffer || sqlite3_blob_read(blob, buffer, static_cast<int>(piece), static_cast<int>(pos)) != SQLITE_OK) {
         out.limit_to(0);
         break;
       }

@@ -24,6 +24,17 @@ KeptObject::~KeptObject() {
   give_back_large_block(block_, capacity_);
 }
 
+LobStore::~LobStore() { give_back_large_block(piece_, piece_capacity_); }
+
+char* LobStore::piece_buffer(size_t n) {
+  if (piece_capacity_ < n) {
+    give_back_large_block(piece_, piece_capacity_);
+    piece_ = static_cast<char*>(take_large_block(n, piece_capacity_));
+    if (!piece_) piece_capacity_ = 0;
+  }
+  return piece_;
+}
+
 std::string LobStore::next_descriptor(char letter, size_t n) {
   while (!order_.empty() && (bytes_ + n > max_bytes_ || objects_.size() >= kMaxObjects)) release_oldest();
   char descriptor[32];

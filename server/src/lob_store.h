@@ -9,7 +9,6 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 namespace zv {
 
@@ -48,6 +47,9 @@ class LobStore {
   static constexpr size_t kMaxObjects = 100000;
 
   explicit LobStore(size_t max_bytes = kDefaultMaxBytes) : max_bytes_(max_bytes) {}
+  ~LobStore();
+  LobStore(const LobStore&) = delete;
+  LobStore& operator=(const LobStore&) = delete;
 
   // Keeps a copy of the object and returns its 13-character descriptor: `letter`
   // ("C" or "B") and 12 digits. The oldest objects are released to stay in bounds.
@@ -59,11 +61,9 @@ class LobStore {
   std::string keep_filled(char letter, size_t n, const std::function<bool(char*)>& fill);
   // The object of a descriptor, or null when it was never kept or has been released.
   const KeptObject* find(std::string_view descriptor) const;
-  // A buffer of at least `n` bytes for the pieces of a fetch, kept for the next one.
-  char* piece_buffer(size_t n) {
-    if (piece_.size() < n) piece_.resize(n);
-    return piece_.data();
-  }
+  // A buffer of at least `n` bytes for the pieces of a fetch, kept for the next one: a warm
+  // large block, so that a link's first fetch touches no fresh pages. Null when memory runs out.
+  char* piece_buffer(size_t n);
   size_t bytes() const { return bytes_; }
   size_t count() const { return objects_.size(); }
 
@@ -77,7 +77,8 @@ class LobStore {
   uint64_t next_id_ = 1;
   std::unordered_map<std::string, KeptObject> objects_;
   std::deque<std::string> order_;  // descriptors, oldest first
-  std::vector<char> piece_;
+  char* piece_ = nullptr;
+  size_t piece_capacity_ = 0;
 };
 
 }  // namespace zv
