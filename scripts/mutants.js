@@ -519,6 +519,18 @@ module.exports = [
     tests: [S('ServerTest.LargeObjectsKept*')],
   },
   {
+    name: 'server-lob-unread-next-row', file: 'server/src/result_stream.cc',
+    from: '  if (state_ == SQLITE_ROW) keep_unread(encoder);', to: '  if (false) keep_unread(encoder);',
+    fault: 'a large blob that a cursor left unread in the row after a block is kept only once that row is sent, after commands that changed it',
+    tests: [S('ServerTest.LargeObjectsKept*')],
+  },
+  {
+    name: 'server-lob-unread-copy', file: 'server/src/value_encoder.cc',
+    from: '{ return read_row_value(db, blob.table, blob.column, rowid, n, into); }', to: '{ return into != nullptr; }',
+    fault: 'a large blob left unread whose row cannot be referenced is kept as a copy never filled',
+    tests: [S('ServerTest.LargeObjectsKept*')],
+  },
+  {
     name: 'server-batch-savepoint', file: 'server/src/batch_runner.cc',
     from: 'if (sqlite3_exec(db, "SAVEPOINT zanvo_batch", nullptr, nullptr, nullptr) != SQLITE_OK) {',
     to: 'if (sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) != SQLITE_OK) {',
