@@ -507,8 +507,8 @@ module.exports = [
     tests: [S('ServerTest.LargeObjectsKept*')],
   },
   {
-    name: 'server-lob-reference-offset', file: 'server/src/lob_fetch.cc',
-    from: 'static_cast<int>(piece), static_cast<int>(pos))', to: 'static_cast<int>(piece), static_cast<int>(pos - start))',
+    name: 'server-lob-reference-offset', file: 'server/src/piece_reader.cc',
+    from: 'static_cast<int>(start_ + index * piece_)', to: 'static_cast<int>(index * piece_)',
     fault: 'a large object kept by reference is read from its first byte whatever the offset fetched',
     tests: [S('ServerTest.LargeObjectsKept*')],
   },
