@@ -4,6 +4,7 @@
 #include <mutex>
 #include <vector>
 
+#include "piece_reader.h"
 #include "row_references.h"
 #include "text_util.h"
 #include "type_codes.h"
@@ -44,6 +45,35 @@ bool open_reference(sqlite3* db, RowReference& ref, std::string_view& bytes, sql
   return false;
 }
 
+void write_piece(int32_t total, const char* data, size_t n, ReplyWriter& out) {
+  out.int32(total);
+  out.int32(static_cast<int32_t>(n));
+  out.bytes(data, n);
+}
+
+// Bytes `start` to `end` of an object read from its row, a piece ahead of the one being sent.
+// Should a read fail, the reply stops there and `out` sends nothing more, so that the link ends.
+void write_row_pieces(sqlite3_blob* blob, LobStore& store, size_t start, size_t end, int32_t total,
+                      ReplyWriter& out) {
+  if (start == end) return;
+  char* buffer = store.piece_buffer(2 * size_t{kLobPieceMax});
+  if (!buffer) {
+    out.limit_to(0);
+    return;
+  }
+  PieceReader reader(blob, buffer, kLobPieceMax, start, end);
+  for (size_t pos = start; pos < end && out.ok();) {
+    size_t n = 0;
+    const char* data = reader.next(n);
+    if (!data) {
+      out.limit_to(0);
+      return;
+    }
+    write_piece(total, data, n, out);
+    pos += n;
+  }
+}
+
 }  // namespace
 
 void write_lob_fetch_reply(const LobFetch& fetch, LobStore& store, sqlite3* db, ReplyWriter& out) {
@@ -70,23 +100,14 @@ void write_lob_fetch_reply(const LobFetch& fetch, LobStore& store, sqlite3* db, 
   size_t start = static_cast<size_t>(std::min<int64_t>(fetch.offset, static_cast<int64_t>(size)));
   size_t end = start + static_cast<size_t>(std::min<int64_t>(fetch.limit, static_cast<int64_t>(size - start)));
   int32_t total = static_cast<int32_t>(std::min<size_t>(size, INT32_MAX));
-  for (size_t pos = start; pos < end;) {
-    size_t piece = std::min<size_t>(end - pos, kLobPieceMax);
-    const char* data = bytes.data() + pos;
-    if (blob) {
-      char* buffer = store.piece_buffer(piece);
-      if (sqlite3_blob_read(blob, buffer, static_cast<int>(piece), static_cast<int>(pos)) != SQLITE_OK) {
-        out.limit_to(0);
-        break;
-      }
-      data = buffer;
+  if (blob) {
+    write_row_pieces(blob, store, start, end, total, out);
+    sqlite3_blob_close(blob);
+  } else {
+    for (size_t pos = start; pos < end; pos += kLobPieceMax) {
+      write_piece(total, bytes.data() + pos, std::min<size_t>(end - pos, kLobPieceMax), out);
     }
-    out.int32(total);
-    out.int32(static_cast<int32_t>(piece));
-    out.bytes(data, piece);
-    pos += piece;
   }
-  sqlite3_blob_close(blob);
   out.int32(0);
 }
 

@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 namespace zv {
 
@@ -19,6 +19,8 @@ struct RowReference;
 class KeptObject {
  public:
   KeptObject(const void* data, size_t n);
+  // `n` bytes to be written through data().
+  explicit KeptObject(size_t n);
   // An object kept by reference to its row, copied only when the row changes.
   explicit KeptObject(std::shared_ptr<RowReference> ref);
   ~KeptObject();
@@ -26,6 +28,7 @@ class KeptObject {
   KeptObject& operator=(const KeptObject&) = delete;
 
   std::string_view bytes() const { return block_ ? std::string_view(block_, size_) : std::string_view(small_); }
+  char* data() { return block_ ? block_ : small_.data(); }
   size_t size() const { return size_; }
   // Null for an object kept as bytes.
   const std::shared_ptr<RowReference>& reference() const { return ref_; }
@@ -44,6 +47,9 @@ class LobStore {
   static constexpr size_t kMaxObjects = 100000;
 
   explicit LobStore(size_t max_bytes = kDefaultMaxBytes) : max_bytes_(max_bytes) {}
+  ~LobStore();
+  LobStore(const LobStore&) = delete;
+  LobStore& operator=(const LobStore&) = delete;
 
   // Keeps a copy of the object and returns its 13-character descriptor: `letter`
   // ("C" or "B") and 12 digits. The oldest objects are released to stay in bounds.
@@ -51,13 +57,13 @@ class LobStore {
   // The same for an object kept by reference; it counts as its length against the bound, so
   // that it has room for the copy a change of its row makes.
   std::string keep(char letter, std::shared_ptr<RowReference> ref);
+  // The same for an object of `n` bytes that `fill` writes; empty, with nothing kept, when it fails.
+  std::string keep_filled(char letter, size_t n, const std::function<bool(char*)>& fill);
   // The object of a descriptor, or null when it was never kept or has been released.
   const KeptObject* find(std::string_view descriptor) const;
-  // A buffer of at least `n` bytes for the pieces of a fetch, kept for the next one.
-  char* piece_buffer(size_t n) {
-    if (piece_.size() < n) piece_.resize(n);
-    return piece_.data();
-  }
+  // A buffer of at least `n` bytes for the pieces of a fetch, kept for the next one: a warm
+  // large block, so that a link's first fetch touches no fresh pages. Null when memory runs out.
+  char* piece_buffer(size_t n);
   size_t bytes() const { return bytes_; }
   size_t count() const { return objects_.size(); }
 
@@ -71,7 +77,8 @@ class LobStore {
   uint64_t next_id_ = 1;
   std::unordered_map<std::string, KeptObject> objects_;
   std::deque<std::string> order_;  // descriptors, oldest first
-  std::vector<char> piece_;
+  char* piece_ = nullptr;
+  size_t piece_capacity_ = 0;
 };
 
 }  // namespace zv

@@ -17,18 +17,30 @@ std::string field_name(sqlite3_stmt* stmt, int col) {
 
 }  // namespace
 
-std::vector<FieldDescription> describe_fields(sqlite3_stmt* stmt, bool have_row) {
+std::vector<FieldDescription> declared_fields(sqlite3_stmt* stmt) {
   std::vector<FieldDescription> fields(static_cast<size_t>(sqlite3_column_count(stmt)));
   for (size_t col = 0; col < fields.size(); ++col) {
     const int c = static_cast<int>(col);
+    fields[col].name = field_name(stmt, c);
+    fields[col].type = type_from_declared(sqlite3_column_decltype(stmt, c));
+  }
+  return fields;
+}
+
+void type_undeclared(std::vector<FieldDescription>& fields, sqlite3_stmt* stmt, bool have_row) {
+  for (size_t col = 0; col < fields.size(); ++col) {
+    const int c = static_cast<int>(col);
     FieldDescription& f = fields[col];
-    f.name = field_name(stmt, c);
-    f.type = type_from_declared(sqlite3_column_decltype(stmt, c));
     if (f.type.code == kUndeclared) {
       f.type = type_from_value(have_row ? sqlite3_column_type(stmt, c) : SQLITE_NULL,
                                have_row ? sqlite3_column_int64(stmt, c) : 0);
     }
   }
+}
+
+std::vector<FieldDescription> describe_fields(sqlite3_stmt* stmt, bool have_row) {
+  std::vector<FieldDescription> fields = declared_fields(stmt);
+  type_undeclared(fields, stmt, have_row);
   return fields;
 }
 
@@ -43,15 +55,18 @@ void write_field_descriptions(const std::vector<FieldDescription>& fields, Reply
   }
 }
 
-ResultStream::ResultStream(StmtPtr stmt, bool rowid_column)
-    : stmt_(std::move(stmt)), rowid_col_(rowid_column ? sqlite3_column_count(stmt_.get()) - 1 : -1) {}
+ResultStream::ResultStream(StmtPtr stmt, AddedColumns added) : stmt_(std::move(stmt)), added_(std::move(added)) {
+  if (added_.rowid) rowid_col_ = sqlite3_column_count(stmt_.get()) - 1 - static_cast<int>(added_.unread.size());
+  kept_.resize(added_.unread.size());
+}
 
 bool ResultStream::start() {
   if (rowid_col_ >= 0) stamp_ = stamp_changes(sqlite3_db_handle(stmt_.get()));
   state_ = sqlite3_step(stmt_.get());
   if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) return false;
-  fields_ = describe_fields(stmt_.get(), state_ == SQLITE_ROW);
-  if (rowid_col_ >= 0) fields_.pop_back();
+  fields_ = added_.unread.empty() ? declared_fields(stmt_.get()) : added_.declared;
+  if (rowid_col_ >= 0) fields_.resize(static_cast<size_t>(rowid_col_));
+  type_undeclared(fields_, stmt_.get(), state_ == SQLITE_ROW);
   return true;
 }
 
@@ -63,15 +78,47 @@ void ResultStream::write_rows(ReplyWriter& out, const LobPolicy& lobs, int64_t l
   sqlite3_stmt* stmt = stmt_.get();
   const int count = static_cast<int>(fields_.size());
   int64_t unreadable = 0;
-  for (int64_t sent = 0; state_ == SQLITE_ROW && sent < limit && out.ok(); ++sent) {
+  for (int64_t sent = 0; state_ == SQLITE_ROW && sent < limit && out.ok() && keep_unread(encoder); ++sent) {
     out.letter('R');
     for (int col = 0; col < count; ++col) {
-      if (!encoder.write(stmt, col, fields_[static_cast<size_t>(col)].type)) ++unreadable;
+      if (const std::string* kept = kept_text(col)) {
+        out.string(*kept);
+      } else if (!encoder.write(stmt, col, fields_[static_cast<size_t>(col)].type)) {
+        ++unreadable;
+      }
     }
     state_ = sqlite3_step(stmt);
+    row_kept_ = false;
   }
+  // The next row's unread blobs are kept now, as the select found them, before another
+  // command may change them.
+  if (state_ == SQLITE_ROW) keep_unread(encoder);
   write_unreadable_warning(out, unreadable);
   if (state_ != SQLITE_ROW && state_ != SQLITE_DONE) out.error(error_text());
+}
+
+bool ResultStream::keep_unread(ValueEncoder& encoder) {
+  if (row_kept_ || added_.unread.empty()) return true;
+  sqlite3_stmt* stmt = stmt_.get();
+  for (size_t i = 0; i < added_.unread.size(); ++i) {
+    const UnreadBlob& blob = added_.unread[i];
+    kept_[i].clear();
+    if (sqlite3_column_type(stmt, blob.length_col) != SQLITE_INTEGER) continue;
+    kept_[i] = encoder.keep_unread(stmt, blob, sqlite3_column_int64(stmt, blob.length_col));
+    if (kept_[i].empty()) {
+      state_ = SQLITE_ERROR;
+      return false;
+    }
+  }
+  row_kept_ = true;
+  return true;
+}
+
+const std::string* ResultStream::kept_text(int col) const {
+  for (size_t i = 0; i < added_.unread.size(); ++i) {
+    if (added_.unread[i].col == col) return kept_[i].empty() ? nullptr : &kept_[i];
+  }
+  return nullptr;
 }
 
 std::string ResultStream::error_text() const {

@@ -8,6 +8,7 @@
 
 #include "reply_writer.h"
 #include "row_references.h"
+#include "rowid_query.h"
 #include "sqlite_handles.h"
 #include "type_codes.h"
 #include "value_encoder.h"
@@ -19,17 +20,31 @@ struct FieldDescription {
   ColumnType type;
 };
 
-// The descriptions of the columns of `stmt`. A column without a declared type is typed by
-// the current row's value when `have_row`, else as a null would be.
+// The names and declared types of the columns of `stmt`; kUndeclared where none is declared.
+std::vector<FieldDescription> declared_fields(sqlite3_stmt* stmt);
+// Types each field without a declared type by the value in its place in the current row of
+// `stmt` when `have_row`, else as a null would be.
+void type_undeclared(std::vector<FieldDescription>& fields, sqlite3_stmt* stmt, bool have_row);
+// The descriptions of the columns of `stmt`, typed as type_undeclared does.
 std::vector<FieldDescription> describe_fields(sqlite3_stmt* stmt, bool have_row);
+
 // "A", the field count and the descriptions.
 void write_field_descriptions(const std::vector<FieldDescription>& fields, ReplyWriter& out);
 
+// What a cursor's statement reads beside the query's columns: the row id of the rows' table
+// right after them, and behind it the lengths of the large blobs it leaves unread (see
+// with_unread_blobs), whose fields are described by `declared`, those of the query itself.
+struct AddedColumns {
+  bool rowid = false;
+  std::vector<UnreadBlob> unread;
+  std::vector<FieldDescription> declared;
+};
+
 class ResultStream {
  public:
-  // With `rowid_column`, the statement's last column is the row id of the rows' table: the
-  // client never sees it, and large objects of that table are kept by reference to their row.
-  explicit ResultStream(StmtPtr stmt, bool rowid_column = false);
+  // The client never sees the `added` columns; with a row id, large objects of its table are
+  // kept by reference to their row.
+  explicit ResultStream(StmtPtr stmt, AddedColumns added = {});
 
   // Runs the query up to its first row, which types the columns that have no declared
   // type. False when the query failed; the message is then in error_text().
@@ -46,10 +61,18 @@ class ResultStream {
   StmtPtr release() { return std::move(stmt_); }
 
  private:
+  // Keeps the unread blobs of the current row, once; false when one cannot be read.
+  bool keep_unread(ValueEncoder& encoder);
+  // The text standing for column `col` of the current row, or null when its value was read.
+  const std::string* kept_text(int col) const;
+
   StmtPtr stmt_;
   int state_ = SQLITE_OK;  // result of the latest step
   int rowid_col_ = -1;
   ChangeStamp stamp_;  // taken before the first step
+  AddedColumns added_;
+  std::vector<std::string> kept_;  // for each unread blob of the current row: its text, or empty
+  bool row_kept_ = false;          // kept_ is that of the current row
   std::vector<FieldDescription> fields_;
 };
 

@@ -77,13 +77,8 @@ void copy_before_change(Registry& reg, sqlite3* db, int op, const char* table, i
 
 // The bytes of the reference's row through `reader`, into a copy; false when they cannot be read.
 bool copy_from_row(sqlite3* reader, RowReference& ref) {
-  sqlite3_blob* blob = nullptr;
   std::string bytes(ref.size, '\0');
-  bool read = sqlite3_blob_open(reader, "main", ref.table.c_str(), ref.column.c_str(), ref.rowid, 0, &blob) ==
-                  SQLITE_OK &&
-              static_cast<size_t>(sqlite3_blob_bytes(blob)) == ref.size &&
-              sqlite3_blob_read(blob, bytes.data(), static_cast<int>(ref.size), 0) == SQLITE_OK;
-  sqlite3_blob_close(blob);
+  bool read = read_row_value(reader, ref.table, ref.column, ref.rowid, ref.size, bytes.data());
   if (read) ref.copy = std::make_unique<KeptObject>(bytes.data(), ref.size);
   return read;
 }
@@ -140,13 +135,19 @@ std::shared_ptr<RowReference> take_reference(sqlite3_stmt* stmt, int col, int ro
       std::strcmp(table, rowid_table) != 0) {
     return nullptr;
   }
-  sqlite3* db = sqlite3_db_handle(stmt);
+  return refer_to_row(sqlite3_db_handle(stmt), table, origin, sqlite3_column_int64(stmt, rowid_col),
+                      static_cast<size_t>(sqlite3_column_bytes(stmt, col)), stamp);
+}
+
+std::shared_ptr<RowReference> refer_to_row(sqlite3* db, const std::string& table, const std::string& column,
+                                           int64_t rowid, size_t size, const ChangeStamp& stamp) {
+  if (!stamp.valid) return nullptr;
   auto ref = std::make_shared<RowReference>();
   ref->table = table;
-  ref->column = origin;
-  ref->rowid = sqlite3_column_int64(stmt, rowid_col);
-  ref->size = static_cast<size_t>(sqlite3_column_bytes(stmt, col));
-  ref->column_index = column_index(db, table, origin);
+  ref->column = column;
+  ref->rowid = rowid;
+  ref->size = size;
+  ref->column_index = column_index(db, table.c_str(), column.c_str());
   ref->schema = schema_version(db);
   if (ref->column_index < 0 || ref->schema < 0 || !found_again(db, *ref)) return nullptr;
   Registry& reg = registry();
@@ -159,6 +160,16 @@ std::shared_ptr<RowReference> take_reference(sqlite3_stmt* stmt, int col, int ro
   }
   reg.refs.emplace(std::make_pair(ref->table, ref->rowid), ref.get());
   return ref;
+}
+
+bool read_row_value(sqlite3* db, const std::string& table, const std::string& column, int64_t rowid, size_t size,
+                    char* into) {
+  sqlite3_blob* blob = nullptr;
+  bool read = sqlite3_blob_open(db, "main", table.c_str(), column.c_str(), rowid, 0, &blob) == SQLITE_OK &&
+              static_cast<size_t>(sqlite3_blob_bytes(blob)) == size &&
+              sqlite3_blob_read(blob, into, static_cast<int>(size), 0) == SQLITE_OK;
+  sqlite3_blob_close(blob);
+  return read;
 }
 
 void drop_reference(const std::shared_ptr<RowReference>& ref) {

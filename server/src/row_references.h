@@ -44,6 +44,13 @@ ChangeStamp stamp_changes(sqlite3* db);
 // A reference to column `col` of the current row of `stmt`, whose column `rowid_col` holds the
 // row id; null when the value cannot be found again exactly (then it is copied).
 std::shared_ptr<RowReference> take_reference(sqlite3_stmt* stmt, int col, int rowid_col, const ChangeStamp& stamp);
+// The same for a blob of `size` bytes in `column` of row `rowid` of `table`, read by `db`.
+std::shared_ptr<RowReference> refer_to_row(sqlite3* db, const std::string& table, const std::string& column,
+                                           int64_t rowid, size_t size, const ChangeStamp& stamp);
+// Reads the whole value of `size` bytes in `column` of row `rowid` of `table` into `into`;
+// false when it is not there with that length.
+bool read_row_value(sqlite3* db, const std::string& table, const std::string& column, int64_t rowid, size_t size,
+                    char* into);
 // Forgets a reference; its owner is releasing it.
 void drop_reference(const std::shared_ptr<RowReference>& ref);
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "text_util.h"
+#include "type_codes.h"
 
 namespace zv {
 namespace {
@@ -56,6 +57,48 @@ bool adds_rowid_column(sqlite3_stmt* plain, sqlite3_stmt* with_rowid) {
   const char* origin = sqlite3_column_origin_name(with_rowid, count);
   return db && std::strcmp(db, "main") == 0 && origin && !iequals(origin, "_rowid_") &&
          sqlite3_column_table_name(with_rowid, count);
+}
+
+std::string with_unread_blobs(std::string_view text, sqlite3_stmt* with_rowid, int64_t min_bytes,
+                              std::vector<UnreadBlob>& unread) {
+  unread.clear();
+  const int rowid_col = sqlite3_column_count(with_rowid) - 1;
+  const char* rowid_table = sqlite3_column_table_name(with_rowid, rowid_col);
+  for (int col = 0; col < rowid_col; ++col) {
+    const char* table = sqlite3_column_table_name(with_rowid, col);
+    const char* origin = sqlite3_column_origin_name(with_rowid, col);
+    const char* db = sqlite3_column_database_name(with_rowid, col);
+    if (type_from_declared(sqlite3_column_decltype(with_rowid, col)).code == kBlob && table && origin && db &&
+        std::strcmp(db, "main") == 0 && rowid_table && std::strcmp(table, rowid_table) == 0) {
+      unread.push_back({col, rowid_col + 1 + static_cast<int>(unread.size()), table, origin});
+    }
+  }
+  if (unread.empty()) return {};
+  // The query runs as a common table expression whose columns are named by place, so that
+  // no name of the query's own is needed; SQLite flattens it into the outer select, where
+  // typeof() and length() of a blob read only its header.
+  std::string names;
+  std::string columns;
+  std::string lengths;
+  const std::string large = ") = 'blob' AND length(";
+  for (int col = 0, next = 0; col <= rowid_col; ++col) {
+    const std::string c = "c" + std::to_string(col);
+    names += (col ? ", " : "") + c;
+    columns += col ? ", " : "";
+    const bool is_unread = next < static_cast<int>(unread.size()) && unread[static_cast<size_t>(next)].col == col;
+    if (!is_unread) {
+      columns += c;
+      continue;
+    }
+    ++next;
+    const std::string when = "CASE WHEN typeof(" + c + large + c + ") >= " + std::to_string(min_bytes) + " THEN ";
+    columns += when + "NULL ELSE " + c + " END";
+    lengths += ", " + when + "length(" + c + ") END";
+  }
+  // The query's text ends on a line of its own, so that a comment at its end closes there.
+  std::string_view query = trim(text);
+  while (!query.empty() && query.back() == ';') query = trim(query.substr(0, query.size() - 1));
+  return "WITH zv_rows(" + names + ") AS (" + std::string(query) + "\n) SELECT " + columns + lengths + " FROM zv_rows";
 }
 
 }  // namespace zv

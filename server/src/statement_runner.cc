@@ -5,6 +5,7 @@
 
 #include "batch_runner.h"
 #include "interval_type_quoting.h"
+#include "large_blocks.h"
 #include "parameter_binding.h"
 #include "routine_call.h"
 #include "routine_catalogue.h"
@@ -276,7 +277,7 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
     return false;
   }
   std::string cursor_text(query);
-  const bool rowid_column = add_rowid_column(cursor_text, stmt, used);
+  AddedColumns added = add_rowid_column(cursor_text, stmt, used);
   auto give_back_on_error = [&] { statements_.give_back(cursor_text, std::move(stmt), used); };
   if (!bind_parameters(stmt.get(), params, out)) {
     give_back_on_error();
@@ -288,7 +289,7 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
     return false;
   }
   if (existing != cursors_.end()) close_cursor(existing);
-  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt), rowid_column), false,
+  cursors_[s.name] = Cursor{std::make_unique<ResultStream>(std::move(stmt), std::move(added)), false,
                             std::move(cursor_text), used, kept};
   kept_ += kept;
   // The query's own end decides where the next statement starts, not the first ";".
@@ -296,25 +297,51 @@ bool StatementRunner::declare_cursor(SpecialStatement& s, std::string_view text,
   return true;
 }
 
-bool StatementRunner::add_rowid_column(std::string& text, StmtPtr& stmt, size_t& used) {
-  if (!lobs_.store || !reads_table_lobs(stmt.get())) return false;
+AddedColumns StatementRunner::add_rowid_column(std::string& text, StmtPtr& stmt, size_t& used) {
+  AddedColumns added;
+  if (!lobs_.store || !reads_table_lobs(stmt.get())) return added;
   std::string with_rowid = with_rowid_column(std::string_view(text).substr(0, used));
-  if (with_rowid.empty()) return false;
+  if (with_rowid.empty()) return added;
   StmtPtr other;
   size_t other_used = 0;
-  if (!statements_.take(with_rowid, other, other_used)) {
-    sqlite3_stmt* raw = nullptr;
-    const char* tail = nullptr;
-    sqlite3_prepare_v2(db_, with_rowid.data(), static_cast<int>(with_rowid.size()), &raw, &tail);
-    other.reset(raw);
-    other_used = raw ? static_cast<size_t>(tail - with_rowid.data()) : 0;
-  }
-  if (!other || !adds_rowid_column(stmt.get(), other.get())) return false;
+  take_or_compile(with_rowid, other, other_used);
+  if (!other || !adds_rowid_column(stmt.get(), other.get())) return added;
   statements_.give_back(text, std::move(stmt), used);
   stmt = std::move(other);
   text = std::move(with_rowid);
   used = other_used;
-  return true;
+  added.rowid = true;
+  leave_blobs_unread(text, stmt, used, added);
+  return added;
+}
+
+void StatementRunner::leave_blobs_unread(std::string& text, StmtPtr& stmt, size_t& used, AddedColumns& added) {
+  // A value that goes out inline, or is copied at the select anyway, is read at the select.
+  const int64_t min_bytes = std::max<int64_t>(static_cast<int64_t>(kLargeBlockMin), lobs_.inline_max + 1);
+  std::vector<UnreadBlob> unread;
+  std::string query = with_unread_blobs(std::string_view(text).substr(0, used), stmt.get(), min_bytes, unread);
+  if (query.empty()) return;
+  StmtPtr other;
+  size_t other_used = 0;
+  take_or_compile(query, other, other_used);
+  if (!other || sqlite3_column_count(other.get()) != sqlite3_column_count(stmt.get()) + static_cast<int>(unread.size())) {
+    return;
+  }
+  added.declared = declared_fields(stmt.get());
+  added.unread = std::move(unread);
+  statements_.give_back(text, std::move(stmt), used);
+  stmt = std::move(other);
+  text = std::move(query);
+  used = other_used;
+}
+
+void StatementRunner::take_or_compile(const std::string& text, StmtPtr& stmt, size_t& used) {
+  if (statements_.take(text, stmt, used)) return;
+  sqlite3_stmt* raw = nullptr;
+  const char* tail = nullptr;
+  sqlite3_prepare_v2(db_, text.data(), static_cast<int>(text.size()), &raw, &tail);
+  stmt.reset(raw);
+  used = raw ? static_cast<size_t>(tail - text.data()) : 0;
 }
 
 bool StatementRunner::fetch_cursor(const SpecialStatement& s, ReplyWriter& out) {

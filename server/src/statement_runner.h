@@ -60,8 +60,14 @@ class StatementRunner {
   // With descriptors on, a cursor whose rows hold large objects of a table reads the row id of
   // its rows too, as a last column the client never sees, so that their large objects can be
   // kept by reference instead of copied. Then `text`, `stmt` and `used` become those of that
-  // query, and the statement they held goes back to the statement cache.
-  bool add_rowid_column(std::string& text, StmtPtr& stmt, size_t& used);
+  // query, the statement they held goes back to the statement cache, and the columns added
+  // are returned.
+  AddedColumns add_rowid_column(std::string& text, StmtPtr& stmt, size_t& used);
+  // Then, where the rows' table has BLOB columns, the cursor runs a query that leaves their
+  // large values unread until they are fetched (with_unread_blobs), in the same way.
+  void leave_blobs_unread(std::string& text, StmtPtr& stmt, size_t& used, AddedColumns& added);
+  // The statement kept for `text`, or one compiled from it; null when it does not compile.
+  void take_or_compile(const std::string& text, StmtPtr& stmt, size_t& used);
   // Gives the cursor's statement back to the statement cache; null when it was already.
   void give_back_statement(Cursor& c);
   void close_cursor(std::map<std::string, Cursor>::iterator it);

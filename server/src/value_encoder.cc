@@ -339,6 +339,18 @@ void ValueEncoder::write_lob(sqlite3_stmt* stmt, int col, sqlite3_value* value, 
   out_.string(descriptor + ":" + std::to_string(n));
 }
 
+std::string ValueEncoder::keep_unread(sqlite3_stmt* stmt, const UnreadBlob& blob, int64_t length) {
+  if (rowid_col_ < 0 || sqlite3_column_type(stmt, rowid_col_) != SQLITE_INTEGER) return {};
+  sqlite3* db = sqlite3_db_handle(stmt);
+  const int64_t rowid = sqlite3_column_int64(stmt, rowid_col_);
+  const size_t n = static_cast<size_t>(length);
+  std::shared_ptr<RowReference> ref = refer_to_row(db, blob.table, blob.column, rowid, n, *stamp_);
+  std::string descriptor =
+      ref ? lobs_.store->keep('B', std::move(ref))
+          : lobs_.store->keep_filled('B', n, [&](char* into) { return read_row_value(db, blob.table, blob.column, rowid, n, into); });
+  return descriptor.empty() ? descriptor : descriptor + ":" + std::to_string(n);
+}
+
 void write_unreadable_warning(ReplyWriter& out, int64_t count) {
   if (count == 0) return;
   out.letter('W');

@@ -4,10 +4,12 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <string>
 
 #include "lob_store.h"
 #include "reply_writer.h"
 #include "row_references.h"
+#include "rowid_query.h"
 #include "type_codes.h"
 
 namespace zv {
@@ -36,6 +38,11 @@ class ValueEncoder {
     rowid_col_ = rowid_col;
     stamp_ = &stamp;
   }
+  // For a blob of `length` bytes that the query left unread in `blob`'s column of the current
+  // row (see find_rows_by): keeps it, by reference to its row where it can be found again, else
+  // as a copy read from the row now, and gives the text that stands for it in the row. Empty
+  // when it cannot be read.
+  std::string keep_unread(sqlite3_stmt* stmt, const UnreadBlob& blob, int64_t length);
 
  private:
   bool write_integer(sqlite3_value* value, int storage, int32_t code);
