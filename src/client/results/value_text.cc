@@ -3,6 +3,7 @@
 #include "results/value_text.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "connection/client_text.h"
 #include "results/calendar.h"
@@ -91,7 +92,8 @@ void render_value_text(int32_t type, const uint8_t* v, int32_t len, char* buff) 
   int32_t p[7];
   switch (type) {
     case TC_BOOL:
-      client_sprintf(buff, VALUE_TEXT_SIZE, "%s", v[0] == 'F' ? "F" : v[0] == 'T' ? "T" : "UNKNOWN");
+      // A copy, not a formatted print: every boolean of every row comes through here.
+      strcpy(buff, v[0] == 'F' ? "F" : v[0] == 'T' ? "T" : "UNKNOWN");
       return;
     case TC_TINYINT:
     case TC_SMALLINT:
